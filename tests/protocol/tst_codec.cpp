@@ -1,0 +1,308 @@
+#include "protocol/codec.h"
+#include "protocol/parameter_block.h"
+#include "test_registry.h"
+
+#include <QTest>
+
+#include <stdexcept>
+
+using namespace tarvek;
+
+namespace {
+std::array<int, kReplyFields> statusFields()
+{
+    std::array<int, kReplyFields> f{};
+    for (int k = 0; k < kReplyFields; ++k)
+        f[static_cast<std::size_t>(k)] = 40 + k; // distinct, recognisable echoes
+    f[pos::ReplyType] = 0;
+    f[pos::Phase] = 5;
+    f[pos::FaultCode] = 0;
+    f[pos::Sync] = kSyncValue;
+    return f;
+}
+
+std::string frameString(const Frame& f) { return std::string(f.data(), f.size()); }
+int byteAt(const std::string& s, std::size_t i) { return static_cast<unsigned char>(s[i]); }
+} // namespace
+
+class CodecTest : public QObject {
+    Q_OBJECT
+private slots:
+    void numbersConvertLeniently_data()
+    {
+        QTest::addColumn<QString>("field");
+        QTest::addColumn<bool>("converts");
+        QTest::addColumn<int>("value");
+        QTest::newRow("padded") << "   42" << true << 42;
+        QTest::newRow("zeros") << "00042" << true << 42;
+        QTest::newRow("trailing blank") << "42   " << true << 42;
+        QTest::newRow("negative") << "  -17" << true << -17;
+        QTest::newRow("plus") << "  +17" << true << 17;
+        QTest::newRow("half to even") << " 12.5" << true << 12;
+        QTest::newRow("round up") << " 13.5" << true << 14;
+        QTest::newRow("fraction") << " 1.26" << true << 1;
+        QTest::newRow("blank") << "     " << false << 0;
+        QTest::newRow("letters") << "  abc" << false << 0;
+        QTest::newRow("inner blank") << " 1 2 " << false << 0;
+        QTest::newRow("sign only") << "    -" << false << 0;
+        QTest::newRow("digits then text") << "12x  " << false << 0;
+    }
+    void numbersConvertLeniently()
+    {
+        QFETCH(QString, field);
+        QFETCH(bool, converts);
+        QFETCH(int, value);
+        const auto v = parseNumber(field.toStdString());
+        QCOMPARE(v.has_value(), converts);
+        if (converts)
+            QCOMPARE(*v, value);
+    }
+
+    void goodReplyFillsTheRecord()
+    {
+        EngineTables t;
+        auto f = statusFields();
+        f[pos::Mat] = 31;
+        f[pos::TachoM] = 100;
+        const auto out = decodeReply(t, 2, encodeReply(f));
+        const auto& r = t.at(2);
+        QVERIFY(out.good);
+        QCOMPARE(out.skippedFields, 0);
+        QCOMPARE(r.ReplySeen, 123);
+        QCOMPARE(r.Phase, 5);
+        QCOMPARE(r.reported[pos::Mat], 31);
+        QCOMPARE(r.reported[pos::TachoM], 100);
+        QCOMPARE(r.lastReceived[7], 47);
+        QCOMPARE(r.ReplyType, 0);
+        QCOMPARE(r.rawReply.size(), std::size_t(160));
+    }
+
+    void nonNumericFieldsLeaveTheirPositions()
+    {
+        EngineTables t;
+        decodeReply(t, 0, encodeReply(statusFields()));
+        std::string reply = encodeReply(statusFields());
+        reply.replace(5 * 10, 5, "  x1 ");      // MAT garbled
+        reply.replace(5 * 12, 5, "99999");      // beyond a 16-bit signed value
+        reply.replace(5 * 13, 5, "-0001");      // negative: kept, sent as its low byte
+        const auto out = decodeReply(t, 0, reply);
+        const auto& r = t.at(0);
+        QCOMPARE(out.skippedFields, 2);
+        QCOMPARE(r.frame[10], 50);
+        QCOMPARE(r.frame[12], 52);
+        QCOMPARE(r.reported[13], -1);
+        QCOMPARE(r.lastReceived[13], 255);
+        QVERIFY(out.good);
+    }
+
+    void badSynchronisationBlocksTheSender()
+    {
+        EngineTables t;
+        auto f = statusFields();
+        f[pos::Sync] = 122;
+        const auto out = decodeReply(t, 1, encodeReply(f));
+        QVERIFY(!out.good);
+        QCOMPARE(t.at(1).ReplySeen, 0);
+        QVERIFY(composeFrame(t, 1, true).blocked);
+        // A good reply unblocks it.
+        decodeReply(t, 1, encodeReply(statusFields()));
+        QVERIFY(!composeFrame(t, 1, true).blocked);
+    }
+
+    void replyTypeTwoKeepsThePhase()
+    {
+        EngineTables t;
+        decodeReply(t, 0, encodeReply(statusFields())); // phase 5
+        auto f = statusFields();
+        f[pos::ReplyType] = 2;
+        f[pos::Phase] = 1;
+        f[pos::Mat] = 77;
+        decodeReply(t, 0, encodeReply(f));
+        QCOMPARE(t.at(0).Phase, 5);
+        QCOMPARE(t.at(0).reported[pos::Mat], 77);
+        QCOMPARE(t.at(0).ReplyType, 0);
+    }
+
+    void faultCodesThreeToSixStopTheEngine_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<bool>("stops");
+        for (int c : {0, 1, 2, 3, 4, 5, 6, 7, 18, 20})
+            QTest::newRow(qPrintable(QString::number(c))) << c << (c >= 3 && c <= 6);
+    }
+    void faultCodesThreeToSixStopTheEngine()
+    {
+        QFETCH(int, code);
+        QFETCH(bool, stops);
+        EngineTables t;
+        t.at(4).RunCommand = 1;
+        auto f = statusFields();
+        f[pos::FaultCode] = code;
+        const auto out = decodeReply(t, 4, encodeReply(f));
+        QCOMPARE(out.stopRaised, stops);
+        QCOMPARE(t.at(4).FaultCode, code);
+        QCOMPARE(t.at(4).RunCommand, stops ? 2 : 1);
+        QCOMPARE(static_cast<unsigned char>(composeFrame(t, 4, true).bytes[2]), stops ? 2u : 1u);
+    }
+
+    void shortReplyConvertsWhatItHas()
+    {
+        EngineTables t;
+        const auto full = encodeReply(statusFields());
+        const auto out = decodeReply(t, 0, std::string_view(full).substr(0, 52));
+        QCOMPARE(out.skippedFields, 22);
+        QCOMPARE(t.at(0).frame[8], 48);
+        QCOMPARE(t.at(0).frame[10], 0);
+        QVERIFY(!out.good);
+    }
+
+    void frameForTheSelectedEngineInPhaseFive()
+    {
+        EngineTables t;
+        t.selectedEngine = 3;
+        t.commandCode = 2;
+        auto& r = t.at(2);
+        decodeReply(t, 2, encodeReply(statusFields()));
+        r.RunCommand = 1;
+        r.PowerSetPoint = 130;
+        r.QthCommand = 1;
+        r.AlarmResetCommand = 1;
+        r.RegulationCommand = 1;
+        r.MotorSpeedSetPoint = 100;
+        r.ModeCode = 4;
+        const auto out = composeFrame(t, 2, true);
+        QVERIFY(out.written);
+        const std::string bytes = frameString(out.bytes);
+        QCOMPARE(bytes.size(), std::size_t(34));
+        QCOMPARE(byteAt(bytes, 0), 2);
+        QCOMPARE(byteAt(bytes, 1), 5);   // echoed phase
+        QCOMPARE(byteAt(bytes, 2), 1);
+        QCOMPARE(byteAt(bytes, 3), 43);  // echoed
+        QCOMPARE(byteAt(bytes, 4), 130);
+        QCOMPARE(byteAt(bytes, 6), 1);
+        QCOMPARE(byteAt(bytes, 8), 1);
+        QCOMPARE(byteAt(bytes, 12), 1);
+        QCOMPARE(byteAt(bytes, 24), 100);
+        QCOMPARE(byteAt(bytes, 30), 123);
+        QCOMPARE(byteAt(bytes, 31), 4);
+        QCOMPARE(bytes.substr(32), std::string("\r\n"));
+        QCOMPARE(t.commandCode, 0);
+        QVERIFY(r.parameterReadPending);
+        for (int i = 0; i < 32; ++i)
+            QCOMPARE(int(r.lastSent[static_cast<std::size_t>(i)]), int(static_cast<unsigned char>(bytes[static_cast<std::size_t>(i)])));
+    }
+
+    void frameForAnUnselectedEngineOutsidePhaseFive()
+    {
+        EngineTables t;
+        t.selectedEngine = 1;
+        t.commandCode = 1;
+        auto f = statusFields();
+        f[pos::Phase] = 3;
+        f[pos::Power] = 77;
+        decodeReply(t, 1, encodeReply(f));
+        t.at(1).PowerSetPoint = 100;
+        const auto out = composeFrame(t, 1, true);
+        QCOMPARE(int(out.bytes[0]), 0);  // echoed, not the request code
+        QCOMPARE(int(out.bytes[4]), 77); // the FADEC's own byte
+        QVERIFY(!out.parameterBlockSent);
+        QCOMPARE(t.commandCode, 1);      // still waiting for the selected engine
+    }
+
+    void noSelectedEngineNeverTouchesPositionZero()
+    {
+        EngineTables t;
+        t.commandCode = 1;
+        auto f = statusFields();
+        f[pos::ReplyType] = 0;
+        for (int i = 0; i < kEngines; ++i) {
+            decodeReply(t, i, encodeReply(f));
+            QCOMPARE(int(composeFrame(t, i, true).bytes[0]), 0);
+        }
+        QCOMPARE(t.commandCode, 1);
+    }
+
+    void parameterWriteGoesOutOnce()
+    {
+        EngineTables t;
+        t.selectedEngine = 2;
+        t.commandCode = 1;
+        for (int i = 0; i < kParameterCount; ++i)
+            t.parameterEntries[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(200 + i);
+        decodeReply(t, 1, encodeReply(statusFields()));
+        t.at(1).RunCommand = 1;
+        const auto first = composeFrame(t, 1, true);
+        QVERIFY(first.parameterBlockSent);
+        QCOMPARE(int(first.bytes[0]), 1);
+        for (int i = 1; i < 32; ++i)
+            QCOMPARE(int(static_cast<unsigned char>(first.bytes[static_cast<std::size_t>(i)])), 200 + i);
+        QCOMPARE(int(t.at(1).ParameterImage[31]), 231);
+        QCOMPARE(t.commandCode, 0);
+        decodeReply(t, 1, encodeReply(statusFields()));
+        const auto second = composeFrame(t, 1, true);
+        QVERIFY(!second.parameterBlockSent);
+        QCOMPARE(int(second.bytes[0]), 0);
+        QCOMPARE(int(second.bytes[2]), 1);
+    }
+
+    void closedPortSendsNothingButClearsTheRequest()
+    {
+        EngineTables t;
+        t.selectedEngine = 1;
+        t.commandCode = 1;
+        decodeReply(t, 0, encodeReply(statusFields()));
+        const auto out = composeFrame(t, 0, false);
+        QVERIFY(!out.written);
+        QCOMPARE(t.at(0).lastSent[1], 0);
+        QCOMPARE(t.commandCode, 0);
+    }
+
+    void parameterBlockRoundTrip()
+    {
+        EngineTables t;
+        t.selectedEngine = 6;
+        t.commandCode = 2;
+        decodeReply(t, 5, encodeReply(statusFields()));
+        composeFrame(t, 5, true);
+        Registers regs = defaultRegisters();
+        regs[30] = 255;
+        regs[31] = 254;
+        regs[1] = 59;
+        const auto out = decodeReply(t, 5, encodeParameterBlock(regs));
+        QVERIFY(out.good);
+        QVERIFY(out.parametersRead);
+        QCOMPARE(t.at(5).Phase, 5); // a parameter block never moves the phase
+        for (int i = 1; i < kParameterCount; ++i)
+            QCOMPARE(int(t.at(5).ParameterImage[static_cast<std::size_t>(i)]), int(regs[static_cast<std::size_t>(i)]));
+        QCOMPARE(int(t.at(5).ParameterImage[0]), 2);
+        QVERIFY(!t.at(5).parameterReadPending);
+        // Without a pending read a type-2 reply loads nothing.
+        regs[1] = 1;
+        QVERIFY(!decodeReply(t, 5, encodeParameterBlock(regs)).parametersRead);
+    }
+
+    void tablesCatchBadIndices()
+    {
+        EngineTables t;
+        QVERIFY_THROWS_EXCEPTION(std::out_of_range, t.at(7));
+        QVERIFY_THROWS_EXCEPTION(std::out_of_range, t.at(-1));
+        QVERIFY_THROWS_EXCEPTION(std::out_of_range, decodeReply(t, 9, ""));
+        t.at(6).Phase = 1; // exists, never addressed by the protocol
+        QCOMPARE(t.at(6).Phase, 1);
+    }
+
+    void replyEncodingIsFixedWidth()
+    {
+        auto f = statusFields();
+        f[3] = -5;
+        f[4] = 123456; // too wide: keeps its low five digits
+        const auto text = encodeReply(f);
+        QCOMPARE(text.size(), std::size_t(160));
+        QCOMPARE(QString::fromStdString(text.substr(15, 5)), QString("   -5"));
+        QCOMPARE(QString::fromStdString(text.substr(20, 5)), QString("23456"));
+        QCOMPARE(QString::fromStdString(text.substr(150, 5)), QString("  123"));
+    }
+};
+
+TARVEK_TEST(CodecTest)
+#include "tst_codec.moc"

@@ -1,0 +1,174 @@
+#include "settings/settings_files.h"
+#include "settings/station_settings.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tarvek;
+using tarvek::test::readBytes;
+using tarvek::test::writeBytes;
+
+class SettingsFilesTest : public QObject {
+    Q_OBJECT
+private slots:
+    void everyFileIsCreatedWithItsDefaultBytes_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("ConsignePW") << "\\ConsignePW.ini" << QByteArray("50\r\n50\r\n50\r\n50\r\n50\r\n50\r\n");
+        QTest::newRow("StatusHalogen") << "\\StatusHalogen.ini" << QByteArray("0\r\n").repeated(6);
+        QTest::newRow("ParamComx") << "\\ParamComx.ini" << QByteArray("\"0\"\r\n").repeated(12);
+        QTest::newRow("Consigne") << "\\Consigne.ini" << QByteArray("220\r\n");
+        QTest::newRow("ConsSliderLCF") << "\\ConsSliderLCF.ini" << QByteArray("130\r\n30\r\n") + QByteArray("0\r\n").repeated(7);
+        QTest::newRow("NS") << "\\NS.ini" << QByteArray("1.01\r\n0\r\n0\r\n1\r\n");
+        QTest::newRow("TypeFile") << "\\TypeFile.ini" << QByteArray("0\r\n").repeated(18);
+        QTest::newRow("CocheSelect") << "\\CocheSelect.ini" << QByteArray("1\r\n");
+        QTest::newRow("Coefficients") << "\\Coefficients.ini"
+                                      << QByteArray("0\r\n1\r\n0\r\n").repeated(5) + "0\r\n4\r\n2\r\n" +
+                                             QByteArray("0\r\n1\r\n0\r\n").repeated(6);
+        QTest::newRow("StartHalogen") << "\\StartHalogen.ini" << QByteArray("0\r\n");
+        QTest::newRow("Histo") << "\\Histo.txt" << QByteArray();
+        QTest::newRow("ParamSt") << "\\ParamSt.ini"
+                                 << QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
+                                               "0\r\n0\r\n50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n");
+        QTest::newRow("login") << SettingsFiles::loginFileName() << QByteArray("\"harvests\"\r\n\"dolphin\"\r\n");
+        QTest::newRow("SHTConsigne") << "\\SHTConsigne.ini" << QByteArray("40\r\n");
+        QTest::newRow("SHTPCStatusHal") << "\\SHTPCStatusHal.ini"
+                                        << QByteArray("1\r\n") + QByteArray("0\r\n").repeated(10) + "1\r\n" +
+                                               QByteArray("0\r\n").repeated(8);
+    }
+    void everyFileIsCreatedWithItsDefaultBytes()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        StationSettings s;
+        s.loadAll(files);
+        QVERIFY(QFile::exists(files.pathOf(name)));
+        QCOMPARE(readBytes(files.pathOf(name)), bytes);
+    }
+
+    void defaultsReadBack()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        StationSettings s;
+        s.powerSetPoints.fill(0);
+        s.loadAll(files);
+        QCOMPARE(s.powerSetPoints[5], 50);
+        QCOMPARE(s.portNumbers[2], QString("0"));
+        QCOMPARE(s.qthAlarmSetPoint, 220);
+        QCOMPARE(s.lfcSlider[1], 30);
+        QCOMPARE(s.loggerSteps[0], QString("1.01"));
+        QCOMPARE(s.coefficients[16], 4);
+        QCOMPARE(s.savedRegisters[26], 115);
+        QCOMPARE(s.passwords[1], QString("dolphin"));
+        QCOMPARE(s.shtAlarmFlags[11], 1);
+        QVERIFY(!QFile::exists(dir.filePath("Consigne.ini ")));
+        QVERIFY(QFile::exists(dir.filePath("Name.inc")));
+        QVERIFY(!QFile::exists(dir.filePath("ParamLogStart.ini"))); // written by its form only
+    }
+
+    void filesAreCreatedInIndexOrder()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        QStringList created;
+        // The index order is the start-up order; loadAll must follow it.
+        StationSettings s;
+        s.loadAll(files);
+        for (const auto& spec : SettingsFiles::index())
+            if (spec.createdAtStart)
+                created << spec.name;
+        QCOMPARE(created.first(), QString("\\ConsignePW.ini"));
+        QCOMPARE(created.indexOf("\\ParamSt.ini") + 1, created.indexOf(SettingsFiles::loginFileName()));
+        QCOMPARE(created.last(), QString("\\SHTPCStatusHal.ini"));
+    }
+
+    void lenientReading()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        QSignalSpy malformed(&files, &SettingsFiles::malformedValue);
+        // Leading blanks, quoted numbers, LF-only ends and a garbage line.
+        writeBytes(files.pathOf("\\ConsignePW.ini"), " 60\n\"70\"\r\n  80 \nabc\n100\n110\n");
+        StationSettings s;
+        files.readNumbers("\\ConsignePW.ini", s.powerSetPoints);
+        QCOMPARE(s.powerSetPoints, (std::array<int, 6>{60, 70, 80, 50, 100, 110}));
+        QCOMPARE(malformed.count(), 1);
+        QCOMPARE(malformed.at(0).at(1).toInt(), 4);
+        QCOMPARE(malformed.at(0).at(2).toString(), QString("abc"));
+    }
+
+    void shortFileKeepsTheValuesHeld()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        writeBytes(files.pathOf("\\ParamComx.ini"), "\"3\"\r\n\"1\"\r\n\"5\"\r\n");
+        StationSettings s;
+        s.portNumbers[3] = "9";
+        s.loadPorts(files);
+        QCOMPARE(s.portNumbers[0], QString("3"));
+        QCOMPARE(s.portEnabled[0], QString("1"));
+        QCOMPARE(s.portNumbers[1], QString("5"));
+        QCOMPARE(s.portEnabled[1], QString("0"));
+        QCOMPARE(s.portNumbers[3], QString("9"));
+    }
+
+    void plainAndQuotedNumbersAreEqual()
+    {
+        QCOMPARE(SettingsFiles::toNumber("\"3\""), std::optional<int>(3));
+        QCOMPARE(SettingsFiles::toNumber(" 3"), std::optional<int>(3));
+        QCOMPARE(SettingsFiles::toNumber(" 2.6 "), std::optional<int>(3));
+        QCOMPARE(SettingsFiles::toNumber("\"\""), std::optional<int>());
+        QCOMPARE(SettingsFiles::toNumber("3a"), std::optional<int>());
+    }
+
+    void writersReplaceTheWholeFile()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        files.ensureAll();
+        StationSettings s;
+        s.portNumbers[0] = "3";
+        s.portEnabled[0] = "1";
+        s.portNumbers[5] = "15"; // warned about by the form, saved all the same
+        QVERIFY(s.savePorts(files));
+        QCOMPARE(readBytes(files.pathOf("\\ParamComx.ini")),
+                 QByteArray("\"3\"\r\n\"1\"\r\n") + QByteArray("\"0\"\r\n").repeated(8) + "\"15\"\r\n\"0\"\r\n");
+        const int values[] = {30, 130};
+        QVERIFY(files.writeNumbers("\\ConsignePW.ini", values));
+        QCOMPARE(readBytes(files.pathOf("\\ConsignePW.ini")), QByteArray("30\r\n130\r\n"));
+        // No temporary file is left beside it.
+        QCOMPARE(QDir(dir.path()).entryList({"*ConsignePW*"}, QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    void loginFileCanLiveElsewhere()
+    {
+        QTemporaryDir dir;
+        const QString other = dir.filePath("secret/Name.inc");
+        SettingsFiles files(dir.filePath("station"), other);
+        StationSettings s;
+        s.loadAll(files);
+        QCOMPARE(readBytes(other), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
+        QVERIFY(!QFile::exists(dir.filePath("station/Name.inc")));
+    }
+
+    void unwritableFolderIsReportedNotFatal()
+    {
+        SettingsFiles files("/proc/tarvek-no-such-folder");
+        QSignalSpy errors(&files, &SettingsFiles::fileError);
+        StationSettings s;
+        s.loadAll(files);
+        QCOMPARE(s.powerSetPoints[0], 50);
+        QVERIFY(errors.count() > 0);
+    }
+};
+
+TARVEK_TEST(SettingsFilesTest)
+#include "tst_settings_files.moc"
