@@ -1,0 +1,302 @@
+#include "serial/serial_link.h"
+
+#include "settings/settings_files.h"
+#include "settings/station_settings.h"
+
+namespace tarvek {
+
+using namespace link_timing;
+
+namespace {
+constexpr int kLinkCountdownStart = 60;
+
+QTimer* makeTimer(QObject* parent, const QString& name, int intervalMs)
+{
+    auto* t = new QTimer(parent);
+    t->setObjectName(name);
+    t->setSingleShot(true);
+    t->setInterval(intervalMs);
+    return t;
+}
+} // namespace
+
+int portEventEntry(QSerialPort::SerialPortError error)
+{
+    switch (error) {
+    case QSerialPort::ReadError: return 5;     // "Data was lost"
+    case QSerialPort::WriteError: return 8;    // "Send buffer overload"
+    case QSerialPort::TimeoutError: return 3;  // "Reception signal timerout"
+    case QSerialPort::ResourceError: return 9; // the device went away under the port
+    default: return -1;
+    }
+}
+
+SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, SettingsFiles& files,
+                       DeviceResolver resolver, QObject* parent)
+    : QObject(parent), tables_(tables), settings_(settings), files_(files), resolver_(std::move(resolver))
+{
+    for (int k = 1; k <= 6; ++k) {
+        Slot& s = at(k);
+        s.port = new QSerialPort(this);
+        s.port->setObjectName(QStringLiteral("MSComm%1").arg(k));
+        connect(s.port, &QSerialPort::readyRead, this, [this, k] { onReadyRead(k); });
+        connect(s.port, &QSerialPort::errorOccurred, this,
+                [this, k](QSerialPort::SerialPortError e) { onPortError(k, e); });
+
+        s.sender = makeTimer(this, QStringLiteral("Timer%1").arg(20 + k), kSenderDelayMs);
+        s.sender->setTimerType(Qt::PreciseTimer);
+        connect(s.sender, &QTimer::timeout, this, [this, k] { onSenderTick(k); });
+
+        s.indicator = makeTimer(this, QStringLiteral("Timer%1").arg(29 + k), kIndicatorHoldMs);
+        connect(s.indicator, &QTimer::timeout, this, [this, k] { emit linkIndicator(k, false); });
+    }
+    captionTimer_ = makeTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
+    connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
+    supervision_ = makeTimer(this, QStringLiteral("Timer44"), kReplySupervisionMs);
+    connect(supervision_, &QTimer::timeout, this, &SerialLink::repliesStopped);
+    loadForm();
+}
+
+SerialLink::~SerialLink() { shutdown(); }
+
+SerialLink::Slot& SerialLink::at(int slot)
+{
+    return slots_.at(static_cast<std::size_t>(slot - 1));
+}
+
+const SerialLink::Slot& SerialLink::at(int slot) const
+{
+    return slots_.at(static_cast<std::size_t>(slot - 1));
+}
+
+QSerialPort* SerialLink::port(int slot) const { return at(slot).port; }
+QTimer* SerialLink::sender(int slot) const { return at(slot).sender; }
+bool SerialLink::portOpen(int slot) const { return at(slot).open; }
+int SerialLink::linkCountdown(int slot) const { return at(slot).countdown; }
+QString SerialLink::openError(int slot) const { return at(slot).openError; }
+quint64 SerialLink::framesSent(int slot) const { return at(slot).frames; }
+quint64 SerialLink::repliesReceived(int slot) const { return at(slot).replies; }
+
+QString SerialLink::deviceName(int slot) const
+{
+    const int com = settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)).trimmed().toInt();
+    return resolver_ ? resolver_(com) : QString();
+}
+
+QString SerialLink::portLabel(int slot) const
+{
+    return QStringLiteral("COM%1 - COM%2").arg(slot).arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)).trimmed());
+}
+
+void SerialLink::loadForm()
+{
+    for (std::size_t i = 0; i < 6; ++i) {
+        form_.numbers[i] = settings_.portNumbers[i];
+        form_.enabled[i] = SettingsFiles::toNumber(settings_.portEnabled[i]).value_or(0) == 1;
+    }
+}
+
+void SerialLink::openSlot(int slot)
+{
+    Slot& s = at(slot);
+    const auto enabled = SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0);
+    if (enabled == 1) {
+        if (s.port->isOpen())
+            return; // an open port cannot be reconfigured; it stays as it is
+        s.port->setPortName(deviceName(slot));
+        s.port->setFlowControl(QSerialPort::SoftwareControl);
+        s.port->setBaudRate(QSerialPort::Baud19200);
+        s.port->setDataBits(QSerialPort::Data8);
+        s.port->setParity(QSerialPort::NoParity);
+        s.port->setStopBits(QSerialPort::OneStop);
+        s.pending.clear();
+        if (s.port->portName().isEmpty() || !s.port->open(QIODevice::ReadWrite)) {
+            s.openError = s.port->portName().isEmpty()
+                              ? QStringLiteral("no device for COM%1").arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)))
+                              : QStringLiteral("%1: %2").arg(s.port->portName(), s.port->errorString());
+            s.port->clearError();
+            emit portOpenFailed(slot, s.openError);
+            return;
+        }
+        // Not every device has an RTS line (a pseudo-terminal has none); the port works without it.
+        s.port->setRequestToSend(false);
+        s.port->clearError();
+        s.openError.clear();
+        s.open = true;
+        s.countdown = kLinkCountdownStart;
+        emit portOpened(slot);
+    } else if (enabled == 0 && s.port->isOpen()) {
+        closeSlot(slot);
+    }
+}
+
+void SerialLink::openPorts()
+{
+    for (int k = 1; k <= 6; ++k)
+        openSlot(k);
+}
+
+void SerialLink::closeSlot(int slot)
+{
+    Slot& s = at(slot);
+    if (s.port->isOpen())
+        s.port->close();
+    s.pending.clear();
+    s.open = false;
+    s.indicator->stop();
+    emit linkIndicator(slot, false);
+    emit portClosed(slot);
+}
+
+void SerialLink::writeSettingsFromForm()
+{
+    for (std::size_t i = 0; i < 6; ++i) {
+        settings_.portNumbers[i] = form_.numbers[i].trimmed();
+        settings_.portEnabled[i] = form_.enabled[i] ? QStringLiteral("1") : QStringLiteral("0");
+    }
+    settings_.savePorts(files_);
+}
+
+void SerialLink::connectLink()
+{
+    stopSenders();
+    writeSettingsFromForm();
+    openPorts();
+    connected_ = true;
+    emit connectionChanged(true);
+    captionTimer_->start();
+}
+
+void SerialLink::disconnectLink()
+{
+    stopSenders();
+    for (int k = 1; k <= 6; ++k) {
+        tables_.at(k - 1).ReplySeen = 0;
+        if (at(k).open || at(k).port->isOpen())
+            closeSlot(k);
+    }
+    connected_ = false;
+    emit connectionChanged(false);
+    captionTimer_->start();
+}
+
+void SerialLink::toggleConnection()
+{
+    if (connected_)
+        disconnectLink();
+    else
+        connectLink();
+}
+
+void SerialLink::saveConfiguration()
+{
+    writeSettingsFromForm();
+    openPorts();
+    emit configurationSaved();
+}
+
+void SerialLink::stopSenders()
+{
+    for (auto& s : slots_)
+        s.sender->stop();
+}
+
+int SerialLink::takeRepliesSinceTick(int slot)
+{
+    Slot& s = at(slot);
+    const int n = s.repliesSinceTick;
+    s.repliesSinceTick = 0;
+    return n;
+}
+
+void SerialLink::shutdown()
+{
+    captionTimer_->stop();
+    supervision_->stop();
+    for (int k = 1; k <= 6; ++k) {
+        Slot& s = at(k);
+        s.sender->stop();
+        s.indicator->stop();
+        if (s.port->isOpen())
+            s.port->close();
+        s.open = false;
+    }
+}
+
+void SerialLink::onReadyRead(int slot)
+{
+    Slot& s = at(slot);
+    if (!s.port->isOpen())
+        return;
+    if (!s.pending.isEmpty() && s.lastByte.isValid() && s.lastByte.elapsed() > kStalePartialMs)
+        s.pending.clear(); // the rest of that reply never came: start afresh with this burst
+    s.pending += s.port->readAll();
+    s.lastByte.start();
+    // The receive event fires with 160 characters waiting and one read takes 160 of them.
+    while (s.pending.size() >= kReplyLength) {
+        const QByteArray reply = s.pending.left(kReplyLength);
+        s.pending.remove(0, kReplyLength);
+        handleReply(slot, reply);
+        if (!s.port->isOpen())
+            return;
+    }
+}
+
+void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
+{
+    if (error == QSerialPort::NoError || error == QSerialPort::UnsupportedOperationError)
+        return;
+    Slot& s = at(slot);
+    s.pending.clear(); // whatever was being gathered is not to be trusted
+    const int entry = portEventEntry(error);
+    if (entry >= 0)
+        emit portEvent(slot, entry);
+    if ((error == QSerialPort::ResourceError || error == QSerialPort::ReadError) && s.open) {
+        // The device is gone or hung up; reading on would only repeat the error. The watchdog
+        // reports the silence.
+        s.openError = QStringLiteral("%1: %2").arg(s.port->portName(), s.port->errorString());
+        closeSlot(slot);
+    }
+    if (s.port->isOpen())
+        s.port->clearError();
+}
+
+void SerialLink::handleReply(int slot, const QByteArray& reply)
+{
+    Slot& s = at(slot);
+    const int index = slot - 1;
+    const ReplyOutcome outcome = decodeReply(tables_, index, std::string_view(reply.constData(), static_cast<std::size_t>(reply.size())));
+    ++s.replies;
+    ++s.repliesSinceTick;
+    emit replyHandled(slot, outcome);
+    if (outcome.parametersRead)
+        emit statusText(QStringLiteral("Reading the settings on LE%1 went well ! ").arg(slot));
+    supervision_->start();
+    if (!s.sender->isActive())
+        s.sender->start();
+}
+
+void SerialLink::onSenderTick(int slot)
+{
+    Slot& s = at(slot);
+    const int index = slot - 1;
+    const bool wasOpen = s.port->isOpen();
+    const SendOutcome out = composeFrame(tables_, index, wasOpen);
+    if (out.blocked) {
+        s.sender->start(); // no good reply yet: look again in 30 ms
+        return;
+    }
+    emit linkIndicator(slot, true);
+    if (out.parameterBlockSent)
+        emit statusText(QStringLiteral("Backup completed successfully ! "));
+    if (out.written) {
+        const QByteArray bytes(out.bytes.data(), kFrameLength);
+        s.port->write(bytes);
+        ++s.frames;
+        emit frameSent(slot, bytes);
+    }
+    s.indicator->start();
+    s.sender->stop();
+}
+
+} // namespace tarvek

@@ -1,0 +1,129 @@
+#pragma once
+// The six port slots on QSerialPort and the frame cycle: a reply arrives, 30 ms later one frame answers it.
+#include "protocol/codec.h"
+#include "protocol/engine.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QSerialPort>
+#include <QString>
+#include <QTimer>
+
+#include <array>
+#include <functional>
+
+namespace tarvek {
+
+class SettingsFiles;
+struct StationSettings;
+
+// Intervals of the link's timers, in one place.
+namespace link_timing {
+inline constexpr int kSenderDelayMs = 30;       // Timer21..Timer26: reply to frame
+inline constexpr int kIndicatorHoldMs = 1500;   // Timer30..Timer35: "yes" fades to "no" without traffic
+inline constexpr int kCaptionRestoreMs = 3000;  // Timer62
+inline constexpr int kReplySupervisionMs = 2000; // Timer44: no reply from any engine
+// Bytes that sat unfinished this long before more arrived belong to a reply that lost bytes.
+inline constexpr int kStalePartialMs = 50;
+} // namespace link_timing
+
+class SerialLink : public QObject {
+    Q_OBJECT
+public:
+    using DeviceResolver = std::function<QString(int comNumber)>;
+
+    SerialLink(EngineTables& tables, StationSettings& settings, SettingsFiles& files,
+               DeviceResolver resolver, QObject* parent = nullptr);
+    ~SerialLink() override;
+
+    // Slots are numbered 1..6 like the ports; slot k serves LE k, engine index k-1.
+    QSerialPort* port(int slot) const;
+    QTimer* sender(int slot) const;
+    bool portOpen(int slot) const;       // PortOpenFlag
+    int linkCountdown(int slot) const;   // LinkCountdown
+    QString openError(int slot) const;   // why the last open failed, for a technician
+    QString deviceName(int slot) const;  // the device the slot's COM number names
+    QString portLabel(int slot) const;   // "COM1 - " .. "COM6 - " followed by the COM number
+    bool connected() const { return connected_; }
+    quint64 framesSent(int slot) const;
+    quint64 repliesReceived(int slot) const;
+
+    // The boxes of the port configuration form: filled from the settings when the form loads,
+    // read by Connect, and cleared by discovery for a slot that has not answered yet.
+    struct FormState {
+        std::array<QString, 6> numbers;
+        std::array<bool, 6> enabled{};
+    };
+    FormState& form() { return form_; }
+    void loadForm();
+
+    // Walks the slots 1..6, opening the enabled ones and closing the disabled ones.
+    void openPorts();
+    // The connect button: Connect when disconnected, Disconnect otherwise.
+    void toggleConnection();
+    void connectLink();
+    void disconnectLink();
+    // The configuration form's save: rewrite the port settings from the form, then open ports.
+    void saveConfiguration();
+    // Stops every sender; the connect button and discovery do this.
+    void stopSenders();
+    // Closes one slot's port, as discovery does when it drops a port.
+    void closeSlot(int slot);
+    // Replies handled on the slot since the last call; the watchdog asks once per tick.
+    int takeRepliesSinceTick(int slot);
+    // Stops every timer of the link and closes the ports.
+    void shutdown();
+
+signals:
+    void linkIndicator(int slot, bool yes);              // Label30: green "yes" / "no"
+    void connectionChanged(bool connected);
+    void captionRestored();                              // Timer62: "Connect/Disconnect"
+    void portOpened(int slot);
+    void portOpenFailed(int slot, const QString& reason);
+    void portClosed(int slot);
+    void replyHandled(int slot, const tarvek::ReplyOutcome& outcome);
+    void portEvent(int slot, int entry);                 // an entry of the port-event table
+    void frameSent(int slot, const QByteArray& frame);
+    void statusText(const QString& text);
+    void repliesStopped();                               // Timer44: no reply from any engine
+    void configurationSaved();
+
+private:
+    struct Slot {
+        QSerialPort* port = nullptr;
+        QTimer* sender = nullptr;    // Timer21..Timer26
+        QTimer* indicator = nullptr; // Timer30..Timer35
+        QByteArray pending;          // bytes of a reply still arriving
+        QElapsedTimer lastByte;
+        bool open = false;
+        int countdown = 0;
+        QString openError;
+        quint64 frames = 0;
+        quint64 replies = 0;
+        int repliesSinceTick = 0;
+    };
+
+    void openSlot(int slot);
+    void onReadyRead(int slot);
+    void onPortError(int slot, QSerialPort::SerialPortError error);
+    void handleReply(int slot, const QByteArray& reply);
+    void onSenderTick(int slot);
+    Slot& at(int slot);
+    const Slot& at(int slot) const;
+    void writeSettingsFromForm();
+
+    EngineTables& tables_;
+    StationSettings& settings_;
+    SettingsFiles& files_;
+    DeviceResolver resolver_;
+    std::array<Slot, 6> slots_;
+    FormState form_;
+    QTimer* captionTimer_ = nullptr;     // Timer62
+    QTimer* supervision_ = nullptr;      // Timer44
+    bool connected_ = false;
+};
+
+// The entry of the port-event table for a QSerialPort error, or -1 when it has none.
+int portEventEntry(QSerialPort::SerialPortError error);
+
+} // namespace tarvek

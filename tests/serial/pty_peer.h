@@ -1,0 +1,30 @@
+#pragma once
+// The far end of a pseudo-terminal: what a FADEC cable would carry, byte for byte.
+#include <QByteArray>
+#include <QObject>
+#include <QSocketNotifier>
+#include <QString>
+
+class PtyPeer : public QObject {
+    Q_OBJECT
+public:
+    PtyPeer();
+    ~PtyPeer() override;
+    bool ok() const { return master_ >= 0; }
+    QString device() const { return slaveName_; }
+    void send(const QByteArray& bytes);
+    QByteArray received() const { return received_; }
+    void clearReceived() { received_.clear(); }
+    // Frames received so far, split at CR LF.
+    QList<QByteArray> frames() const;
+
+signals:
+    void bytesArrived();
+
+private:
+    int master_ = -1;
+    int slave_ = -1; // held open so the master never sees a hang-up between station opens
+    QString slaveName_;
+    QSocketNotifier* notifier_ = nullptr;
+    QByteArray received_;
+};

@@ -1,0 +1,271 @@
+#include "pty_peer.h"
+#include "serial/serial_link.h"
+#include "settings/settings_files.h"
+#include "settings/station_settings.h"
+#include "test_registry.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace tarvek;
+
+namespace {
+QByteArray reply(int phase = 0, int sync = kSyncValue, int fault = 0, int power = 44)
+{
+    std::array<int, kReplyFields> f{};
+    for (int k = 0; k < kReplyFields; ++k)
+        f[static_cast<std::size_t>(k)] = 60 + k;
+    f[pos::ReplyType] = 0;
+    f[pos::Phase] = phase;
+    f[pos::FaultCode] = fault;
+    f[pos::Power] = power;
+    f[pos::Sync] = sync;
+    return QByteArray::fromStdString(encodeReply(f));
+}
+int byteAt(const QByteArray& b, int i) { return static_cast<unsigned char>(b.at(i)); }
+} // namespace
+
+// A station's link on six pseudo-terminals, COM n mapped to peer n.
+struct LinkRig {
+    QTemporaryDir dir;
+    SettingsFiles files{dir.path()};
+    StationSettings settings;
+    EngineTables tables;
+    std::array<std::unique_ptr<PtyPeer>, 6> peers;
+    std::unique_ptr<SerialLink> link;
+
+    LinkRig()
+    {
+        for (auto& p : peers)
+            p = std::make_unique<PtyPeer>();
+        settings.loadAll(files);
+        link = std::make_unique<SerialLink>(tables, settings, files, [this](int com) -> QString {
+            if (com >= 1 && com <= 6)
+                return peers[static_cast<std::size_t>(com - 1)]->device();
+            if (com == 13)
+                return QStringLiteral("/dev/tarvek-no-such-device");
+            return {};
+        });
+    }
+    void enable(int slot, int com)
+    {
+        settings.portNumbers[static_cast<std::size_t>(slot - 1)] = QString::number(com);
+        settings.portEnabled[static_cast<std::size_t>(slot - 1)] = "1";
+        link->loadForm();
+    }
+    PtyPeer& peer(int com) { return *peers[static_cast<std::size_t>(com - 1)]; }
+};
+
+class SerialLinkTest : public QObject {
+    Q_OBJECT
+private slots:
+    void portsOpenWithTheLineSettings()
+    {
+        LinkRig rig;
+        rig.enable(1, 3);
+        rig.settings.portNumbers[1] = "4"; // slot 2 keeps "0": never opened, whatever its number
+        rig.link->openPorts();
+        QVERIFY(rig.link->portOpen(1));
+        QVERIFY(!rig.link->portOpen(2));
+        QCOMPARE(rig.link->linkCountdown(1), 60);
+        QSerialPort* p = rig.link->port(1);
+        QCOMPARE(p->objectName(), QString("MSComm1"));
+        QCOMPARE(rig.link->deviceName(1), rig.peer(3).device());
+        QCOMPARE(p->baudRate(), 19200);
+        QCOMPARE(p->dataBits(), QSerialPort::Data8);
+        QCOMPARE(p->parity(), QSerialPort::NoParity);
+        QCOMPARE(p->stopBits(), QSerialPort::OneStop);
+        QCOMPARE(p->flowControl(), QSerialPort::SoftwareControl);
+        QVERIFY(!rig.link->port(2)->isOpen());
+    }
+
+    void portsThatCannotOpenStayClosedWithAReason()
+    {
+        LinkRig rig;
+        rig.enable(1, 2);
+        rig.enable(2, 2);  // the same COM number twice: the second open fails
+        rig.enable(3, 13); // no such device
+        rig.enable(4, 14); // nothing mapped
+        QSignalSpy failed(rig.link.get(), &SerialLink::portOpenFailed);
+        rig.link->openPorts();
+        QVERIFY(rig.link->portOpen(1));
+        for (int slot : {2, 3, 4}) {
+            QVERIFY2(!rig.link->portOpen(slot), qPrintable(QString::number(slot)));
+            QVERIFY(!rig.link->openError(slot).isEmpty());
+        }
+        QCOMPARE(failed.count(), 3);
+        QVERIFY(rig.link->openError(2).contains("lock", Qt::CaseInsensitive) ||
+                rig.link->openError(2).contains("busy", Qt::CaseInsensitive) ||
+                rig.link->openError(2).contains("permission", Qt::CaseInsensitive));
+    }
+
+    void aGoodReplyIsAnsweredByOneFrame()
+    {
+        LinkRig rig;
+        rig.enable(2, 5);
+        rig.tables.at(1).RunCommand = 1;
+        rig.tables.at(1).ModeCode = 4;
+        rig.tables.at(1).PowerSetPoint = 120;
+        rig.link->openPorts();
+        QSignalSpy sent(rig.link.get(), &SerialLink::frameSent);
+        QSignalSpy indicator(rig.link.get(), &SerialLink::linkIndicator);
+        rig.peer(5).send(reply(3));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 34, 5000);
+        const QByteArray f = rig.peer(5).received();
+        QCOMPARE(byteAt(f, 1), 3);    // echoed phase
+        QCOMPARE(byteAt(f, 2), 1);    // RunCommand
+        QCOMPARE(byteAt(f, 4), 44);   // not phase 5: the FADEC's own power byte
+        QCOMPARE(byteAt(f, 5), 65);   // echoed
+        QCOMPARE(byteAt(f, 30), 123);
+        QCOMPARE(byteAt(f, 31), 4);
+        QCOMPARE(f.right(2), QByteArray("\r\n"));
+        QCOMPARE(indicator.last().at(1).toBool(), true);
+        QVERIFY(rig.link->port(2)->objectName() == "MSComm2");
+        QTest::qWait(200);
+        QCOMPARE(sent.count(), 1); // one reply, one frame
+        rig.peer(5).send(reply(5));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 68, 5000);
+        QCOMPARE(byteAt(rig.peer(5).received(), 34 + 4), 120); // phase 5: the set-point
+    }
+
+    void noFrameBeforeASynchronisedReply()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        rig.peer(1).send(reply(0, 0));
+        QTest::qWait(300);
+        QCOMPARE(rig.peer(1).received().size(), 0);
+        QCOMPARE(rig.tables.at(0).ReplySeen, 0);
+        rig.peer(1).send(reply(0));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(1).received().size(), 34, 5000);
+    }
+
+    void repliesAreTakenOneHundredSixtyAtATime()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        rig.peer(1).send(reply().left(100));
+        QTest::qWait(20);
+        rig.peer(1).send(reply().mid(100) + reply(2));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.link->repliesReceived(1), quint64(2), 5000);
+        QCOMPARE(rig.tables.at(0).Phase, 2);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(1).received().size(), 34, 5000);
+        QTest::qWait(100);
+        QCOMPARE(rig.peer(1).received().size(), 34); // the sender runs once for the burst
+    }
+
+    void aReplyThatLostBytesIsNotStitchedToTheNext()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        QByteArray damaged = reply();
+        damaged.remove(40, 1);
+        rig.peer(1).send(damaged);
+        QTest::qWait(200); // the line goes quiet: that reply is over
+        rig.peer(1).send(reply(4));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.link->repliesReceived(1), quint64(1), 5000);
+        QCOMPARE(rig.tables.at(0).ReplySeen, 123);
+        QCOMPARE(rig.tables.at(0).Phase, 4);
+    }
+
+    void faultThreeToSixStopsOnTheNextFrame()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.tables.at(0).RunCommand = 1;
+        rig.link->openPorts();
+        rig.peer(1).send(reply(5, kSyncValue, 4));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(1).received().size(), 34, 5000);
+        QCOMPARE(byteAt(rig.peer(1).received(), 2), 2);
+    }
+
+    void parameterWriteGoesToTheSelectedEngineOnce()
+    {
+        LinkRig rig;
+        for (int k = 1; k <= 3; ++k)
+            rig.enable(k, k);
+        rig.link->openPorts();
+        rig.tables.selectedEngine = 2;
+        rig.tables.commandCode = 1;
+        for (std::size_t i = 0; i < 32; ++i)
+            rig.tables.parameterEntries[i] = static_cast<std::uint8_t>(100 + i);
+        QSignalSpy status(rig.link.get(), &SerialLink::statusText);
+        for (int round = 0; round < 2; ++round)
+            for (int k = 1; k <= 3; ++k)
+                rig.peer(k).send(reply(0));
+        for (int k = 1; k <= 3; ++k)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.peer(k).received().size(), 34, 5000);
+        for (int round = 0; round < 2; ++round)
+            for (int k = 1; k <= 3; ++k)
+                rig.peer(k).send(reply(0));
+        for (int k = 1; k <= 3; ++k)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.peer(k).received().size(), 68, 5000);
+        int parameterFrames = 0;
+        for (int k = 1; k <= 3; ++k)
+            for (const QByteArray& f : rig.peer(k).frames())
+                if (byteAt(f, 0) == 1) {
+                    ++parameterFrames;
+                    QCOMPARE(k, 2);
+                    QCOMPARE(byteAt(f, 31), 131);
+                }
+        QCOMPARE(parameterFrames, 1);
+        QCOMPARE(status.count(), 1);
+        QCOMPARE(status.at(0).at(0).toString(), QString("Backup completed successfully ! "));
+    }
+
+    void connectSavesTheFormAndDisconnectStopsAll()
+    {
+        LinkRig rig;
+        auto& form = rig.link->form();
+        for (std::size_t i = 0; i < 6; ++i) {
+            form.numbers[i] = QString::number(i + 1);
+            form.enabled[i] = true;
+        }
+        QSignalSpy changed(rig.link.get(), &SerialLink::connectionChanged);
+        rig.link->toggleConnection();
+        QVERIFY(rig.link->connected());
+        QCOMPARE(changed.last().at(0).toBool(), true);
+        QCOMPARE(rig.files.readValues("\\ParamComx.ini").mid(0, 4), (QStringList{"1", "1", "2", "1"}));
+        for (int k = 1; k <= 6; ++k) {
+            QVERIFY(rig.link->portOpen(k));
+            rig.peer(k).send(reply());
+        }
+        for (int k = 1; k <= 6; ++k)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.peer(k).received().size(), 34, 5000);
+        // Replies already on their way when the operator disconnects get no answer.
+        for (int k = 1; k <= 6; ++k)
+            rig.peer(k).send(reply());
+        rig.link->toggleConnection();
+        QVERIFY(!rig.link->connected());
+        QTest::qWait(300);
+        for (int k = 1; k <= 6; ++k) {
+            QVERIFY(!rig.link->portOpen(k));
+            QVERIFY(!rig.link->port(k)->isOpen());
+            QCOMPARE(rig.tables.at(k - 1).ReplySeen, 0);
+            QCOMPARE(rig.peer(k).received().size(), 34);
+        }
+    }
+
+    void aVanishedDeviceClosesItsSlot()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        QSignalSpy closed(rig.link.get(), &SerialLink::portClosed);
+        QSignalSpy events(rig.link.get(), &SerialLink::portEvent);
+        rig.peers[0].reset();
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.link->portOpen(1), 5000);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!rig.link->openError(1).isEmpty());
+        QCOMPARE(events.first().at(1).toInt(), 5); // "Data was lost"
+    }
+};
+
+TARVEK_TEST(SerialLinkTest)
+#include "tst_serial_link.moc"
