@@ -1,0 +1,342 @@
+#include "recording/history.h"
+#include "settings/settings_files.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QDir>
+#include <QFile>
+#include <QPdfWriter>
+#include <QPrinter>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tarvek;
+using tarvek::test::readBytes;
+using tarvek::test::writeBytes;
+
+namespace {
+
+QByteArray journal(int lines, const char* prefix = "  entry ")
+{
+    QByteArray bytes;
+    bytes.reserve(lines * 20);
+    for (int i = 1; i <= lines; ++i)
+        bytes += prefix + QByteArray::number(i) + "\r\n";
+    return bytes;
+}
+
+QStringList listRows(int journalLines)
+{
+    QStringList rows = History::listHeading();
+    for (int i = 1; i <= journalLines; ++i)
+        rows << QStringLiteral("  entry %1").arg(i);
+    return rows;
+}
+
+// Page objects of a PDF file ("/Type /Page", not the "/Type /Pages" tree node).
+int pdfPageCount(const QString& path)
+{
+    const QString text = QString::fromLatin1(readBytes(path));
+    static const QRegularExpression page(QStringLiteral("/Type\\s*/Page(?![a-zA-Z])"));
+    int count = 0;
+    for (auto it = page.globalMatch(text); it.hasNext(); it.next())
+        ++count;
+    return count;
+}
+
+} // namespace
+
+class HistoryTest : public QObject {
+    Q_OBJECT
+private slots:
+    void lineLayout_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("one digit") << "7" << "Fan V1 LE3" << "  09:30:00    23/11/2026    007    Fan V1 LE3";
+        QTest::newRow("four digits keep the last three") << "1234" << "x" << "  09:30:00    23/11/2026    234    x";
+        QTest::newRow("no fault") << "0" << "  Start LE 1" << "  09:30:00    23/11/2026    000      Start LE 1";
+        QTest::newRow("two digits") << "18" << "Stop activated" << "  09:30:00    23/11/2026    018    Stop activated";
+        QTest::newRow("empty code") << "" << "" << "  09:30:00    23/11/2026    000    ";
+    }
+    void lineLayout()
+    {
+        QFETCH(QString, code);
+        QFETCH(QString, text);
+        QFETCH(QString, line);
+        QCOMPARE(History::formatLine("09:30:00", "23/11/2026", code, text), line);
+    }
+
+    void appendedLineIsOnDiskWhenAppendReturns()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock(QDateTime(QDate(2026, 11, 23), QTime(14, 5, 9)));
+        History history(files, clock);
+        QSignalSpy appended(&history, &History::appended);
+        const QString path = dir.filePath("Histo.txt");
+        QCOMPARE(history.path(), path);
+        QVERIFY(!QFile::exists(path));
+
+        QVERIFY(history.append("7", "No communication with machine System! LE3"));
+        const QString first = "  " + clock.timeText() + "    " + clock.dateText() +
+                              "    007    No communication with machine System! LE3";
+        QVERIFY(clock.timeText().contains("14") && clock.timeText().contains("05"));
+        QVERIFY(clock.dateText().contains("23"));
+        QCOMPARE(readBytes(path), first.toUtf8() + "\r\n");
+
+        clock.advanceSeconds(60);
+        QVERIFY(history.append("0", "  OFF LE 2"));
+        const QString second = "  " + clock.timeText() + "    " + clock.dateText() + "    000      OFF LE 2";
+        QCOMPARE(readBytes(path), first.toUtf8() + "\r\n" + second.toUtf8() + "\r\n");
+
+        QCOMPARE(appended.count(), 2);
+        QCOMPARE(appended.at(0).at(0).toString(), first);
+        QCOMPARE(appended.at(1).at(0).toString(), second);
+    }
+
+    void aTextWithLineBreaksStaysOneLine()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        History history(files, clock);
+        QVERIFY(history.append("3", "first\r\nsecond\nthird"));
+        const QByteArray bytes = readBytes(history.path());
+        QCOMPARE(bytes.count('\n'), 1);
+        QVERIFY(bytes.endsWith("003    first second third\r\n"));
+    }
+
+    void anUnwritableJournalIsReportedNotFatal()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        History history(files, clock);
+        QVERIFY(QDir(dir.path()).mkdir("Histo.txt")); // a folder where the file should be
+        QSignalSpy errors(&history, &History::fileError);
+        QSignalSpy appended(&history, &History::appended);
+
+        QVERIFY(!history.append("1", "lost?"));
+        QCOMPARE(errors.count(), 1);
+        QCOMPARE(errors.at(0).at(0).toString(), history.path());
+        QCOMPARE(appended.count(), 0);
+
+        const HistoryLoad load = history.load();
+        QVERIFY(load.readFailed);
+        QVERIFY(!load.rewritten);
+        QCOMPARE(load.entries, History::listHeading());
+        QCOMPARE(errors.count(), 2);
+        QVERIFY(QFileInfo(history.path()).isDir()); // nothing was replaced
+
+        QVERIFY(!history.clear());
+        QCOMPARE(errors.count(), 3);
+    }
+
+    void loadingKeepsAtMostTheLimit_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<int>("kept");
+        QTest::addColumn<bool>("limit");
+        QTest::newRow("empty") << 0 << 0 << false;
+        QTest::newRow("one") << 1 << 1 << false;
+        QTest::newRow("exactly the limit") << 32000 << 32000 << false;
+        QTest::newRow("one over") << 32001 << 32000 << true;
+        QTest::newRow("far over") << 40000 << 32000 << true;
+    }
+    void loadingKeepsAtMostTheLimit()
+    {
+        QFETCH(int, lines);
+        QFETCH(int, kept);
+        QFETCH(bool, limit);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        History history(files, clock);
+        writeBytes(history.path(), journal(lines));
+        QSignalSpy information(&history, &History::information);
+        QSignalSpy warning(&history, &History::warning);
+        QSignalSpy loaded(&history, &History::loaded);
+
+        const HistoryLoad load = history.load();
+
+        QCOMPARE(load.lineCount, kept);
+        QCOMPARE(history.lineCount(), kept);
+        QCOMPARE(load.limitReached, limit);
+        QCOMPARE(load.entries.size(), kept + 3);
+        QCOMPARE(load.entries.mid(0, 3), History::listHeading());
+        if (kept > 0) {
+            QCOMPARE(load.entries.at(3), QString("  entry 1"));
+            QCOMPARE(load.entries.last(), QString("  entry %1").arg(kept));
+        }
+        // The tail beyond the limit is gone from the file too.
+        QCOMPARE(readBytes(history.path()), journal(kept));
+        QCOMPARE(load.rewritten, limit);
+
+        QCOMPARE(loaded.count(), 1);
+        QCOMPARE(information.count(), kept == 0 ? 1 : 0);
+        if (kept == 0) {
+            QCOMPARE(information.at(0).at(0).toString(), QString(" Warning"));
+            QCOMPARE(information.at(0).at(1).toString(), QString("The file is empty ... "));
+        }
+        QCOMPARE(warning.count(), limit ? 1 : 0);
+        if (limit) {
+            QCOMPARE(warning.at(0).at(0).toString(), QString(" Warning!"));
+            QCOMPARE(warning.at(0).at(1).toString(), QString("The boundaries of the list are reached!"));
+        }
+    }
+
+    void linesAreKeptAsRead_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QStringList>("rows");
+        QTest::addColumn<QByteArray>("rewritten");
+        QTest::newRow("CR LF unchanged") << QByteArray("  a    b\r\n\r\n  short\r\n")
+                                         << QStringList{"  a    b", "", "  short"}
+                                         << QByteArray("  a    b\r\n\r\n  short\r\n");
+        QTest::newRow("LF and no final line end")
+            << QByteArray("one\ntwo\r\nthree") << QStringList{"one", "two", "three"}
+            << QByteArray("one\r\ntwo\r\nthree\r\n");
+        QTest::newRow("UTF-8") << QByteArray("Temp\xc3\xa9rature\r\n") << QStringList{QString::fromUtf8("Temp\xc3\xa9rature")}
+                               << QByteArray("Temp\xc3\xa9rature\r\n");
+        QTest::newRow("Latin-1 bytes survive") << QByteArray("Temp\xe9rature\r\n")
+                                               << QStringList{QString::fromLatin1("Temp\xe9rature")}
+                                               << QByteArray("Temp\xe9rature\r\n");
+        QTest::newRow("missing file is created empty") << QByteArray() << QStringList{} << QByteArray();
+    }
+    void linesAreKeptAsRead()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QStringList, rows);
+        QFETCH(QByteArray, rewritten);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        History history(files, clock);
+        if (!file.isEmpty())
+            writeBytes(history.path(), file);
+
+        const HistoryLoad load = history.load();
+        QCOMPARE(load.entries.mid(3), rows);
+        QVERIFY(QFile::exists(history.path()));
+        QCOMPARE(readBytes(history.path()), rewritten);
+        // A second load finds nothing to change.
+        QVERIFY(!history.load().rewritten);
+    }
+
+    void deletingLeavesAnEmptyFile()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        History history(files, clock);
+        for (int i = 0; i < 5; ++i)
+            QVERIFY(history.append(QString::number(i), "event"));
+        QCOMPARE(history.load().lineCount, 5);
+        QSignalSpy cleared(&history, &History::cleared);
+
+        QVERIFY(history.clear());
+        QCOMPARE(cleared.count(), 1);
+        QCOMPARE(history.lineCount(), 0);
+        QVERIFY(QFile::exists(history.path()));
+        QCOMPARE(QFileInfo(history.path()).size(), 0);
+
+        QSignalSpy information(&history, &History::information);
+        const HistoryLoad load = history.load();
+        QCOMPARE(load.lineCount, 0);
+        QCOMPARE(information.count(), 1);
+        QCOMPARE(information.at(0).at(1).toString(), QString("The file is empty ... "));
+
+        // Appending goes on after a delete.
+        QVERIFY(history.append("2", "again"));
+        QCOMPARE(history.load().lineCount, 1);
+    }
+
+    void pagination_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<QList<int>>("rowsPerPage");
+        QTest::newRow("empty journal") << 0 << QList<int>{0};
+        QTest::newRow("one line") << 1 << QList<int>{1};
+        QTest::newRow("a full page") << 76 << QList<int>{76};
+        QTest::newRow("one more") << 77 << QList<int>{76, 1};
+        QTest::newRow("two full pages") << 152 << QList<int>{76, 76};
+        QTest::newRow("three pages") << 153 << QList<int>{76, 76, 1};
+    }
+    void pagination()
+    {
+        QFETCH(int, lines);
+        QFETCH(QList<int>, rowsPerPage);
+        const QList<QStringList> pages = History::paginate(listRows(lines));
+        QCOMPARE(pages.size(), rowsPerPage.size());
+        const QStringList heading{QString(), QString(), History::title(), QString()};
+        int next = 1;
+        for (qsizetype p = 0; p < pages.size(); ++p) {
+            const QStringList& page = pages.at(p);
+            QCOMPARE(page.size(), History::kHeadingLines + rowsPerPage.at(p));
+            QCOMPARE(page.mid(0, 4), heading);
+            for (qsizetype i = 4; i < page.size(); ++i)
+                QCOMPARE(page.at(i), QStringLiteral("  entry %1").arg(next++));
+        }
+        QCOMPARE(next, lines + 1);
+    }
+
+    void aClearedListPrintsABlankLine()
+    {
+        const QList<QStringList> pages = History::paginate({});
+        QCOMPARE(pages.size(), 1);
+        QCOMPARE(pages.at(0), QStringList{QString()});
+        // Rows without the heading still count 76 a page.
+        QStringList rows;
+        for (int i = 0; i < 77; ++i)
+            rows << "x";
+        const auto cut = History::paginate(rows);
+        QCOMPARE(cut.size(), 2);
+        QCOMPARE(cut.at(0).size(), 77);
+        QCOMPARE(cut.at(1).size(), 5);
+    }
+
+    void printingGivesOnePdfPagePerPrintedPage_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<int>("pages");
+        QTest::newRow("76 lines") << 76 << 1;
+        QTest::newRow("77 lines") << 77 << 2;
+        QTest::newRow("200 lines") << 200 << 3;
+    }
+    void printingGivesOnePdfPagePerPrintedPage()
+    {
+        QFETCH(int, lines);
+        QFETCH(int, pages);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        History history(files, clock);
+        for (int i = 0; i < lines; ++i) {
+            QVERIFY(history.append(QString::number(i % 21), QStringLiteral("event %1").arg(i)));
+            clock.advanceSeconds(7);
+        }
+        const HistoryLoad load = history.load();
+        QCOMPARE(load.lineCount, lines);
+
+        QPrinter printer(QPrinter::HighResolution);
+        printer.setOutputFormat(QPrinter::PdfFormat);
+        const QString pdf = dir.filePath("history.pdf");
+        printer.setOutputFileName(pdf);
+        QVERIFY(History::print(History::paginate(load.entries), printer));
+        QCOMPARE(pdfPageCount(pdf), pages);
+    }
+
+    void printingFailsCleanlyWithoutADevice()
+    {
+        QTemporaryDir dir;
+        QPdfWriter writer(dir.filePath("no/such/folder/out.pdf"));
+        QVERIFY(!History::print(History::paginate(listRows(3)), writer));
+    }
+};
+
+TARVEK_TEST(HistoryTest)
+#include "tst_history.moc"
