@@ -72,6 +72,11 @@ const SerialLink::Slot& SerialLink::at(int slot) const
 QSerialPort* SerialLink::port(int slot) const { return at(slot).port; }
 QTimer* SerialLink::sender(int slot) const { return at(slot).sender; }
 bool SerialLink::portOpen(int slot) const { return at(slot).open; }
+
+bool SerialLink::enabled(int slot) const
+{
+    return SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0) == 1;
+}
 int SerialLink::linkCountdown(int slot) const { return at(slot).countdown; }
 QString SerialLink::openError(int slot) const { return at(slot).openError; }
 quint64 SerialLink::framesSent(int slot) const { return at(slot).frames; }
@@ -99,9 +104,9 @@ void SerialLink::loadForm()
 void SerialLink::openSlot(int slot)
 {
     Slot& s = at(slot);
-    const auto enabled = SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0);
-    if (enabled == 1) {
-        if (s.port->isOpen())
+    const auto enabledValue = SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0);
+    if (enabledValue == 1) {
+        if (s.port->isOpen() || s.dropped)
             return; // an open port cannot be reconfigured; it stays as it is
         s.port->setPortName(deviceName(slot));
         s.port->setFlowControl(QSerialPort::SoftwareControl);
@@ -122,10 +127,12 @@ void SerialLink::openSlot(int slot)
         s.port->setRequestToSend(false);
         s.port->clearError();
         s.openError.clear();
+        s.firstByte = -1;
+        s.goodSinceTick = 0;
         s.open = true;
         s.countdown = kLinkCountdownStart;
         emit portOpened(slot);
-    } else if (enabled == 0 && s.port->isOpen()) {
+    } else if (enabledValue == 0 && s.port->isOpen()) {
         closeSlot(slot);
     }
 }
@@ -160,6 +167,8 @@ void SerialLink::writeSettingsFromForm()
 void SerialLink::connectLink()
 {
     stopSenders();
+    for (auto& s : slots_)
+        s.dropped = false;
     writeSettingsFromForm();
     openPorts();
     connected_ = true;
@@ -190,6 +199,8 @@ void SerialLink::toggleConnection()
 
 void SerialLink::saveConfiguration()
 {
+    for (auto& s : slots_)
+        s.dropped = false;
     writeSettingsFromForm();
     openPorts();
     emit configurationSaved();
@@ -201,13 +212,17 @@ void SerialLink::stopSenders()
         s.sender->stop();
 }
 
-int SerialLink::takeRepliesSinceTick(int slot)
+int SerialLink::takeGoodRepliesSinceTick(int slot)
 {
     Slot& s = at(slot);
-    const int n = s.repliesSinceTick;
-    s.repliesSinceTick = 0;
+    const int n = s.goodSinceTick;
+    s.goodSinceTick = 0;
     return n;
 }
+
+int SerialLink::firstByte(int slot) const { return at(slot).firstByte; }
+void SerialLink::setDropped(int slot, bool dropped) { at(slot).dropped = dropped; }
+bool SerialLink::dropped(int slot) const { return at(slot).dropped; }
 
 void SerialLink::shutdown()
 {
@@ -230,7 +245,10 @@ void SerialLink::onReadyRead(int slot)
         return;
     if (!s.pending.isEmpty() && s.lastByte.isValid() && s.lastByte.elapsed() > kStalePartialMs)
         s.pending.clear(); // the rest of that reply never came: start afresh with this burst
-    s.pending += s.port->readAll();
+    const QByteArray bytes = s.port->readAll();
+    if (s.firstByte < 0 && !bytes.isEmpty())
+        s.firstByte = static_cast<unsigned char>(bytes.front());
+    s.pending += bytes;
     s.lastByte.start();
     // The receive event fires with 160 characters waiting and one read takes 160 of them.
     while (s.pending.size() >= kReplyLength) {
@@ -267,7 +285,8 @@ void SerialLink::handleReply(int slot, const QByteArray& reply)
     const int index = slot - 1;
     const ReplyOutcome outcome = decodeReply(tables_, index, std::string_view(reply.constData(), static_cast<std::size_t>(reply.size())));
     ++s.replies;
-    ++s.repliesSinceTick;
+    if (outcome.good)
+        ++s.goodSinceTick;
     emit replyHandled(slot, outcome);
     if (outcome.parametersRead)
         emit statusText(QStringLiteral("Reading the settings on LE%1 went well ! ").arg(slot));

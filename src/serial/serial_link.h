@@ -40,13 +40,23 @@ public:
     QSerialPort* port(int slot) const;
     QTimer* sender(int slot) const;
     bool portOpen(int slot) const;       // PortOpenFlag
+    bool enabled(int slot) const;        // PortEnabled is 1: the slot is meant to carry an engine
     int linkCountdown(int slot) const;   // LinkCountdown
     QString openError(int slot) const;   // why the last open failed, for a technician
     QString deviceName(int slot) const;  // the device the slot's COM number names
     QString portLabel(int slot) const;   // "COM1 - " .. "COM6 - " followed by the COM number
     bool connected() const { return connected_; }
+    const EngineTables& tables() const { return tables_; }
     quint64 framesSent(int slot) const;
     quint64 repliesReceived(int slot) const;
+    // The first byte received since the port opened, or -1 while nothing came.
+    int firstByte(int slot) const;
+    // Good replies (with the synchronisation value) handled since the last call; the watchdog
+    // asks once per tick.
+    int takeGoodRepliesSinceTick(int slot);
+    // A dropped slot is left closed by the open walk until Connect or a saved configuration.
+    void setDropped(int slot, bool dropped);
+    bool dropped(int slot) const;
 
     // The boxes of the port configuration form: filled from the settings when the form loads,
     // read by Connect, and cleared by discovery for a slot that has not answered yet.
@@ -69,8 +79,6 @@ public:
     void stopSenders();
     // Closes one slot's port, as discovery does when it drops a port.
     void closeSlot(int slot);
-    // Replies handled on the slot since the last call; the watchdog asks once per tick.
-    int takeRepliesSinceTick(int slot);
     // Stops every timer of the link and closes the ports.
     void shutdown();
 
@@ -100,7 +108,9 @@ private:
         QString openError;
         quint64 frames = 0;
         quint64 replies = 0;
-        int repliesSinceTick = 0;
+        int goodSinceTick = 0;
+        int firstByte = -1;
+        bool dropped = false;
     };
 
     void openSlot(int slot);

@@ -1,4 +1,4 @@
-#include "pty_peer.h"
+#include "link_rig.h"
 #include "serial/serial_link.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
@@ -11,53 +11,6 @@
 #include <memory>
 
 using namespace tarvek;
-
-namespace {
-QByteArray reply(int phase = 0, int sync = kSyncValue, int fault = 0, int power = 44)
-{
-    std::array<int, kReplyFields> f{};
-    for (int k = 0; k < kReplyFields; ++k)
-        f[static_cast<std::size_t>(k)] = 60 + k;
-    f[pos::ReplyType] = 0;
-    f[pos::Phase] = phase;
-    f[pos::FaultCode] = fault;
-    f[pos::Power] = power;
-    f[pos::Sync] = sync;
-    return QByteArray::fromStdString(encodeReply(f));
-}
-int byteAt(const QByteArray& b, int i) { return static_cast<unsigned char>(b.at(i)); }
-} // namespace
-
-// A station's link on six pseudo-terminals, COM n mapped to peer n.
-struct LinkRig {
-    QTemporaryDir dir;
-    SettingsFiles files{dir.path()};
-    StationSettings settings;
-    EngineTables tables;
-    std::array<std::unique_ptr<PtyPeer>, 6> peers;
-    std::unique_ptr<SerialLink> link;
-
-    LinkRig()
-    {
-        for (auto& p : peers)
-            p = std::make_unique<PtyPeer>();
-        settings.loadAll(files);
-        link = std::make_unique<SerialLink>(tables, settings, files, [this](int com) -> QString {
-            if (com >= 1 && com <= 6)
-                return peers[static_cast<std::size_t>(com - 1)]->device();
-            if (com == 13)
-                return QStringLiteral("/dev/tarvek-no-such-device");
-            return {};
-        });
-    }
-    void enable(int slot, int com)
-    {
-        settings.portNumbers[static_cast<std::size_t>(slot - 1)] = QString::number(com);
-        settings.portEnabled[static_cast<std::size_t>(slot - 1)] = "1";
-        link->loadForm();
-    }
-    PtyPeer& peer(int com) { return *peers[static_cast<std::size_t>(com - 1)]; }
-};
 
 class SerialLinkTest : public QObject {
     Q_OBJECT

@@ -1,0 +1,150 @@
+#include "link_rig.h"
+#include "serial/link_supervision.h"
+#include "test_registry.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tarvek;
+
+namespace {
+QString lineFor(const QStringList& lines, int slot)
+{
+    for (const QString& l : lines)
+        if (l.startsWith(QStringLiteral("   LE-%1 ").arg(slot)))
+            return l;
+    return {};
+}
+} // namespace
+
+class LinkSupervisionTest : public QObject {
+    Q_OBJECT
+private slots:
+    void garbageIsDroppedInTheFirstPass()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.enable(2, 2);
+        rig.link->openPorts();
+        PortDiscovery discovery(*rig.link);
+        QSignalSpy dropped(&discovery, &PortDiscovery::portDropped);
+        rig.peer(1).send(QByteArray(160, 'x'));
+        rig.peer(2).send(reply());
+        QTRY_COMPARE_WITH_TIMEOUT(rig.link->repliesReceived(1) + rig.link->repliesReceived(2), quint64(2), 5000);
+        discovery.pass();
+        QCOMPARE(dropped.count(), 1);
+        QCOMPARE(dropped.at(0).at(0).toInt(), 1);
+        QVERIFY(!rig.link->portOpen(1));
+        QVERIFY(rig.link->portOpen(2));
+        const QStringList lines = discovery.lines();
+        QCOMPARE(lineFor(lines, 1), QString("   LE-1   120   COM(i) = 1 "));
+        QCOMPARE(lineFor(lines, 2), QString("   LE-2   032   COM(i) = 1 "));
+        QCOMPARE(lineFor(lines, 3), QString("   LE-3   000   COM(i) = 0 "));
+        QVERIFY(lines.contains(" Cancelled ComX i=1"));
+    }
+
+    void silentPortIsKeptForFifteenPasses()
+    {
+        LinkRig rig;
+        rig.enable(3, 3);
+        rig.link->openPorts();
+        PortDiscovery discovery(*rig.link);
+        QSignalSpy cleared(&discovery, &PortDiscovery::configurationBoxCleared);
+        for (int pass = 1; pass <= 15; ++pass) {
+            discovery.pass();
+            QCOMPARE(lineFor(discovery.lines(), 3), QString("   LE-3   000   COM(i) = 0  <---  ? "));
+            QVERIFY(rig.link->portOpen(3));
+            QCOMPARE(discovery.openRetries(3), pass);
+        }
+        QCOMPARE(cleared.count(), 15);
+        discovery.pass();
+        QCOMPARE(lineFor(discovery.lines(), 3), QString("   LE-3   000   COM(i) = 1  <---  ? "));
+        QVERIFY(!rig.link->portOpen(3));
+        QVERIFY(discovery.lines().contains(" Cancelled ComX i=3"));
+    }
+
+    void droppedPortsWaitForConnect()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        PortDiscovery discovery(*rig.link);
+        rig.peer(1).send(QByteArray(160, '#'));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.link->repliesReceived(1), quint64(1), 5000);
+        discovery.pass();
+        QVERIFY(!rig.link->portOpen(1));
+        // The chain re-activates ports and re-tests them; the dropped one stays closed.
+        QSignalSpy changed(&discovery, &PortDiscovery::linesChanged);
+        QTRY_VERIFY_WITH_TIMEOUT(discovery.lines().contains(" Re-test ComX full"), 10000);
+        QVERIFY(discovery.lines().contains(" Activating ComX"));
+        QVERIFY(!rig.link->portOpen(1));
+        rig.link->connectLink();
+        QVERIFY(rig.link->portOpen(1));
+    }
+
+    void theChainRunsOnItsTimers()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        PortDiscovery discovery(*rig.link);
+        QSignalSpy changed(&discovery, &PortDiscovery::linesChanged);
+        discovery.start();
+        rig.peer(1).send(reply());
+        QVERIFY(changed.wait(10000));
+        QTRY_COMPARE_WITH_TIMEOUT(lineFor(discovery.lines(), 1), QString("   LE-1   032   COM(i) = 1 "), 10000);
+        QVERIFY(rig.link->portOpen(1));
+        discovery.stop();
+    }
+
+    void aSilentEngineIsReportedOncePerLoss()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.enable(2, 2);
+        rig.link->openPorts();
+        LinkWatchdog watchdog(*rig.link, [](int slot) { return slot != 2; });
+        QSignalSpy lost(&watchdog, &LinkWatchdog::lossDetected);
+        QSignalSpy restored(&watchdog, &LinkWatchdog::linkRestored);
+        for (int i = 0; i < 24; ++i)
+            watchdog.tick();
+        QCOMPARE(lost.count(), 0);
+        QVERIFY(!watchdog.linkLost(1));
+        watchdog.tick();
+        QCOMPARE(lost.count(), 1);
+        QCOMPARE(lost.at(0).at(0).toInt(), 1); // LE2 is not supervised
+        QVERIFY(watchdog.linkLost(1));
+        for (int i = 0; i < 200; ++i)
+            watchdog.tick();
+        QCOMPARE(lost.count(), 1);
+        QCOMPARE(watchdog.noReplyCount(1), 25);
+
+        rig.peer(1).send(reply());
+        QTRY_COMPARE_WITH_TIMEOUT(rig.link->repliesReceived(1), quint64(1), 5000);
+        watchdog.tick();
+        QCOMPARE(restored.count(), 1);
+        QVERIFY(!watchdog.linkLost(1));
+        QVERIFY(!watchdog.lossReported(1));
+        for (int i = 0; i < 60; ++i)
+            watchdog.tick();
+        QCOMPARE(lost.count(), 2);
+    }
+
+    void garbledRepliesDoNotCountAsAnswers()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        LinkWatchdog watchdog(*rig.link, [](int) { return true; });
+        QSignalSpy lost(&watchdog, &LinkWatchdog::lossDetected);
+        for (int i = 0; i < 25; ++i) {
+            rig.peer(1).send(reply(0, 77));
+            QTRY_COMPARE_WITH_TIMEOUT(rig.link->repliesReceived(1), quint64(i + 1), 5000);
+            watchdog.tick();
+        }
+        QCOMPARE(lost.count(), 1);
+    }
+};
+
+TARVEK_TEST(LinkSupervisionTest)
+#include "tst_link_supervision.moc"
