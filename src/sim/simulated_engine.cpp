@@ -1,0 +1,174 @@
+#include "sim/simulated_engine.h"
+
+#include <algorithm>
+
+namespace tarvek::sim {
+
+SimulatedEngine::SimulatedEngine(int number, std::unique_ptr<Transport> transport,
+                                 std::uint32_t seed, QObject* parent)
+    : QObject(parent), number_(number), model_(seed), transport_(std::move(transport))
+{
+    transport_->setParent(nullptr); // owned here, destroyed after our timers stop
+    pacer_.setTimerType(Qt::PreciseTimer);
+    pacer_.setInterval(kPaceTickMs);
+    connect(&pacer_, &QTimer::timeout, this, &SimulatedEngine::pump);
+    frameTimeout_.setSingleShot(true);
+    frameTimeout_.setInterval(kFrameTimeoutMs);
+    connect(&frameTimeout_, &QTimer::timeout, this, &SimulatedEngine::timedOut);
+    connect(transport_.get(), &Transport::received, this, &SimulatedEngine::receive);
+    connect(transport_.get(), &Transport::closed, this, &SimulatedEngine::linkClosed);
+    connect(transport_.get(), &Transport::opened, this, [this] { emit linkChanged(true); });
+    connect(transport_.get(), &Transport::peerConnected, this, [this] {
+        if (running_ && !sending() && !awaitingFrame_)
+            sendReply();
+    });
+    modelTime_.start();
+}
+
+SimulatedEngine::~SimulatedEngine()
+{
+    disconnect(transport_.get(), nullptr, this, nullptr);
+    transport_->shutDown();
+}
+
+bool SimulatedEngine::start()
+{
+    running_ = true;
+    modelTime_.restart();
+    if (!transport_->open())
+        return false;
+    if (!sending() && !awaitingFrame_)
+        sendReply();
+    return true;
+}
+
+void SimulatedEngine::stop()
+{
+    running_ = false;
+    pacer_.stop();
+    frameTimeout_.stop();
+    transport_->shutDown();
+}
+
+void SimulatedEngine::catchUp()
+{
+    model_.advance(static_cast<int>(modelTime_.restart()));
+    notePhase();
+}
+
+void SimulatedEngine::notePhase()
+{
+    if (model_.phase() != lastPhase_) {
+        const int from = lastPhase_;
+        lastPhase_ = model_.phase();
+        emit phaseChanged(from, lastPhase_);
+    }
+}
+
+void SimulatedEngine::sendReply()
+{
+    awaitingFrame_ = false;
+    if (!running_ || !transport_->isOpen())
+        return;
+    catchUp();
+    const std::string text = transport_->hasPeer() ? model_.reply() : std::string();
+    if (text.empty()) {
+        // Silenced or nobody there: try again after the usual wait.
+        frameTimeout_.start();
+        return;
+    }
+    outgoing_ = QByteArray(text.data(), static_cast<qsizetype>(text.size()));
+    sent_ = 0;
+    if (!paced_) {
+        transport_->write(outgoing_);
+        sent_ = outgoing_.size();
+        finishReply();
+        return;
+    }
+    lineTime_.start();
+    pump();
+    if (sending())
+        pacer_.start();
+}
+
+void SimulatedEngine::pump()
+{
+    // Character k starts k character-times after the first, so the rate is right on average
+    // whatever the tick jitter.
+    const qint64 elapsedNs = lineTime_.nsecsElapsed();
+    const qsizetype due = std::min<qsizetype>(
+        outgoing_.size(), 1 + static_cast<qsizetype>(elapsedNs * kCharactersPerSecond / 1000000000));
+    if (due > sent_) {
+        transport_->write(outgoing_.mid(sent_, due - sent_));
+        sent_ = due;
+    }
+    if (!sending()) {
+        pacer_.stop();
+        finishReply();
+    }
+}
+
+void SimulatedEngine::finishReply()
+{
+    awaitingFrame_ = true;
+    frameTimeout_.start();
+    emit replySent(outgoing_);
+}
+
+void SimulatedEngine::receive(const QByteArray& bytes)
+{
+    incoming_ += bytes;
+    bool answered = false;
+    // A frame is 34 bytes whose last two are CR LF; anything in front of one is line noise.
+    while (incoming_.size() >= kFrameLength) {
+        if (incoming_[kFrameLength - 2] == '\r' && incoming_[kFrameLength - 1] == '\n') {
+            const QByteArray frame = incoming_.left(kFrameLength);
+            incoming_.remove(0, kFrameLength);
+            model_.frame(std::string_view(frame.constData(), static_cast<std::size_t>(frame.size())));
+            notePhase();
+            emit frameApplied(frame);
+            answered = true;
+            continue;
+        }
+        qsizetype skip = 1;
+        while (skip + kFrameLength <= incoming_.size() &&
+               !(incoming_[skip + kFrameLength - 2] == '\r' && incoming_[skip + kFrameLength - 1] == '\n'))
+            ++skip;
+        const QByteArray noise = incoming_.left(skip);
+        incoming_.remove(0, skip);
+        discardedBytes_ += static_cast<int>(noise.size());
+        emit bytesDiscarded(noise);
+    }
+    // Only a frame that came after the whole reply answers it.
+    if (answered && awaitingFrame_) {
+        frameTimeout_.stop();
+        awaitingFrame_ = false;
+        QTimer::singleShot(0, this, [this] {
+            if (!sending() && !awaitingFrame_ && !frameTimeout_.isActive())
+                sendReply();
+        });
+    }
+}
+
+void SimulatedEngine::timedOut()
+{
+    if (awaitingFrame_)
+        ++timeouts_;
+    // What did not make a frame by now is forgotten, and so is a reply nobody read.
+    incoming_.clear();
+    transport_->discardUnread();
+    sendReply();
+}
+
+void SimulatedEngine::linkClosed()
+{
+    pacer_.stop();
+    frameTimeout_.stop();
+    awaitingFrame_ = false;
+    outgoing_.clear();
+    sent_ = 0;
+    incoming_.clear();
+    emit linkChanged(false);
+}
+
+} // namespace tarvek::sim

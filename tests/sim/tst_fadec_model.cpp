@@ -1,0 +1,443 @@
+#include "protocol/codec.h"
+#include "protocol/parameter_block.h"
+#include "sim/fadec_model.h"
+#include "test_registry.h"
+
+#include <QTest>
+
+#include <functional>
+
+using namespace tarvek;
+using namespace tarvek::sim;
+
+namespace {
+// The station's side of one exchange, through its own codec: decode the reply, answer with the
+// frame that the sender would write.
+struct Bench {
+    FadecModel fadec{7};
+    EngineTables station;
+    ReplyOutcome last;
+
+    Bench() { station.selectedEngine = 1; }
+    LightEngineRecord& record() { return station.at(0); }
+
+    // One reply and its frame; `edit` may change the frame before it goes out.
+    bool exchange(const std::function<void(Frame&)>& edit = {})
+    {
+        const std::string text = fadec.reply();
+        last = decodeReply(station, 0, text);
+        const SendOutcome out = composeFrame(station, 0, true);
+        if (out.blocked)
+            return false;
+        Frame bytes = out.bytes;
+        if (edit)
+            edit(bytes);
+        return fadec.frame(std::string_view(bytes.data(), bytes.size()));
+    }
+
+    void withRegisters(int z1, int z2, int z3)
+    {
+        Registers r = defaultRegisters();
+        r[18] = static_cast<std::uint8_t>(z1);
+        r[19] = static_cast<std::uint8_t>(z2);
+        r[20] = static_cast<std::uint8_t>(z3);
+        fadec.setRegisters(r);
+    }
+
+    // Start from rest and run until phase 5.
+    void runUp()
+    {
+        exchange();
+        record().RunCommand = 1;
+        exchange();
+        for (int i = 0; i < 400 && fadec.phase() != 5; ++i)
+            fadec.advance(100);
+        exchange(); // the station learns the phase
+    }
+};
+} // namespace
+
+class FadecModelTest : public QObject {
+    Q_OBJECT
+private slots:
+    void restingReplyIsGood()
+    {
+        FadecModel fadec;
+        const std::string text = fadec.reply();
+        QCOMPARE(text.size(), std::size_t(kReplyLength));
+        EngineTables t;
+        const auto out = decodeReply(t, 0, text);
+        QVERIFY(out.good);
+        QCOMPARE(out.skippedFields, 0);
+        QCOMPARE(out.replyType, 0);
+        QCOMPARE(t.at(0).Phase, 0);
+        QCOMPARE(t.at(0).FaultCode, 0); // "Arret LE"
+        QCOMPARE(t.at(0).reported[pos::TachoM], 0);
+    }
+
+    void startPhasesAreTimedByTheRegisters_data()
+    {
+        QTest::addColumn<int>("z1");
+        QTest::addColumn<int>("z2");
+        QTest::addColumn<int>("z3");
+        QTest::newRow("factory") << 50 << 20 << 15;
+        QTest::newRow("short") << 1 << 2 << 3;
+        QTest::newRow("no ramp") << 4 << 0 << 2;
+    }
+    void startPhasesAreTimedByTheRegisters()
+    {
+        QFETCH(int, z1);
+        QFETCH(int, z2);
+        QFETCH(int, z3);
+        Bench b;
+        b.withRegisters(z1, z2, z3);
+        b.exchange();
+        b.record().RunCommand = 1;
+        QVERIFY(b.exchange());
+        QCOMPARE(b.fadec.phase(), 1);
+
+        const int durations[] = {z1 * 100, z2 * 100, z3 * 100, kWarmUpMs};
+        for (int phase = 1; phase <= 4; ++phase) {
+            const int ms = durations[phase - 1];
+            b.fadec.advance(0);
+            if (ms == 0) {
+                QCOMPARE_NE(b.fadec.phase(), phase);
+                continue;
+            }
+            QCOMPARE(b.fadec.phase(), phase);
+            b.fadec.advance(ms - 1);
+            QCOMPARE(b.fadec.phase(), phase);
+            b.fadec.advance(1);
+        }
+        QCOMPARE(b.fadec.phase(), 5);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 5);
+        QCOMPARE(b.record().FaultCode, 20); // running, nothing to report
+        QCOMPARE(b.record().reported[pos::Confirmation], 1);
+        b.fadec.advance(60000);
+        QCOMPARE(b.fadec.phase(), 5); // runs until told to stop
+    }
+
+    void startTimesThatOverflowAByteRefuseTheStart()
+    {
+        Bench b;
+        b.withRegisters(200, 50, 10);
+        b.exchange();
+        b.record().RunCommand = 1;
+        b.exchange();
+        b.fadec.advance(1000);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 0);
+        QCOMPARE(b.record().FaultCode, 17);
+    }
+
+    void stopCoolsDownToRest()
+    {
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.runUp();
+        QCOMPARE(b.fadec.phase(), 5);
+        b.record().RunCommand = 2;
+        b.exchange();
+        QCOMPARE(b.fadec.phase(), 6);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 6);
+        QCOMPARE(b.record().FaultCode, 18); // "Stop activated"
+        b.fadec.advance(kCoolingMs - 1);
+        QCOMPARE(b.fadec.phase(), 6);
+        b.fadec.advance(1);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 0);
+        QCOMPARE(b.record().FaultCode, 0);
+        // Still asked to stop: it stays at rest.
+        b.fadec.advance(10000);
+        QCOMPARE(b.fadec.phase(), 0);
+    }
+
+    void startDuringCoolingIsRefused()
+    {
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.runUp();
+        b.record().RunCommand = 2;
+        b.exchange();
+        b.record().RunCommand = 1;
+        b.exchange();
+        b.exchange();
+        QCOMPARE(b.record().Phase, 6);
+        QCOMPARE(b.record().FaultCode, 11); // "Startup failed - LE cooling down"
+        b.fadec.advance(kCoolingMs);
+        b.fadec.advance(5000);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 0); // the refused request does not start it later
+        QCOMPARE(b.record().FaultCode, 0);
+    }
+
+    void powerIsTakenInPhaseFiveOnly_data()
+    {
+        QTest::addColumn<int>("phase");
+        QTest::addColumn<int>("sent");
+        QTest::addColumn<int>("reported");
+        const int start = defaultRegisters()[23];
+        QTest::newRow("phase 3") << 3 << 90 << start;
+        QTest::newRow("phase 5") << 5 << 90 << 90;
+        QTest::newRow("phase 5 top") << 5 << 130 << 130;
+        QTest::newRow("phase 5 below range") << 5 << 20 << start;
+        QTest::newRow("phase 5 above range") << 5 << 140 << start;
+    }
+    void powerIsTakenInPhaseFiveOnly()
+    {
+        QFETCH(int, phase);
+        QFETCH(int, sent);
+        QFETCH(int, reported);
+        Bench b;
+        b.withRegisters(1, 1, 100);
+        b.exchange();
+        b.record().RunCommand = 1;
+        b.exchange();
+        while (b.fadec.phase() != phase)
+            b.fadec.advance(50);
+        // Written straight into position 4, whatever the station would send in this phase.
+        b.exchange([&](Frame& f) { f[pos::Power] = static_cast<char>(sent); });
+        b.exchange();
+        QCOMPARE(b.record().reported[pos::Power], reported);
+    }
+
+    void stationPowerSetPointReachesTheLamp()
+    {
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.record().PowerSetPoint = 110;
+        b.runUp();
+        b.exchange();
+        QCOMPARE(b.fadec.power(), 110);
+        b.fadec.advance(60000);
+        b.exchange();
+        const int hot = b.record().reported[pos::Mat];
+        b.record().PowerSetPoint = 30;
+        b.exchange();
+        b.fadec.advance(60000);
+        b.exchange();
+        QCOMPARE_LT(b.record().reported[pos::Mat], hot - 20); // less power, cooler magnetron
+        QCOMPARE_GT(b.record().reported[pos::Lpc], 0);
+    }
+
+    void tachometersFollowTheMotorSetPoint_data()
+    {
+        QTest::addColumn<int>("setPoint");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("none: fixed speed") << 0 << kFixedMotorSpeed;
+        QTest::newRow("1000 rpm") << 33 << 33;
+        QTest::newRow("4000 rpm") << 133 << 133;
+    }
+    void tachometersFollowTheMotorSetPoint()
+    {
+        QFETCH(int, setPoint);
+        QFETCH(int, expected);
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.record().MotorSpeedSetPoint = static_cast<std::uint8_t>(setPoint);
+        b.runUp();
+        b.fadec.advance(10000);
+        b.exchange();
+        QCOMPARE(b.record().reported[pos::MotorSpeedSetPoint], setPoint);
+        QVERIFY(std::abs(b.record().reported[pos::TachoM] - expected) <= 1);
+        QVERIFY(b.record().reported[pos::TachoV1] > 0);
+        QVERIFY(b.record().reported[pos::TachoV2] > 0);
+    }
+
+    void overspeedIsReported()
+    {
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.record().MotorSpeedSetPoint = 150; // 4500 rpm
+        b.runUp();
+        b.fadec.advance(10000);
+        b.exchange();
+        QCOMPARE(b.record().FaultCode, 9);
+    }
+
+    void parameterWriteAndReadRoundTrip()
+    {
+        Bench b;
+        b.exchange();
+        for (std::size_t i = 0; i < kParameterCount; ++i)
+            b.station.parameterEntries[i] = static_cast<std::uint8_t>(200 + i);
+        b.station.parameterEntries[2] = 1; // a write is not a run request
+        b.station.commandCode = static_cast<std::uint8_t>(CommandCode::WriteParameters);
+        QVERIFY(b.exchange());
+        QCOMPARE(b.fadec.counts().parameterWrites, 1);
+        QCOMPARE(b.fadec.registers()[0], 0); // register 0 never travels
+        for (std::size_t i = 1; i < kParameterCount; ++i)
+            QCOMPARE(b.fadec.registers()[i], b.station.parameterEntries[i]);
+        b.fadec.advance(5000);
+        QCOMPARE(b.fadec.phase(), 0);
+
+        b.station.commandCode = static_cast<std::uint8_t>(CommandCode::ReadParameters);
+        b.exchange();
+        QVERIFY(b.fadec.parameterBlockPending());
+        b.exchange();
+        QVERIFY(b.last.good);
+        QCOMPARE(b.last.replyType, kParameterReplyType);
+        QVERIFY(b.last.parametersRead);
+        for (std::size_t i = 1; i < kParameterCount; ++i)
+            QCOMPARE(b.record().ParameterImage[i], b.fadec.registers()[i]);
+        b.exchange();
+        QCOMPARE(b.last.replyType, 0); // back to status replies
+    }
+
+    void linkFaultsLookLikeABadCable_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<int>("length");
+        QTest::addColumn<bool>("good");
+        QTest::addColumn<int>("skipped");
+        QTest::newRow("garbage") << "garbage" << kReplyLength << false << kReplyFields;
+        QTest::newRow("no sync") << "nosync" << kReplyLength << false << 0;
+        // The '3' of "  123" is lost: the sync field reads 12.
+        QTest::newRow("byte lost in sync") << "drop 154" << kReplyLength - 1 << false << 0;
+        // The phase digit is lost: its field turns blank, later fields slide one character left.
+        QTest::newRow("byte lost in phase") << "drop 9" << kReplyLength - 1 << true << 1;
+        QTest::newRow("silence") << "silence" << 0 << false << kReplyFields;
+    }
+    void linkFaultsLookLikeABadCable()
+    {
+        QFETCH(QString, fault);
+        QFETCH(int, length);
+        QFETCH(bool, good);
+        QFETCH(int, skipped);
+        FadecModel fadec(3);
+        const std::string clean = encodeReply(fadec.statusFields());
+        if (fault == "garbage")
+            fadec.sendGarbage();
+        else if (fault == "nosync")
+            fadec.omitSync();
+        else if (fault.startsWith("drop"))
+            fadec.dropByte(fault.mid(5).toInt());
+        else if (fault == "silence")
+            fadec.setSilent(true);
+        const std::string text = fadec.reply();
+        QCOMPARE(int(text.size()), length);
+        if (fault.startsWith("drop")) {
+            std::string expected = clean;
+            expected.erase(static_cast<std::size_t>(fault.mid(5).toInt()), 1);
+            QCOMPARE(text, expected);
+        }
+        EngineTables t;
+        const auto out = decodeReply(t, 0, text);
+        QCOMPARE(out.good, good);
+        QCOMPARE(t.at(0).ReplySeen, good ? kSyncValue : 0);
+        QCOMPARE(out.skippedFields, skipped);
+        QCOMPARE(composeFrame(t, 0, true).blocked, !good);
+
+        fadec.setSilent(false);
+        const auto next = decodeReply(t, 0, fadec.reply());
+        QVERIFY(next.good); // one reply is spoiled, not the link
+    }
+
+    void replyTypeTwoLeavesThePhase()
+    {
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.runUp();
+        b.fadec.setReplyType(2);
+        b.record().RunCommand = 2;
+        b.exchange();
+        QCOMPARE(b.fadec.phase(), 6);
+        b.exchange();
+        QVERIFY(b.last.good);
+        QCOMPARE(b.last.replyType, 2);
+        QCOMPARE(b.record().Phase, 5); // the station does not take the phase of such a reply
+        b.fadec.setReplyType(0);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 6);
+    }
+
+    void faultCodesReachTheStation_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<bool>("stops");
+        for (int code = 1; code <= kMaxFaultCode; ++code)
+            QTest::addRow("code %d", code) << code << (code >= 3 && code <= 6);
+    }
+    void faultCodesReachTheStation()
+    {
+        QFETCH(int, code);
+        QFETCH(bool, stops);
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.runUp();
+        b.fadec.setFaultCode(code);
+        b.exchange(); // the station reads the code and answers
+        QCOMPARE(b.record().FaultCode, code);
+        QCOMPARE(b.record().reported[pos::AlarmRelay], code == 18 || code == 20 ? 0 : 1);
+        QCOMPARE(b.last.stopRaised, stops);
+        QCOMPARE(b.fadec.phase(), stops ? 6 : 5);
+
+        b.record().AlarmResetCommand = 1;
+        b.exchange();
+        b.record().AlarmResetCommand = 0;
+        b.exchange();
+        QCOMPARE(b.fadec.injectedFault(), 0);
+        QCOMPARE(b.record().FaultCode, stops ? 18 : 20);
+    }
+
+    void keepRunningIgnoresTheStop()
+    {
+        Bench b;
+        b.withRegisters(1, 1, 1);
+        b.runUp();
+        b.fadec.setKeepRunning(true);
+        b.record().RunCommand = 2;
+        b.exchange();
+        b.fadec.advance(10000);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 5);
+        QCOMPARE(b.record().RunCommand, 2);
+        b.fadec.setKeepRunning(false);
+        b.exchange();
+        QCOMPARE(b.fadec.phase(), 6);
+    }
+
+    void framesOfTheWrongShapeAreRejected_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("short") << QByteArray(31, '\0') + "\r\n";
+        QTest::newRow("long") << QByteArray(33, '\0') + "\r\n";
+        QTest::newRow("no line end") << QByteArray(34, '\0');
+        QTest::newRow("LF CR") << QByteArray(32, '\0') + "\n\r";
+    }
+    void framesOfTheWrongShapeAreRejected()
+    {
+        QFETCH(QByteArray, bytes);
+        FadecModel fadec;
+        QByteArray start = bytes;
+        if (start.size() > 2)
+            start[2] = 1; // a start request
+        QVERIFY(!fadec.frame(std::string_view(start.constData(), std::size_t(start.size()))));
+        QCOMPARE(fadec.counts().rejectedFrames, 1);
+        QCOMPARE(fadec.counts().frames, 0);
+        QCOMPARE(fadec.phase(), 0);
+    }
+
+    void noiseIsSeededAndDeterministic()
+    {
+        auto run = [](std::uint32_t seed) {
+            Bench b;
+            b.fadec = FadecModel(seed);
+            b.withRegisters(1, 1, 1);
+            b.runUp();
+            std::string all;
+            for (int i = 0; i < 20; ++i) {
+                b.fadec.advance(130);
+                all += b.fadec.reply();
+            }
+            return all;
+        };
+        QCOMPARE(run(5), run(5));
+        QVERIFY(run(5) != run(6));
+    }
+};
+
+TARVEK_TEST(FadecModelTest)
+#include "tst_fadec_model.moc"
