@@ -1,0 +1,266 @@
+#include "app/histo_window.h"
+#include "app/question_window.h"
+#include "recording/history.h"
+#include "settings/settings_files.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QAction>
+#include <QFile>
+#include <QListView>
+#include <QMessageBox>
+#include <QPdfWriter>
+#include <QPrintDialog>
+#include <QPrinter>
+#include <QPushButton>
+#include <QRegularExpression>
+#include <QSignalSpy>
+#include <QStringListModel>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+using namespace tarvek;
+using tarvek::test::readBytes;
+using tarvek::test::writeBytes;
+
+namespace {
+
+QByteArray journal(int lines)
+{
+    QByteArray bytes;
+    for (int i = 1; i <= lines; ++i)
+        bytes += "  12:00:00    23/11/2026    000    event " + QByteArray::number(i) + "\r\n";
+    return bytes;
+}
+
+int pdfPageCount(const QString& path)
+{
+    const QString text = QString::fromLatin1(readBytes(path));
+    static const QRegularExpression page(QStringLiteral("/Type\\s*/Page(?![a-zA-Z])"));
+    int count = 0;
+    for (auto it = page.globalMatch(text); it.hasNext(); it.next())
+        ++count;
+    return count;
+}
+
+// Everything a history window needs, on a temporary folder.
+struct Fixture {
+    QTemporaryDir dir;
+    SettingsFiles files{dir.path()};
+    ManualClock clock;
+    History history{files, clock};
+    QuestionRouter router;
+    FenQuestion fen{router};
+    std::unique_ptr<HistoWindow> window;
+
+    explicit Fixture(const QByteArray& content)
+    {
+        writeBytes(history.path(), content);
+        window = std::make_unique<HistoWindow>(history, router);
+    }
+    QListView* list() const { return window->findChild<QListView*>("List1"); }
+    int rowCount() const { return list()->model()->rowCount(); }
+    QStringList rows() const { return window->rows(); }
+    void trigger(const char* name) const { window->findChild<QAction*>(name)->trigger(); }
+    void answer(bool yes)
+    {
+        QVERIFY(fen.isVisible());
+        QTest::mouseClick(fen.findChild<QPushButton*>(yes ? "OuiQuestion" : "NonQuestion"), Qt::LeftButton);
+    }
+    // The message boxes the window has open, as "caption|text".
+    QStringList messages() const
+    {
+        QStringList shown;
+        for (auto* box : window->findChildren<QMessageBox*>("MessageHisto"))
+            if (box->isVisible())
+                shown << box->windowTitle() + '|' + box->text();
+        return shown;
+    }
+    void openAndWaitForList(int rows)
+    {
+        window->show();
+        QTRY_COMPARE_WITH_TIMEOUT(rowCount(), rows, 10000);
+    }
+};
+
+} // namespace
+
+class HistoWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    void opensWithItsControls()
+    {
+        Fixture f(journal(5));
+        QCOMPARE(f.window->objectName(), QString("Histo"));
+        QCOMPARE(f.window->windowTitle(), QString("  Report faults history, starts, stops and mistakes errors"));
+        QVERIFY(f.list());
+        QVERIFY(f.list()->uniformItemSizes());
+        for (const char* name : {"mnuChargeFichier", "mnuEffListe", "mnuEffLeFichier", "mnuPrinter", "mnuQuitterHisto"}) {
+            auto* action = f.window->findChild<QAction*>(name);
+            QVERIFY2(action && !action->text().isEmpty(), name);
+        }
+        auto* timer1 = f.window->findChild<QTimer*>("Timer1");
+        QVERIFY(timer1);
+        QVERIFY(timer1->isSingleShot());
+        QCOMPARE(f.rowCount(), 0); // nothing is read before the window opens
+    }
+
+    void timer1FillsTheListOnceTheWindowOpens_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<int>("rows");
+        QTest::addColumn<QStringList>("messages");
+        QTest::newRow("five lines") << 5 << 8 << QStringList{};
+        QTest::newRow("empty file") << 0 << 3 << QStringList{" Warning|The file is empty ... "};
+        QTest::newRow("over the limit") << 32005 << 32003
+                                        << QStringList{" Warning!|The boundaries of the list are reached!"};
+    }
+    void timer1FillsTheListOnceTheWindowOpens()
+    {
+        QFETCH(int, lines);
+        QFETCH(int, rows);
+        QFETCH(QStringList, messages);
+        Fixture f(journal(lines));
+        QSignalSpy loaded(&f.history, &History::loaded);
+        f.openAndWaitForList(rows);
+        QCOMPARE(loaded.count(), 1);
+        QVERIFY(!f.window->findChild<QTimer*>("Timer1")->isActive());
+        const QStringList shown = f.rows();
+        QCOMPARE(shown.mid(0, 3), History::listHeading());
+        if (lines > 0)
+            QCOMPARE(shown.at(3), QString("  12:00:00    23/11/2026    000    event 1"));
+        // The boxes are open and the event loop goes on: none of them blocked.
+        QTRY_COMPARE_WITH_TIMEOUT(f.messages(), messages, 10000);
+    }
+
+    void reloadingShowsNewEntries()
+    {
+        Fixture f(journal(2));
+        f.openAndWaitForList(5);
+        QVERIFY(f.history.append("7", "Fan V1 LE1"));
+        QCOMPARE(f.rowCount(), 5);
+        f.trigger("mnuChargeFichier");
+        QCOMPARE(f.rowCount(), 6);
+        QVERIFY(f.rows().last().endsWith("    007    Fan V1 LE1"));
+    }
+
+    void clearingTheListKeepsTheFile()
+    {
+        Fixture f(journal(4));
+        f.openAndWaitForList(7);
+        f.trigger("mnuEffListe");
+        QCOMPARE(f.rowCount(), 0);
+        QCOMPARE(readBytes(f.history.path()), journal(4));
+    }
+
+    void deleteAsksFirst_data()
+    {
+        QTest::addColumn<bool>("yes");
+        QTest::newRow("Yes") << true;
+        QTest::newRow("No") << false;
+    }
+    void deleteAsksFirst()
+    {
+        QFETCH(bool, yes);
+        Fixture f(journal(3));
+        f.openAndWaitForList(6);
+        f.trigger("mnuEffLeFichier");
+        QVERIFY(f.fen.isVisible());
+        QCOMPARE(f.fen.windowTitle(), QString(" Warning"));
+        QCOMPARE(f.fen.question(), QString("Are you sure you want to delete the entire file"));
+        QCOMPARE(readBytes(f.history.path()), journal(3)); // nothing happens before the answer
+        f.answer(yes);
+        QVERIFY(QFile::exists(f.history.path()));
+        if (yes) {
+            QCOMPARE(QFileInfo(f.history.path()).size(), 0);
+            QCOMPARE(f.history.lineCount(), 0);
+            QCOMPARE(f.rows(), History::listHeading());
+            // Showing the history again reports the empty file.
+            f.trigger("mnuChargeFichier");
+            QTRY_COMPARE_WITH_TIMEOUT(f.messages(), QStringList{" Warning|The file is empty ... "}, 10000);
+        } else {
+            QCOMPARE(readBytes(f.history.path()), journal(3));
+            QCOMPARE(f.rowCount(), 6);
+        }
+    }
+
+    void printAsksThenPrintsThroughTheDialog()
+    {
+        Fixture f(journal(77));
+        f.openAndWaitForList(80);
+        const QString pdf = f.dir.filePath("printed.pdf");
+        f.window->printer().setOutputFormat(QPrinter::PdfFormat);
+        f.window->printer().setOutputFileName(pdf);
+
+        f.trigger("mnuPrinter");
+        QCOMPARE(f.fen.windowTitle(), QString(" Warning"));
+        QCOMPARE(f.fen.question(), QString("Are you sure you want to print the list"));
+        QVERIFY(f.window->printDialog() == nullptr);
+        f.answer(true);
+        QPrintDialog* dialog = f.window->printDialog();
+        QVERIFY(dialog);
+        QCOMPARE(dialog->objectName(), QString("PrintHisto"));
+        QVERIFY(dialog->isVisible()); // opened without a nested event loop
+        QVERIFY(!QFile::exists(pdf));
+        dialog->accept();
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(pdf), 10000);
+        QCOMPARE(pdfPageCount(pdf), 2);
+    }
+
+    void printNoPrintsNothing()
+    {
+        Fixture f(journal(3));
+        f.openAndWaitForList(6);
+        f.trigger("mnuPrinter");
+        f.answer(false);
+        QVERIFY(f.window->printDialog() == nullptr);
+    }
+
+    void printingTheShownList_data()
+    {
+        QTest::addColumn<int>("lines");
+        QTest::addColumn<int>("pages");
+        QTest::newRow("76") << 76 << 1;
+        QTest::newRow("77") << 77 << 2;
+    }
+    void printingTheShownList()
+    {
+        QFETCH(int, lines);
+        QFETCH(int, pages);
+        Fixture f(journal(lines));
+        f.openAndWaitForList(lines + 3);
+        const QString pdf = f.dir.filePath("list.pdf");
+        {
+            QPdfWriter writer(pdf);
+            QVERIFY(f.window->printTo(writer));
+        }
+        QCOMPARE(pdfPageCount(pdf), pages);
+    }
+
+    void theQuestionsLeaveWithTheWindow()
+    {
+        Fixture f(journal(1));
+        QVERIFY(f.router.hasHandler(questions::kDeleteHistory));
+        QVERIFY(f.router.hasHandler(questions::kPrintHistory));
+        f.window.reset();
+        QVERIFY(!f.router.hasHandler(questions::kDeleteHistory));
+        QVERIFY(!f.router.hasHandler(questions::kPrintHistory));
+        // A late Yes does nothing.
+        QVERIFY(!f.router.answer(questions::kDeleteHistory, true));
+        QCOMPARE(readBytes(f.history.path()), journal(1));
+    }
+
+    void quitClosesTheWindow()
+    {
+        Fixture f(journal(1));
+        f.openAndWaitForList(4);
+        f.trigger("mnuQuitterHisto");
+        QVERIFY(!f.window->isVisible());
+    }
+};
+
+TARVEK_TEST(HistoWindowTest)
+#include "tst_histo_window.moc"
