@@ -60,6 +60,7 @@ void PortDiscovery::pass()
             if (retries < kSilentPassLimit) {
                 ++retries;
                 isActive = false;
+                link_.form().enabled[static_cast<std::size_t>(k - 1)] = false;
                 emit configurationBoxCleared(k);
             }
         }

@@ -101,6 +101,15 @@ void SerialLink::loadForm()
     }
 }
 
+int SerialLink::portNumbersAboveLimit(const FormState& form)
+{
+    int count = 0;
+    for (const QString& n : form.numbers)
+        if (SettingsFiles::toNumber(n).value_or(0) > 14)
+            ++count;
+    return count;
+}
+
 void SerialLink::openSlot(int slot)
 {
     Slot& s = at(slot);

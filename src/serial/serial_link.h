@@ -66,6 +66,11 @@ public:
     };
     FormState& form() { return form_; }
     void loadForm();
+    // One warning per box holding a number above 14; only the upper bound is checked.
+    static int portNumbersAboveLimit(const FormState& form);
+    static QString portNumberWarning() { return QStringLiteral("Port numbers 1 to 14 (max) "); }
+    // The device a COM number names.
+    QString deviceFor(int comNumber) const { return resolver_ ? resolver_(comNumber) : QString(); }
 
     // Walks the slots 1..6, opening the enabled ones and closing the disabled ones.
     void openPorts();

@@ -57,6 +57,7 @@ private slots:
             QCOMPARE(discovery.openRetries(3), pass);
         }
         QCOMPARE(cleared.count(), 15);
+        QVERIFY(!rig.link->form().enabled[2]); // a Connect now would leave LE3 out
         discovery.pass();
         QCOMPARE(lineFor(discovery.lines(), 3), QString("   LE-3   000   COM(i) = 1  <---  ? "));
         QVERIFY(!rig.link->portOpen(3));
