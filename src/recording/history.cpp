@@ -35,6 +35,34 @@ QString decodeLine(QStringDecoder& utf8, QByteArrayView raw)
     return text;
 }
 
+// Appends the rows of the raw lines. The usual journal is valid UTF-8 throughout and is decoded
+// in one pass; otherwise each line is decoded on its own.
+void appendDecoded(QStringList& rows, const QList<QByteArrayView>& raw, QStringDecoder& utf8)
+{
+    if (raw.isEmpty())
+        return;
+    const char* begin = raw.first().data();
+    const char* end = raw.last().data() + raw.last().size();
+    const QString text = utf8.decode(QByteArrayView(begin, end - begin));
+    if (utf8.hasError()) {
+        for (const QByteArrayView line : raw)
+            rows.append(decodeLine(utf8, line));
+        return;
+    }
+    // Same cut as the raw lines: '\n' ends a line, one '\r' before it belongs to the line end.
+    qsizetype from = 0;
+    for (qsizetype i = 0; i < raw.size(); ++i) {
+        qsizetype stop = text.indexOf(QLatin1Char('\n'), from);
+        const qsizetype next = stop < 0 ? text.size() : stop + 1;
+        if (stop < 0)
+            stop = text.size();
+        if (stop > from && text.at(stop - 1) == QLatin1Char('\r'))
+            --stop;
+        rows.append(text.sliced(from, stop - from));
+        from = next;
+    }
+}
+
 // Pushes the bytes past the operating system's cache; a power cut must not eat a closed line.
 void syncToDisk(QFile& file)
 {
@@ -117,7 +145,7 @@ HistoryLoad History::load()
     // Cut into lines (CR LF or LF), keeping each one's bytes for the rewrite.
     QList<QByteArrayView> raw;
     raw.reserve(std::min<qsizetype>(bytes.count('\n') + 1, kMaxLines));
-    QStringDecoder utf8(QStringDecoder::Utf8);
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     qsizetype from = 0;
     while (from < bytes.size()) {
         qsizetype end = bytes.indexOf('\n', from);
@@ -134,8 +162,7 @@ HistoryLoad History::load()
         from = next;
     }
     result.entries.reserve(raw.size() + result.entries.size());
-    for (const QByteArrayView line : raw)
-        result.entries.append(decodeLine(utf8, line));
+    appendDecoded(result.entries, raw, utf8);
     result.lineCount = static_cast<int>(raw.size());
     lineCount_ = result.lineCount;
 

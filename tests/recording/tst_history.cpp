@@ -205,6 +205,13 @@ private slots:
         QTest::newRow("Latin-1 bytes survive") << QByteArray("Temp\xe9rature\r\n")
                                                << QStringList{QString::fromLatin1("Temp\xe9rature")}
                                                << QByteArray("Temp\xe9rature\r\n");
+        QTest::newRow("UTF-8 and Latin-1 lines mixed")
+            << QByteArray("\r\nA\xc3\xa9\r\nB\xe9\nC\r\r\n")
+            << QStringList{"", QString::fromUtf8("A\xc3\xa9"), QString::fromLatin1("B\xe9"), "C\r"}
+            << QByteArray("\r\nA\xc3\xa9\r\nB\xe9\r\nC\r\r\n");
+        QTest::newRow("last line cut inside a character")
+            << QByteArray("ok\r\nX\xc3") << QStringList{"ok", QString::fromLatin1("X\xc3")}
+            << QByteArray("ok\r\nX\xc3\r\n");
         QTest::newRow("missing file is created empty") << QByteArray() << QStringList{} << QByteArray();
     }
     void linesAreKeptAsRead()
@@ -334,6 +341,7 @@ private slots:
     {
         QTemporaryDir dir;
         QPdfWriter writer(dir.filePath("no/such/folder/out.pdf"));
+        QTest::ignoreMessage(QtWarningMsg, "QPainter::begin(): Returned false");
         QVERIFY(!History::print(History::paginate(listRows(3)), writer));
     }
 };
