@@ -1,0 +1,157 @@
+#pragma once
+// The main window `Log`: the main status display, the event lists, the log-in box and the menu.
+//
+// Every control carries its objectName. Engine n (1..6, engine index n-1) has one column of the
+// status display; its widgets are:
+//   Label30_<n-1>     link indicator: "yes" on light green while the port carries replies, "no"
+//   LE<n>Title        column heading "LE<n>", bold and underlined for the selected engine
+//   LE<n>Port         the slot's port: "COM<number> - ", "off" appended when the slot is disabled
+//   LE<n>Phase        phase 0..7 reported by the FADEC
+//   LE<n>Step         start-sequence step (filled by the start-sequence display; "---" until then)
+//   LE<n>Status       the status picture: the station's status text, silver while idle
+//   ComOperStartLE<n> start/stop button, "START LE-<n>"
+//   LE<n>Motor, LE<n>FanV1, LE<n>FanV2   tachometers of M, V1, V2
+//   LE<n>Mat, LE<n>Sht                   temperatures in °C
+//   LE<n>Lpc, LE<n>Lfc, LE<n>Vis, LE<n>Ir, LE<n>Rh, LE<n>Sbv, LE<n>Vcc   sensor values
+//   LE<n>Power        power set-point times 10 followed by " We"
+//   LE<n>Fault        the text of the engine's fault code
+// Reported values show "---" until the engine first answers and while its link is lost.
+// A shown value is raw x factor + offset with the row's decimals from "\Coefficients.ini" when
+// "\CocheSelect.ini" holds 1 (rows LPC, LFC, VIS, IR, RH, SBV, VCC, MAT, SHT, M, V1, V2), else raw.
+//
+// Beside the columns: SelectedEngine (choice of engine), LabelSelected ("Selected LE = ..."),
+// LabelFunctionKey ("F1"), LoginBox with Text1 and OkStart, Picture10 (service marker),
+// QuitteProg, ComOperStartRS232 with ActiveDesactiveRS232, CommHalOperator, StartAllLE,
+// StopAllLE, Label9 (motor speed entry), PowerSetPoints (power set-point form), List4 (events),
+// List3 (port discovery).
+//
+// A control whose behaviour belongs to another part of the station is present and disabled until
+// that part calls setWired(); from then on the mode rules below decide whether it is enabled.
+#include "app/station.h"
+
+#include <QHash>
+#include <QMainWindow>
+#include <QPointer>
+
+#include <array>
+
+class QAction;
+class QComboBox;
+class QLabel;
+class QLineEdit;
+class QListWidget;
+class QMenu;
+class QMessageBox;
+class QPushButton;
+class QWidget;
+
+namespace tarvek {
+
+class SoftwareSettingsForm;
+
+// Who may use a control, decided by the control initialisation for each mode.
+enum class Access {
+    Always,           // also before any log-in: the display, the log-in box, the engine choice
+    Operator,         // user and service mode: start/stop, QTH lamps, link, alarms, recording
+    Service,          // service mode: software settings, the direct quit
+    Functions,        // read-only entries of the Service menu, when a log-in made the menu available
+    ServiceFunctions, // entries that write the controller's parameters or run hardware tests
+    Quit,             // mnuQuit, made available by a service-mode log-in
+};
+
+class LogWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit LogWindow(Station& station, QWidget* parent = nullptr);
+    ~LogWindow() override;
+
+    Station& station() { return station_; }
+    // The control (QWidget or QAction) of that objectName, or nullptr.
+    QObject* control(const QString& name) const;
+    QAction* action(const QString& name) const;
+
+    // Declares that a control now has its behaviour; the current mode's rules apply to it at once.
+    void setWired(const QString& name, bool wired = true);
+    bool isWired(const QString& name) const { return wired_.contains(name); }
+    bool isAllowed(Access access) const;
+
+    // Opens (or raises) the software settings form ParamLogicielVB.
+    SoftwareSettingsForm* openSoftwareSettings();
+
+    // Converts a length in twips to logical pixels (15 twips a pixel at the 96-dpi reference).
+    static int twips(int t) { return t / 15; }
+
+public slots:
+    // The control initialisation for a mode: enables, disables, shows and hides main-screen controls.
+    void applyMode();
+    void refreshDisplay();
+    void showLogIn(bool service);
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void buildMenus();
+    void buildCentral();
+    QLabel* valueLabel(const QString& name);
+    void addControl(QObject* control, Access access, bool wired = false);
+    void onLogIn();
+    void onQuestion(int id, const QString& caption, const QString& text);
+    void onWarning(const QString& caption, const QString& text);
+    void onQuitting();
+    void refreshEngine(int index);
+    QString scaled(int index, int position, int coefficientRow, const char* unit) const;
+    void updatePortLabels();
+
+    Station& station_;
+    struct Rule {
+        QPointer<QObject> control;
+        Access access;
+    };
+    QHash<QString, Rule> rules_;
+    QSet<QString> wired_;
+
+    QMenu* functionsMenu_ = nullptr;
+    QAction* freeze_ = nullptr;
+    QComboBox* selected_ = nullptr;
+    QLabel* selectedCaption_ = nullptr;
+    QLabel* functionKey_ = nullptr;
+    QWidget* loginBox_ = nullptr;
+    QLabel* loginHint_ = nullptr;
+    QLineEdit* text1_ = nullptr;
+    QPushButton* okStart_ = nullptr;
+    QLabel* picture10_ = nullptr;
+    QListWidget* list4_ = nullptr;
+    QListWidget* list3_ = nullptr;
+
+    struct EngineWidgets {
+        QLabel* title = nullptr;
+        QLabel* link = nullptr; // Label30
+        QLabel* port = nullptr;
+        QLabel* phase = nullptr;
+        QLabel* step = nullptr;
+        QLabel* status = nullptr;
+        QPushButton* startStop = nullptr;
+        QLabel* motor = nullptr;
+        QLabel* fan1 = nullptr;
+        QLabel* fan2 = nullptr;
+        QLabel* mat = nullptr;
+        QLabel* sht = nullptr;
+        QLabel* lpc = nullptr;
+        QLabel* lfc = nullptr;
+        QLabel* vis = nullptr;
+        QLabel* ir = nullptr;
+        QLabel* rh = nullptr;
+        QLabel* sbv = nullptr;
+        QLabel* vcc = nullptr;
+        QLabel* power = nullptr;
+        QLabel* fault = nullptr;
+    };
+    std::array<EngineWidgets, kEngines> engines_{};
+
+    QPointer<SoftwareSettingsForm> settingsForm_;
+    QPointer<QMessageBox> quitBox_;
+    bool closing_ = false;
+};
+
+} // namespace tarvek

@@ -1,0 +1,113 @@
+// tarvek-station: the control and monitoring station for light engines LE1..LE6.
+#include "app/log_window.h"
+#include "app/software_settings_form.h"
+#include "app/station.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QDir>
+#include <QStandardPaths>
+#include <QStyleFactory>
+#include <QTimer>
+
+#include <cstdio>
+
+using namespace tarvek;
+
+namespace {
+// The station folder when none is given: the user's application data folder, which is writable
+// on every system (the settings files, "Img" and "Datalogger" live there).
+QString defaultFolder()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+}
+
+bool saveShot(QWidget* w, const QString& file)
+{
+    const bool ok = w->grab().save(file, "PNG");
+    std::fprintf(stderr, ok ? "screenshot saved: %s\n" : "cannot save screenshot: %s\n",
+                 qPrintable(QDir::toNativeSeparators(file)));
+    return ok;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("tarvek-station"));
+    QApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription(QStringLiteral("Tarvek Light Engine Control station"));
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption folderOption(
+        QStringLiteral("folder"),
+        QStringLiteral("Station folder holding the settings files, Img and Datalogger (default: %1).")
+            .arg(QDir::toNativeSeparators(defaultFolder())),
+        QStringLiteral("DIR"));
+    const QCommandLineOption loginOption(
+        QStringLiteral("login-file"),
+        QStringLiteral("Log-in file with the user and service passwords (default: Name.inc in the station folder)."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption shotOption(
+        QStringLiteral("screenshot"),
+        QStringLiteral("Save a PNG picture of the main window (or of --screenshot-form) once started, then exit."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption formOption(
+        QStringLiteral("screenshot-form"),
+        QStringLiteral("Window to picture with --screenshot: Log (default) or ParamLogicielVB."),
+        QStringLiteral("NAME"), QStringLiteral("Log"));
+    const QCommandLineOption quitOption(
+        QStringLiteral("quit-after"),
+        QStringLiteral("Exit after SECONDS (the screenshot is taken just before; default 2 with --screenshot)."),
+        QStringLiteral("SECONDS"));
+    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption});
+    parser.process(app);
+
+    const QString folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
+    if (!QDir().mkpath(folder)) {
+        std::fprintf(stderr, "cannot create the station folder %s\n", qPrintable(folder));
+        return 1;
+    }
+    const QString form = parser.value(formOption);
+    if (form != QLatin1String("Log") && form != QLatin1String("ParamLogicielVB")) {
+        std::fprintf(stderr, "--screenshot-form: Log or ParamLogicielVB\n");
+        return 2;
+    }
+    double quitAfter = -1;
+    if (parser.isSet(quitOption)) {
+        bool ok = false;
+        quitAfter = parser.value(quitOption).toDouble(&ok);
+        if (!ok || quitAfter < 0) {
+            std::fprintf(stderr, "--quit-after: a number of seconds\n");
+            return 2;
+        }
+    } else if (parser.isSet(shotOption)) {
+        quitAfter = 2;
+    }
+
+    SystemClock clock;
+    Station station(folder, parser.value(loginOption), clock);
+    LogWindow window(station);
+    QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
+    window.show();
+
+    int exitCode = 0;
+    if (quitAfter >= 0) {
+        const QString shot = parser.value(shotOption);
+        QTimer::singleShot(static_cast<int>(quitAfter * 1000), &app, [&] {
+            if (!shot.isEmpty()) {
+                QWidget* target = &window;
+                if (form == QLatin1String("ParamLogicielVB"))
+                    target = window.openSoftwareSettings();
+                if (!saveShot(target, shot))
+                    exitCode = 1;
+            }
+            station.quit();
+        });
+    }
+    const int rc = app.exec();
+    return exitCode != 0 ? exitCode : rc;
+}

@@ -1,0 +1,296 @@
+#include "app/station.h"
+
+#include <QDir>
+
+#include <algorithm>
+
+#include <stdexcept>
+
+namespace tarvek {
+
+namespace {
+QTimer* makeTimer(QObject* parent, const char* name, int interval, bool singleShot)
+{
+    auto* t = new QTimer(parent);
+    t->setObjectName(QString::fromLatin1(name));
+    t->setInterval(interval);
+    t->setSingleShot(singleShot);
+    return t;
+}
+} // namespace
+
+Station::Station(const QString& folder, const QString& loginFile, Clock& clock, QObject* parent)
+    : QObject(parent), clock_(clock), files_(folder, loginFile)
+{
+    setObjectName(QStringLiteral("Station"));
+    files_.setParent(this);
+    timer1_ = makeTimer(this, "Timer1", shell_timing::kStartupMs, true);
+    timer8_ = makeTimer(this, "Timer8", shell_timing::kServiceTickMs, false);
+    timer9_ = makeTimer(this, "Timer9", shell_timing::kServiceNoticeMs, true);
+    timer12_ = makeTimer(this, "Timer12", shell_timing::kDisplayMs, false);
+    connect(timer1_, &QTimer::timeout, this, &Station::startUp);
+    connect(timer8_, &QTimer::timeout, this, &Station::serviceTick);
+    connect(timer9_, &QTimer::timeout, this, &Station::serviceNotice);
+}
+
+Station::~Station() = default;
+
+QString Station::title() const
+{
+    return QStringLiteral("  Tarvek Light Engine Control (RS232)         (PC version ") + version_ +
+           QStringLiteral(")");
+}
+
+QString Station::faultText(int code) const
+{
+    if (code < 0 || code >= kFaultTableSize)
+        throw std::out_of_range("fault code outside the table");
+    return faultTexts_[static_cast<std::size_t>(code)];
+}
+
+void Station::setEngineStatusText(int index, const QString& text)
+{
+    statusTexts_.at(static_cast<std::size_t>(index)) = text;
+    emit engineStatusChanged(index);
+}
+
+void Station::setPortIndicator(int engine, bool active)
+{
+    auto& slot = portIndicators_.at(static_cast<std::size_t>(engine - 1));
+    if (slot == active)
+        return;
+    slot = active;
+    emit portIndicatorChanged(engine, active);
+}
+
+void Station::load()
+{
+    if (loaded_)
+        return;
+    loaded_ = true;
+    const QDir folder(files_.folder());
+    for (const char* sub : {"Img", "Datalogger"}) {
+        const QString name = QString::fromLatin1(sub);
+        if (!folder.exists(name) && !folder.mkpath(name))
+            emit warning(QStringLiteral(" Warning!"), QStringLiteral("Cannot create the folder ") +
+                                                          folder.filePath(name));
+    }
+    selectedCaption_ = QStringLiteral("Selected LE = ");
+    emit selectedCaptionChanged(selectedCaption_);
+    timer1_->start();
+}
+
+void Station::startUp()
+{
+    // 1. Version; the Service menu is in the menu bar from here on, usable after a log-in.
+    version_ = QString::fromLatin1(kVersion);
+
+    // 2. The alarm supervision's bytes.
+    alarms = AlarmState{};
+
+    // 3. Title and size of the main window.
+    emit titleChanged(title());
+    emit formSizeRequested(kFormWidthTwips, kFormHeightTwips);
+
+    // 4. Event list cleared; port-event and fault texts loaded.
+    clearEvents();
+    portEventTexts_ = portEventTextTable();
+    faultTexts_ = faultTextTable();
+    for (auto& messages : engineMessages) {
+        messages.fill(QStringLiteral(" "));
+        messages[kFaultStopped] = QStringLiteral("Arret LE");
+    }
+
+    // 5. Every settings file, read or created in the order of the index, then the form's own file.
+    settings_.loadAll(files_);
+    software_.load(files_);
+    emit softwareSettingsChanged();
+
+    // 6. Captions and the power set-points.
+    selectedCaption_ = QStringLiteral("Selected LE = ?");
+    emit selectedCaptionChanged(selectedCaption_);
+    functionKey_ = QStringLiteral("F1");
+    emit functionKeyMarkerChanged(functionKey_);
+    for (int i = 0; i < kEngines; ++i)
+        tables_.at(i).PowerSetPoint = static_cast<std::uint8_t>(
+            std::clamp(settings_.powerSetPoints[static_cast<std::size_t>(i)], 30, 130));
+    emit powerSetPointsLoaded();
+
+    // 7. The engine records' initial values.
+    for (int i = 0; i < kEngines; ++i) {
+        tables_.at(i).ModeCode = 0;
+        setEngineStatusText(i, QStringLiteral("Status = 16"));
+    }
+
+    // 8. The serial link opens the enabled ports on this signal; then the polling timers run.
+    emit portsRequested();
+    timer12_->start();
+
+    startedUp_ = true;
+    emit startupFinished();
+}
+
+bool Station::logIn(const QString& password)
+{
+    // The file is read on every attempt so a password changed on disk takes effect at once.
+    std::array<QString, 2> passwords = settings_.passwords;
+    files_.readStrings(SettingsFiles::loginFileName(), passwords);
+    settings_.passwords = passwords;
+
+    // The attempt is judged while the mode reads "no valid log-in"; a failed one puts back what was.
+    const OperatingMode before = tables_.mode;
+    tables_.mode = OperatingMode::NotLoggedIn;
+    const QString typed = password.toUpper();
+
+    if (typed == passwords[0].toUpper()) {
+        tables_.mode = OperatingMode::User;
+        timer8_->stop();
+        timer9_->stop();
+        serviceCounter_ = 1;
+        serviceMarker_ = false;
+        quitAvailable_ = false;
+        functionsAvailable_ = software_.userModeOption;
+        if (software_.userModeOption)
+            modeMenuCaption_ = QStringLiteral("Start in Service Mode");
+    }
+    // A station whose two passwords are the same logs in to service mode, the later check.
+    if (typed == passwords[1].toUpper()) {
+        tables_.mode = OperatingMode::Service;
+        serviceMarker_ = software_.serviceModeOption;
+        functionsAvailable_ = software_.serviceModeOption;
+        quitAvailable_ = software_.serviceModeOption;
+        modeMenuCaption_ = QStringLiteral("Start in User Mode");
+        serviceCounter_ = 1;
+        timer8_->start();
+        timer9_->start();
+    }
+
+    if (tables_.mode == OperatingMode::NotLoggedIn) {
+        tables_.mode = before;
+        return false;
+    }
+    emit modeChanged(static_cast<int>(tables_.mode));
+    return true;
+}
+
+void Station::serviceTick()
+{
+    if (software_.serviceTimeOut >= serviceCounter_) {
+        ++serviceCounter_;
+        timer9_->start();
+        return;
+    }
+    enterUserMode();
+}
+
+void Station::enterUserMode()
+{
+    timer8_->stop();
+    timer9_->stop();
+    tables_.mode = OperatingMode::User;
+    modeMenuCaption_ = QStringLiteral("Start in Service Mode");
+    serviceCounter_ = 1;
+    serviceMarker_ = false;
+    quitAvailable_ = false;
+    functionsAvailable_ = software_.userModeOption;
+    emit statusText(QStringLiteral("Service mode timed out: back in user mode"));
+    emit modeChanged(static_cast<int>(tables_.mode));
+}
+
+void Station::serviceNotice()
+{
+    if (tables_.mode != OperatingMode::Service)
+        return;
+    const int left = software_.serviceTimeOut - serviceCounter_ + 2;
+    emit statusText(QStringLiteral("Service mode: about %1 min left").arg(left));
+}
+
+void Station::selectEngine(int engine)
+{
+    if (engine < 1 || engine > kEngines)
+        return;
+    tables_.selectedEngine = static_cast<std::int16_t>(engine);
+    selectedCaption_ = QStringLiteral("Selected LE = ") + QString::number(engine);
+    emit selectedCaptionChanged(selectedCaption_);
+}
+
+bool Station::setSoftwareSettings(const SoftwareSettings& s, bool save)
+{
+    software_ = s;
+    software_.serviceTimeOut =
+        std::clamp(software_.serviceTimeOut, SoftwareSettings::kMinTimeOut, SoftwareSettings::kMaxTimeOut);
+    const bool ok = !save || software_.save(files_);
+    if (!ok)
+        emit warning(QStringLiteral(" Warning!"),
+                     QStringLiteral("Cannot write ") + files_.pathOf(SoftwareSettings::kFileName));
+    emit softwareSettingsChanged();
+    return ok;
+}
+
+int Station::ask(const QString& caption, const QString& text, std::function<void(bool)> onAnswer)
+{
+    const int id = nextQuestion_++;
+    pending_.insert(id, std::move(onAnswer));
+    emit question(id, caption, text);
+    return id;
+}
+
+void Station::answer(int questionId, bool yes)
+{
+    const auto handler = pending_.take(questionId);
+    if (handler)
+        handler(yes);
+}
+
+void Station::requestQuit()
+{
+    ask(QString::fromLatin1(kQuitCaption), QString::fromLatin1(kQuitQuestion), [this](bool yes) {
+        if (yes)
+            quit();
+    });
+}
+
+void Station::quit()
+{
+    if (quitting_)
+        return;
+    quitting_ = true;
+    // Every timer the station or its subsystems own, the polling timers included.
+    const auto timers = findChildren<QTimer*>();
+    for (QTimer* t : timers)
+        t->stop();
+    pending_.clear();
+    emit quitting();
+    emit finished();
+}
+
+void Station::appendEvent(const QString& line)
+{
+    // A station runs all day: the oldest lines go once the list is long.
+    if (events_.size() >= kListLimit)
+        events_.removeFirst();
+    events_ << line;
+    emit eventAppended(line);
+}
+
+void Station::clearEvents()
+{
+    events_.clear();
+    emit eventsCleared();
+}
+
+void Station::appendDiscovery(const QString& line)
+{
+    if (discovery_.size() >= kListLimit)
+        discovery_.removeFirst();
+    discovery_ << line;
+    emit discoveryAppended(line);
+}
+
+void Station::clearDiscovery()
+{
+    discovery_.clear();
+    emit discoveryCleared();
+}
+
+} // namespace tarvek

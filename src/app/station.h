@@ -1,0 +1,198 @@
+#pragma once
+// The station: everything the main window shows and the subsystems share, without a widget.
+//
+// A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
+// main window observes it through its signals and calls its methods.
+#include "operation/fault_texts.h"
+#include "protocol/engine.h"
+#include "recording/clock.h"
+#include "serial/port_events.h"
+#include "settings/settings_files.h"
+#include "settings/software_settings.h"
+#include "settings/station_settings.h"
+
+#include <QHash>
+#include <QObject>
+#include <QSize>
+#include <QString>
+#include <QTimer>
+
+#include <array>
+#include <cstdint>
+#include <functional>
+
+namespace tarvek {
+
+// Timer intervals of the shell, in one place.
+namespace shell_timing {
+inline constexpr int kStartupMs = 50;            // Timer1: lets the window paint once before start-up
+inline constexpr int kServiceTickMs = 60'000;    // Timer8: one tick a minute, so the limit is in minutes
+inline constexpr int kServiceNoticeMs = 1'000;   // Timer9: the remaining service time in the status bar
+inline constexpr int kDisplayMs = 200;           // Timer12: main display refresh (and link watchdog)
+} // namespace shell_timing
+
+// Bytes the start-up gives to the alarm supervision before any alarm window opens.
+struct AlarmState {
+    std::uint8_t stopAlarmSeconds = 20; // length of the stop-alarm countdown once armed
+    std::uint8_t stopAlarmArmed = 0;
+    std::uint8_t qthAlarmActive = 0;
+    std::uint8_t lfcAlarmActive = 0;
+    std::uint8_t shtAlarmActive = 0;
+};
+
+class Station : public QObject {
+    Q_OBJECT
+public:
+    static constexpr const char* kVersion = " 1.08G";
+    static constexpr int kFormWidthTwips = 12900;
+    static constexpr int kFormHeightTwips = 10920;
+    static constexpr const char* kQuitCaption = " Warning!";
+    static constexpr const char* kQuitQuestion = "Are you sure you want to exit the program!";
+    static constexpr int kListLimit = 2000; // lines kept in List4 and List3
+
+    // loginFile empty: the station folder's Name.inc (see SettingsFiles).
+    Station(const QString& folder, const QString& loginFile, Clock& clock, QObject* parent = nullptr);
+    ~Station() override;
+
+    SettingsFiles& files() { return files_; }
+    StationSettings& settings() { return settings_; }
+    EngineTables& tables() { return tables_; }
+    const EngineTables& tables() const { return tables_; }
+    const SoftwareSettings& software() const { return software_; }
+    Clock& clock() { return clock_; }
+
+    QString version() const { return version_; }
+    QString title() const;
+    OperatingMode mode() const { return tables_.mode; }
+    // What a log-in made available: the Service menu, Quit and the service marker Picture10.
+    bool functionsMenuAvailable() const { return functionsAvailable_; }
+    bool quitAvailable() const { return quitAvailable_; }
+    bool serviceMarkerShown() const { return serviceMarker_; }
+    QString modeMenuCaption() const { return modeMenuCaption_; }
+    QString selectedCaption() const { return selectedCaption_; }
+    QString functionKeyMarker() const { return functionKey_; }
+    int serviceCounter() const { return serviceCounter_; }
+    bool loaded() const { return loaded_; }
+    bool startedUp() const { return startedUp_; }
+    // Timer12: the display refreshes on its ticks and the link watchdog counts them.
+    QTimer* displayTimer() const { return timer12_; }
+
+    const std::array<QString, kFaultTableSize>& faultTexts() const { return faultTexts_; }
+    // The table text of a code; throws std::out_of_range above 65 like the table does.
+    QString faultText(int code) const;
+    const std::array<QString, kPortEventCount>& portEventTexts() const { return portEventTexts_; }
+
+    // Per engine index 0..5: the text of the engine's status picture ("Status = 16" at start-up,
+    // "Rest 42 sec." during a rest countdown...).
+    QString engineStatusText(int index) const { return statusTexts_.at(static_cast<std::size_t>(index)); }
+    void setEngineStatusText(int index, const QString& text);
+    // Per engine LE1..LE6: the port activity indicator Label30 ("yes" / "no").
+    bool portIndicator(int engine) const { return portIndicators_.at(static_cast<std::size_t>(engine - 1)); }
+    void setPortIndicator(int engine, bool active);
+
+    // Per engine index 0..5, set by the link supervision: the engine's values are shown as "---".
+    std::array<bool, kEngines> linkLost{};
+    AlarmState alarms;
+    // The second message table: 21 texts per engine, " " each and "Arret LE" for code 0.
+    std::array<std::array<QString, kFaultCodesFilled>, kEngines> engineMessages{};
+
+    // Form load: makes the "\Img" and "\Datalogger" folders, sets "Selected LE = " and arms
+    // Timer1, whose first tick runs the start-up. Runs once.
+    void load();
+
+    // Checks a password against the log-in file; false (and nothing changed) when it matches neither.
+    bool logIn(const QString& password);
+
+    // The choice of engine on the main window, 1..6.
+    void selectEngine(int engine);
+
+    // Replaces the software settings; saves "\ParamLogStart.ini" when asked to.
+    bool setSoftwareSettings(const SoftwareSettings& s, bool save = true);
+
+    // Asks a yes/no question through question(); the answer comes back through answer().
+    int ask(const QString& caption, const QString& text, std::function<void(bool yes)> onAnswer);
+    void warn(const QString& caption, const QString& text) { emit warning(caption, text); }
+    void showStatus(const QString& text) { emit statusText(text); }
+
+    // The event list List4 and the discovery list List3 of the main window.
+    void appendEvent(const QString& line);
+    void clearEvents();
+    QStringList events() const { return events_; }
+    void appendDiscovery(const QString& line);
+    void clearDiscovery();
+    QStringList discovery() const { return discovery_; }
+
+public slots:
+    void answer(int questionId, bool yes);
+    // mnuQuit: asks first.
+    void requestQuit();
+    // QuitteProg, and a "yes" to the quit question: stops every timer and ends the program.
+    void quit();
+
+signals:
+    void warning(const QString& caption, const QString& text);
+    void question(int id, const QString& caption, const QString& text);
+    void statusText(const QString& text);
+    void titleChanged(const QString& title);
+    void formSizeRequested(int widthTwips, int heightTwips);
+    // After a successful log-in and after the service time-out: run the control initialisation.
+    void modeChanged(int mode);
+    void selectedCaptionChanged(const QString& caption);
+    void functionKeyMarkerChanged(const QString& marker);
+    void eventAppended(const QString& line);
+    void eventsCleared();
+    void discoveryAppended(const QString& line);
+    void discoveryCleared();
+    void engineStatusChanged(int index);
+    void portIndicatorChanged(int engine, bool active);
+    void softwareSettingsChanged();
+    void powerSetPointsLoaded();
+    // Start-up step 8: open the enabled COM ports and start the polling timers.
+    void portsRequested();
+    void startupFinished();
+    // Quitting: every timer of the station has stopped; windows close themselves on this.
+    void quitting();
+    // The last thing the station says; main() ends the event loop on it.
+    void finished();
+
+private:
+    void startUp();
+    void serviceTick();
+    void serviceNotice();
+    void enterUserMode();
+
+    Clock& clock_;
+    SettingsFiles files_;
+    StationSettings settings_;
+    EngineTables tables_;
+    SoftwareSettings software_;
+
+    QString version_;
+    QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");
+    QString selectedCaption_;
+    QString functionKey_;
+    bool functionsAvailable_ = false;
+    bool quitAvailable_ = false;
+    bool serviceMarker_ = false;
+    bool loaded_ = false;
+    bool startedUp_ = false;
+    bool quitting_ = false;
+    int serviceCounter_ = 1;
+
+    std::array<QString, kFaultTableSize> faultTexts_{};
+    std::array<QString, kPortEventCount> portEventTexts_{};
+    std::array<QString, kEngines> statusTexts_{};
+    std::array<bool, kEngines> portIndicators_{};
+    QStringList events_;
+    QStringList discovery_;
+
+    QTimer* timer1_;  // start-up, one shot
+    QTimer* timer8_;  // service-mode time-out
+    QTimer* timer9_;  // service time notice, one shot
+    QTimer* timer12_; // main display and link watchdog
+
+    int nextQuestion_ = 1;
+    QHash<int, std::function<void(bool)>> pending_;
+};
+
+} // namespace tarvek

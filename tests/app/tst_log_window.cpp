@@ -1,0 +1,467 @@
+#include "app/colours.h"
+#include "app/log_window.h"
+#include "app/software_settings_form.h"
+#include "app/station.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QMenu>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace tarvek;
+using tarvek::test::readBytes;
+
+namespace {
+constexpr int kWaitMs = 10'000;
+
+// A station and its main window on a temporary folder, started up.
+struct Fixture {
+    QTemporaryDir dir;
+    ManualClock clock;
+    std::unique_ptr<Station> station;
+    std::unique_ptr<LogWindow> window;
+
+    bool start()
+    {
+        station = std::make_unique<Station>(dir.path(), QString(), clock);
+        window = std::make_unique<LogWindow>(*station);
+        window->show();
+        if (!station->startedUp()) {
+            QSignalSpy done(station.get(), &Station::startupFinished);
+            if (!done.wait(kWaitMs))
+                return false;
+        }
+        return true;
+    }
+    template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
+    QAction* action(const QString& name) const { return window->action(name); }
+
+    void logIn(const QString& password)
+    {
+        auto* text1 = get<QLineEdit>("Text1");
+        text1->clear();
+        QTest::keyClicks(text1, password);
+        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
+    }
+    void setOptions(bool user, bool service)
+    {
+        SoftwareSettings s = station->software();
+        s.userModeOption = user;
+        s.serviceModeOption = service;
+        station->setSoftwareSettings(s, false);
+    }
+    // Enabled state of every control the window rules over, plus the captions a log-in touches.
+    QStringList snapshot() const
+    {
+        QStringList out;
+        for (QObject* o : window->findChildren<QObject*>()) {
+            if (o->objectName().isEmpty())
+                continue;
+            if (auto* a = qobject_cast<QAction*>(o))
+                out << o->objectName() + (a->isEnabled() ? "+" : "-") + a->text();
+            else if (auto* w = qobject_cast<QWidget*>(o))
+                out << o->objectName() + (w->isEnabled() ? "+" : "-") + (w->isVisible() ? "v" : "h");
+        }
+        out.sort();
+        return out;
+    }
+};
+
+QMessageBox* openQuestion(QWidget* window)
+{
+    QMessageBox* found = nullptr;
+    const auto look = [&] {
+        for (auto* b : window->findChildren<QMessageBox*>("MessageQuestion"))
+            if (b->isVisible())
+                found = b;
+        return found != nullptr;
+    };
+    return QTest::qWaitFor(look, kWaitMs) ? found : nullptr;
+}
+} // namespace
+
+class LogWindowTest : public QObject {
+    Q_OBJECT
+private slots:
+    void mainWindowAfterStartUp()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        QCOMPARE(f.window->objectName(), QString("Log"));
+        QVERIFY(f.window->windowTitle().endsWith(" 1.08G)"));
+        QCOMPARE(f.window->size(), QSize(860, 728));
+        QCOMPARE(f.get<QLabel>("LabelSelected")->text(), QString("Selected LE = ?"));
+        QCOMPARE(f.get<QLabel>("LabelFunctionKey")->text(), QString("F1"));
+        QVERIFY(f.get<QWidget>("LoginBox")->isVisible());
+        QVERIFY(!f.get<QLabel>("Picture10")->isVisible());
+        for (int i = 0; i < kEngines; ++i) {
+            const QString le = QString("LE%1").arg(i + 1);
+            QCOMPARE(f.get<QLabel>(QString("Label30_%1").arg(i))->text(), QString("no"));
+            QCOMPARE(f.get<QLabel>(le + "Phase")->text(), QString("---"));
+            QCOMPARE(f.get<QLabel>(le + "Mat")->text(), QString("---"));
+            QCOMPARE(f.get<QLabel>(le + "Fault")->text(), QString("---"));
+            QCOMPARE(f.get<QLabel>(le + "Power")->text(), QString("500 We"));
+            QCOMPARE(f.get<QLabel>(le + "Port")->text(), QString("COM0 - off"));
+            QCOMPARE(f.get<QLabel>(le + "Status")->text(), QString("Status = 16"));
+            QCOMPARE(colours::background(f.get<QLabel>(le + "Status")), colours::idle());
+            auto* button = f.get<QPushButton>(QString("ComOperStartLE%1").arg(i + 1));
+            QCOMPARE(button->text(), QString("START LE-%1").arg(i + 1));
+            QVERIFY(!button->isEnabled());
+        }
+        for (const char* name : {"List4", "List3", "ComOperStartRS232", "ActiveDesactiveRS232",
+                                 "CommHalOperator", "StartAllLE", "StopAllLE", "SelectedEngine", "Label9",
+                                 "QuitteProg"})
+            QVERIFY2(f.get<QWidget>(name), name);
+    }
+
+    void menuHasEveryEntry_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("caption");
+        const std::pair<const char*, const char*> rows[] = {
+            {"mnuStartperatorMode", "Start in Mode (Password)"},
+            {"mnuStartServMode", "Start in SERVICE Mode"},
+            {"mnuQuit", "Quit"},
+            {"mnuParameterVB", "Software Settings"},
+            {"mnuAlarm", "Alarms"},
+            {"mnuAlarmHalogen", "QTH-Lamps"},
+            {"mnuAlarmPlateau", "SHT (FADEC and PC)"},
+            {"mnuAlarmLFC", "LFC"},
+            {"mnuStopAlarm", "Stop Alarm"},
+            {"mnuAD", "Unselect All"},
+            {"mnuParameters", "FADEC Parameters"},
+            {"mnuVdesParam", "Read LE Settings"},
+            {"mnuTestMateriel", "Hardward Tests"},
+            {"mnuCoeff", "LE Data"},
+            {"mnuArdwUptime", "Hardware Uptime"},
+            {"mnuEspion", "Debugger Stamp"},
+            {"mnuRegulateActive", "Freeze"},
+            {"mnuIOListData", "Read FADEC I/O"},
+            {"mnuCreateDataLogger", "Create Datalogger"},
+            {"mnuOffDataLogger", "OFF Datalogger"},
+            {"mnuCodeError", "FADEC Error Codes"},
+            {"mnuhisto", "Activity Logging"},
+            {"mnuHalogen", "QTH Alarm Control"},
+            {"mnuSHTFenetre", "SHT Alarm Control (PC)"},
+            {"mnuLfcControlAlarm", "LFC Alarm Control "},
+            {"mnuFonctions", "Functions"},
+            {"mnu50", "50    ms/pixel Time"},
+            {"mnu100", "100  ms/pixel Time"},
+            {"mnu200", "200  ms/pixel Time"},
+            {"mnu400", "400  ms/pixel Time"},
+            {"mnu800", "800  ms/pixel Time"},
+            {"mnuScroll", "Scroll"},
+            {"mnuAutoSaveScreen", "Auto-Save (Out of screen)"},
+            {"mnuClearScreen", "Clear Screen"},
+            {"mnuEraseListe4", "Erase (List error)"},
+            {"mnuRFStamptoPC", "Read Fadec IO - Stamp to PC"},
+            {"mnuRFPCtoStamp", "Read Fadec IO - PC to Stamp"},
+            {"mnuFunctions", "Service"},
+        };
+        for (const auto& [name, caption] : rows)
+            QTest::newRow(name) << QString(name) << QString(caption);
+    }
+    void menuHasEveryEntry()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, caption);
+        Fixture f;
+        QVERIFY(f.start());
+        QAction* a = f.action(name);
+        QVERIFY(a);
+        QCOMPARE(a->text(), caption);
+    }
+
+    void logInThroughTheWindow_data()
+    {
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<bool>("userOption");
+        QTest::addColumn<bool>("serviceOption");
+        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QString>("caption");
+        QTest::addColumn<bool>("functions");
+        QTest::addColumn<bool>("quit");
+        QTest::addColumn<bool>("settings");
+        QTest::newRow("user, any case") << "HarVESTs" << true << true << "User mode" << "Start in Service Mode" << true << false << false;
+        QTest::newRow("user, option clear") << "harvests" << false << true << "User mode" << "Start in Mode (Password)" << false << false << false;
+        QTest::newRow("service, any case") << "DOLphin" << false << true << "Service mode" << "Start in User Mode" << true << true << true;
+        QTest::newRow("service, option clear") << "dolphin" << true << false << "Service mode" << "Start in User Mode" << false << false << true;
+    }
+    void logInThroughTheWindow()
+    {
+        QFETCH(QString, password);
+        QFETCH(bool, userOption);
+        QFETCH(bool, serviceOption);
+        QFETCH(QString, mode);
+        QFETCH(QString, caption);
+        QFETCH(bool, functions);
+        QFETCH(bool, quit);
+        QFETCH(bool, settings);
+        Fixture f;
+        QVERIFY(f.start());
+        f.setOptions(userOption, serviceOption);
+        for (const char* name : {"mnuParameters", "mnuTestMateriel", "mnuVdesParam"})
+            f.window->setWired(name);
+        f.logIn(password);
+        QCOMPARE(f.get<QLabel>("LabelMode")->text(), mode);
+        QCOMPARE(f.action("mnuStartperatorMode")->text(), caption);
+        QCOMPARE(f.action("mnuFunctions")->isEnabled(), functions);
+        QCOMPARE(f.action("mnuQuit")->isEnabled(), quit);
+        QCOMPARE(f.action("mnuParameterVB")->isEnabled(), settings);
+        QCOMPARE(f.get<QWidget>("QuitteProg")->isEnabled(), settings);
+        const bool service = mode == "Service mode";
+        // Parameter writes and hardware tests stay with service mode whatever the option boxes say.
+        QCOMPARE(f.action("mnuParameters")->isEnabled(), service && functions);
+        QCOMPARE(f.action("mnuTestMateriel")->isEnabled(), service && functions);
+        QCOMPARE(f.action("mnuVdesParam")->isEnabled(), functions);
+        QVERIFY(!f.get<QWidget>("LoginBox")->isVisible());
+        auto* picture10 = f.get<QLabel>("Picture10");
+        QCOMPARE(picture10->isVisible(), service && serviceOption);
+        if (service && serviceOption)
+            QCOMPARE(picture10->geometry(), QRect(1040, 16, 33, 33));
+        QVERIFY(f.action("mnuEraseListe4")->isEnabled());
+    }
+
+    void wrongPasswordChangesNothing_data()
+    {
+        QTest::addColumn<QString>("first");
+        QTest::newRow("not logged in") << QString();
+        QTest::newRow("user mode") << "harvests";
+        QTest::newRow("service mode") << "dolphin";
+    }
+    void wrongPasswordChangesNothing()
+    {
+        QFETCH(QString, first);
+        Fixture f;
+        QVERIFY(f.start());
+        f.setOptions(true, true);
+        if (!first.isEmpty())
+            f.logIn(first);
+        f.window->showLogIn(false);
+        const QStringList before = f.snapshot();
+        const OperatingMode mode = f.station->mode();
+        QSignalSpy warned(f.station.get(), &Station::warning);
+        f.logIn("harvest");
+        QCOMPARE(f.snapshot(), before);
+        QCOMPARE(f.station->mode(), mode);
+        QCOMPARE(warned.count(), 0);
+        QVERIFY(f.window->findChildren<QMessageBox*>().isEmpty());
+    }
+
+    void controlsFollowTheMode_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("notLoggedIn");
+        QTest::addColumn<bool>("user");
+        QTest::addColumn<bool>("service");
+        QTest::newRow("ComOperStartLE3") << "ComOperStartLE3" << false << true << true;
+        QTest::newRow("CommHalOperator") << "CommHalOperator" << false << true << true;
+        QTest::newRow("mnuhisto") << "mnuhisto" << false << true << true;
+        QTest::newRow("mnuParameters") << "mnuParameters" << false << false << true;
+        QTest::newRow("mnuTestMateriel") << "mnuTestMateriel" << false << false << true;
+        QTest::newRow("mnuVdesParam") << "mnuVdesParam" << false << true << true;
+        QTest::newRow("SelectedEngine") << "SelectedEngine" << true << true << true;
+    }
+    void controlsFollowTheMode()
+    {
+        QFETCH(QString, name);
+        QFETCH(bool, notLoggedIn);
+        QFETCH(bool, user);
+        QFETCH(bool, service);
+        Fixture f;
+        QVERIFY(f.start());
+        f.setOptions(true, true);
+        const auto enabled = [&] {
+            QObject* c = f.window->control(name);
+            if (auto* a = qobject_cast<QAction*>(c))
+                return a->isEnabled();
+            return qobject_cast<QWidget*>(c)->isEnabled();
+        };
+        // Until the part that gives it its behaviour wires it, a control stays disabled.
+        if (!f.window->isWired(name)) {
+            f.logIn("dolphin");
+            QVERIFY(!enabled());
+            f.station->quit();
+            Fixture g;
+            QVERIFY(g.start());
+            g.setOptions(true, true);
+            g.window->setWired(name);
+            f.station.reset();
+            f.window.reset();
+            f.station = std::move(g.station);
+            f.window = std::move(g.window);
+        }
+        QCOMPARE(enabled(), notLoggedIn);
+        f.logIn("harvests");
+        QCOMPARE(enabled(), user);
+        f.window->showLogIn(true);
+        f.logIn("dolphin");
+        QCOMPARE(enabled(), service);
+    }
+
+    void displayShowsTheRecord()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        LightEngineRecord& r = f.station->tables().at(2);
+        r.everReported = true;
+        r.Phase = 5;
+        r.FaultCode = 9;
+        r.reported[pos::Mat] = 41;
+        r.reported[pos::Sht] = 37;
+        r.reported[pos::Sbv] = 3;
+        r.reported[pos::TachoM] = 55;
+        r.PowerSetPoint = 90;
+        f.station->setPortIndicator(3, true);
+        QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("41"), kWaitMs);
+        QCOMPARE(f.get<QLabel>("LE3Sht")->text(), QString("37"));
+        QCOMPARE(f.get<QLabel>("LE3Sbv")->text(), QString("12.00 V")); // coefficient row: x4, 2 decimals
+        QCOMPARE(f.get<QLabel>("LE3Motor")->text(), QString("55"));
+        QCOMPARE(f.get<QLabel>("LE3Phase")->text(), QString("5"));
+        QCOMPARE(f.get<QLabel>("LE3Power")->text(), QString("900 We"));
+        QCOMPARE(f.get<QLabel>("LE3Fault")->text(), QString("Motor M - speed > 4,000 RPM "));
+        QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("yes"));
+        QCOMPARE(colours::background(f.get<QLabel>("Label30_2")), colours::started());
+        QVERIFY(colours::background(f.get<QLabel>("LE3Status")) != colours::idle());
+        QCOMPARE(f.get<QLabel>("LE2Mat")->text(), QString("---"));
+
+        // Freeze keeps what is shown; a lost link shows "---" again once the display is live.
+        f.action("mnuRegulateActive")->setChecked(true);
+        f.station->linkLost[2] = true;
+        f.window->refreshDisplay();
+        QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
+        f.action("mnuRegulateActive")->setChecked(false);
+        QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("---"), kWaitMs);
+        QCOMPARE(colours::background(f.get<QLabel>("LE3Status")), colours::idle());
+        f.station->setPortIndicator(3, false);
+        QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("no"));
+    }
+
+    void listsAndEngineChoice()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        f.station->appendEvent("one");
+        f.station->appendEvent("two");
+        f.station->appendDiscovery("   LE-1   000   COM(i) = 1  <---  ? ");
+        QCOMPARE(f.get<QListWidget>("List4")->count(), 2);
+        QCOMPARE(f.get<QListWidget>("List3")->item(0)->text(), QString("   LE-1   000   COM(i) = 1  <---  ? "));
+        f.logIn("harvests");
+        f.action("mnuEraseListe4")->trigger();
+        QCOMPARE(f.get<QListWidget>("List4")->count(), 0);
+        QCOMPARE(f.get<QListWidget>("List3")->count(), 1);
+
+        auto* choice = f.get<QComboBox>("SelectedEngine");
+        choice->setCurrentIndex(4);
+        emit choice->activated(4);
+        QCOMPARE(int(f.station->tables().selectedEngine), 4);
+        QCOMPARE(f.get<QLabel>("LabelSelected")->text(), QString("Selected LE = 4"));
+    }
+
+    void quitAsksAndNoKeepsItRunning()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        f.logIn("dolphin");
+        QVERIFY(f.action("mnuQuit")->isEnabled());
+        SoftwareSettingsForm* form = f.window->openSoftwareSettings();
+        QVERIFY(form->isVisible());
+        QSignalSpy finished(f.station.get(), &Station::finished);
+
+        f.action("mnuQuit")->trigger();
+        QMessageBox* box = openQuestion(f.window.get());
+        QVERIFY(box);
+        QCOMPARE(box->windowTitle(), QString(" Warning!"));
+        QCOMPARE(box->text(), QString("Are you sure you want to exit the program!"));
+        QCOMPARE(box->icon(), QMessageBox::NoIcon);
+        QVERIFY(box->button(QMessageBox::Yes) && box->button(QMessageBox::No));
+        QVERIFY(!QApplication::activeModalWidget() || QApplication::activeModalWidget() == box);
+        QTest::mouseClick(box->button(QMessageBox::No), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(f.window->findChildren<QMessageBox*>().isEmpty(), kWaitMs);
+        QCOMPARE(finished.count(), 0);
+        QVERIFY(f.window->isVisible());
+        QVERIFY(form->isVisible());
+        QVERIFY(f.station->displayTimer()->isActive());
+
+        // The close button asks the same question.
+        f.window->close();
+        QVERIFY(f.window->isVisible());
+        box = openQuestion(f.window.get());
+        QVERIFY(box);
+        QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, kWaitMs);
+        QVERIFY(!f.window->isVisible());
+        QVERIFY(!form->isVisible());
+        for (QTimer* t : f.station->findChildren<QTimer*>())
+            QVERIFY2(!t->isActive(), qPrintable(t->objectName()));
+    }
+
+    void quitteProgEndsWithoutAsking()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        auto* quitte = f.get<QPushButton>("QuitteProg");
+        QVERIFY(!quitte->isEnabled());
+        f.logIn("dolphin");
+        QSignalSpy asked(f.station.get(), &Station::question);
+        QSignalSpy finished(f.station.get(), &Station::finished);
+        QTest::mouseClick(quitte, Qt::LeftButton);
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(asked.count(), 0);
+        QVERIFY(!f.window->isVisible());
+    }
+
+    void softwareSettingsFormSavesAndIsReadBack()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        f.logIn("dolphin");
+        f.action("mnuParameterVB")->trigger();
+        auto* form = f.window->findChild<SoftwareSettingsForm*>("ParamLogicielVB");
+        QVERIFY(form && form->isVisible());
+        QCOMPARE(form->windowTitle(), QString(" Software Settings"));
+        form->findChild<QCheckBox*>("CheckGroup_1")->setChecked(false);
+        form->findChild<QCheckBox*>("CheckCurve_5")->setChecked(false);
+        form->findChild<QCheckBox*>("OptionUser")->setChecked(true);
+        form->findChild<QCheckBox*>("CheckCoefficients")->setChecked(false);
+        form->findChild<QSpinBox*>("TextTimeOut")->setValue(7);
+        QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        QVERIFY(!form->isVisible());
+        QVERIFY(!f.station->software().groupCommands[1]);
+        QVERIFY(f.station->software().userModeOption);
+        QCOMPARE(f.station->software().serviceTimeOut, 7);
+        QCOMPARE(readBytes(f.station->files().pathOf("\\CocheSelect.ini")), QByteArray("0\r\n"));
+
+        // A new station on the same folder starts with what was saved.
+        const QString folder = f.dir.path();
+        f.window.reset();
+        f.station.reset();
+        ManualClock clock;
+        Station again(folder, {}, clock);
+        again.load();
+        QSignalSpy done(&again, &Station::startupFinished);
+        QVERIFY(done.wait(kWaitMs));
+        QVERIFY(!again.software().groupCommands[1]);
+        QVERIFY(!again.software().curveVisible[5]);
+        QVERIFY(again.software().curveVisible[4]);
+        QCOMPARE(again.software().serviceTimeOut, 7);
+        QCOMPARE(again.settings().displayWithCoefficients, 0);
+    }
+};
+
+TARVEK_TEST(LogWindowTest)
+#include "tst_log_window.moc"
