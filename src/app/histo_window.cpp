@@ -67,12 +67,9 @@ HistoWindow::HistoWindow(History& history, QuestionRouter& router, QWidget* pare
     });
 }
 
-HistoWindow::~HistoWindow()
-{
-    // The routes lapse with this window anyway; removing them keeps the router's table clean.
-    router_.removeHandler(questions::kDeleteHistory);
-    router_.removeHandler(questions::kPrintHistory);
-}
+// The delete and print routes lapse with the window (they are bound to it), and only if no later
+// window took them over.
+HistoWindow::~HistoWindow() = default;
 
 QAction* HistoWindow::addEntry(const QString& name, const QString& caption)
 {

@@ -31,7 +31,8 @@ class HistoWindow : public QMainWindow {
 public:
     static constexpr int kFillDelayMs = 10; // Timer1: lets the window paint before the list fills
 
-    // Registers the delete and print questions with the router for as long as the window lives.
+    // Registers the delete and print questions with the router for as long as the window lives
+    // (a later window replaces the registration).
     HistoWindow(History& history, QuestionRouter& router, QWidget* parent = nullptr);
     ~HistoWindow() override;
 

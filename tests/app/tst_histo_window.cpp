@@ -245,6 +245,11 @@ private slots:
         Fixture f(journal(1));
         QVERIFY(f.router.hasHandler(questions::kDeleteHistory));
         QVERIFY(f.router.hasHandler(questions::kPrintHistory));
+        // A second window takes the questions over; closing the first one does not take them away.
+        auto second = std::make_unique<HistoWindow>(f.history, f.router);
+        f.window.reset();
+        QVERIFY(f.router.hasHandler(questions::kDeleteHistory));
+        f.window = std::move(second);
         f.window.reset();
         QVERIFY(!f.router.hasHandler(questions::kDeleteHistory));
         QVERIFY(!f.router.hasHandler(questions::kPrintHistory));
