@@ -1,0 +1,435 @@
+// The simulator over real links: a pseudo-terminal opened by a QSerialPort as the station opens
+// its ports, a TCP socket, and the fadec-sim program itself.
+#include "protocol/codec.h"
+#include "sim/pty_transport.h"
+#include "sim/simulated_engine.h"
+#include "sim/simulator.h"
+#include "sim/tcp_transport.h"
+#include "test_registry.h"
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QProcess>
+#include <QSerialPort>
+#include <QSignalSpy>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <numeric>
+
+using namespace tarvek;
+using namespace tarvek::sim;
+
+namespace {
+constexpr int kWait = 10000; // generous: the machine may be busy
+
+// The station's end of one link: gathers 160 characters, decodes them with the station's codec
+// and answers with the frame its sender composes.
+class StationEnd {
+public:
+    explicit StationEnd(QIODevice* device) : device_(device)
+    {
+        clock_.start();
+        QObject::connect(device_, &QIODevice::readyRead, device_, [this] { read(); });
+    }
+
+    EngineTables tables;
+    bool answer = true;
+    int replies = 0;
+    std::vector<qint64> firstByteNs, lastByteNs;
+    std::vector<QByteArray> sent;
+
+    LightEngineRecord& record() { return tables.at(0); }
+
+private:
+    void read()
+    {
+        const qint64 now = clock_.nsecsElapsed();
+        const QByteArray bytes = device_->readAll();
+        if (bytes.isEmpty())
+            return;
+        if (buffer_.isEmpty())
+            firstByteNs.push_back(now);
+        buffer_ += bytes;
+        while (buffer_.size() >= kReplyLength) {
+            const QByteArray reply = buffer_.left(kReplyLength);
+            buffer_.remove(0, kReplyLength);
+            lastByteNs.push_back(now);
+            ++replies;
+            decodeReply(tables, 0, std::string_view(reply.constData(), std::size_t(reply.size())));
+            if (!answer)
+                continue;
+            const SendOutcome out = composeFrame(tables, 0, true);
+            if (out.blocked)
+                continue;
+            sent.emplace_back(out.bytes.data(), qsizetype(out.bytes.size()));
+            device_->write(sent.back());
+        }
+    }
+
+    QIODevice* device_;
+    QByteArray buffer_;
+    QElapsedTimer clock_;
+};
+
+std::unique_ptr<QSerialPort> openPort(const QString& path)
+{
+    auto port = std::make_unique<QSerialPort>();
+    port->setPortName(path);
+    if (!port->open(QIODevice::ReadWrite))
+        return nullptr;
+    port->setBaudRate(QSerialPort::Baud19200);
+    port->setDataBits(QSerialPort::Data8);
+    port->setParity(QSerialPort::NoParity);
+    port->setStopBits(QSerialPort::OneStop);
+    port->setFlowControl(QSerialPort::SoftwareControl);
+    return port;
+}
+
+struct PtyEngine {
+    QTemporaryDir dir;
+    QString link;
+    std::unique_ptr<SimulatedEngine> engine;
+
+    explicit PtyEngine(bool paced)
+    {
+        link = dir.filePath(QStringLiteral("COM1"));
+        engine = std::make_unique<SimulatedEngine>(1, std::make_unique<PtyTransport>(link), 11);
+        engine->setPaced(paced);
+        Registers r = defaultRegisters();
+        r[18] = r[19] = r[20] = 2; // a quick start: 0.6 s, then the warm-up
+        engine->model().setRegisters(r);
+    }
+};
+
+QString programPath()
+{
+    return QStringLiteral(TARVEK_BINARY_DIR "/src/sim/program/fadec-sim");
+}
+} // namespace
+
+class SimLinkTest : public QObject {
+    Q_OBJECT
+private slots:
+    void replyIsAnsweredOverAPseudoTerminal()
+    {
+        PtyEngine e(false);
+        QVERIFY(e.engine->start());
+        QVERIFY(QFileInfo(e.link).isSymLink());
+        auto port = openPort(e.link);
+        QVERIFY(port);
+        StationEnd station(port.get());
+        QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
+        QTRY_VERIFY_WITH_TIMEOUT(applied.size() >= 3, kWait);
+        QVERIFY(station.record().ReplySeen == kSyncValue);
+        const QByteArray last = applied.last().first().toByteArray();
+        QVERIFY(std::find(station.sent.begin(), station.sent.end(), last) != station.sent.end());
+        QCOMPARE(e.engine->discardedBytes(), 0);
+    }
+
+    void engineStartsAndStopsThroughThePort()
+    {
+        PtyEngine e(false);
+        QVERIFY(e.engine->start());
+        auto port = openPort(e.link);
+        QVERIFY(port);
+        StationEnd station(port.get());
+        QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 1, kWait);
+        station.record().RunCommand = 1;
+        station.record().PowerSetPoint = 80;
+        QTRY_COMPARE_WITH_TIMEOUT(station.record().Phase, 5, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(station.record().reported[pos::Power], 80, kWait);
+        station.record().RunCommand = 2;
+        QTRY_COMPARE_WITH_TIMEOUT(station.record().Phase, 6, kWait);
+        QTRY_COMPARE_WITH_TIMEOUT(station.record().Phase, 0, 20000);
+        QCOMPARE(station.record().FaultCode, 0);
+    }
+
+    void outputIsPacedAtTheLineRate()
+    {
+        PtyEngine e(true);
+        QVERIFY(e.engine->start());
+        auto port = openPort(e.link);
+        QVERIFY(port);
+        StationEnd station(port.get());
+        const int skip = 2; // the first replies may have waited in the line before the port opened
+        const int measured = 10;
+        // A real event loop while measuring: QTRY polls with sleeps that would delay the pacer.
+        QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
+        while (station.replies < skip + measured)
+            QVERIFY(applied.wait(kWait));
+        std::vector<double> ms;
+        for (int i = skip; i < skip + measured; ++i)
+            ms.push_back(double(station.lastByteNs[std::size_t(i)] - station.firstByteNs[std::size_t(i)]) / 1e6);
+        // First to last byte spans 159 character times; scale to the 160 of a reply.
+        const double mean = std::accumulate(ms.begin(), ms.end(), 0.0) / double(ms.size()) * 160.0 / 159.0;
+        const double expected = 160.0 * kBitsPerCharacter * 1000.0 / kLineBaud; // 83.3 ms
+        qInfo("paced reply: %.2f ms for 160 characters (line rate %.2f ms)", mean, expected);
+        QVERIFY2(std::abs(mean - expected) <= expected * 0.05, qPrintable(QString::number(mean)));
+    }
+
+    void unansweredStatusIsRepeated()
+    {
+        PtyEngine e(false);
+        e.engine->setFrameTimeoutMs(200);
+        QVERIFY(e.engine->start());
+        auto port = openPort(e.link);
+        QVERIFY(port);
+        StationEnd station(port.get());
+        station.answer = false;
+        QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 3, kWait);
+        QVERIFY(e.engine->timeouts() >= 2);
+        QCOMPARE(e.engine->model().counts().frames, 0);
+    }
+
+    void noiseBeforeAFrameIsSkipped()
+    {
+        PtyEngine e(false);
+        QVERIFY(e.engine->start());
+        auto port = openPort(e.link);
+        QVERIFY(port);
+        StationEnd station(port.get());
+        station.answer = false;
+        QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 1, kWait);
+        QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
+        station.record().RunCommand = 1;
+        const SendOutcome out = composeFrame(station.tables, 0, true);
+        const QByteArray frame(out.bytes.data(), qsizetype(out.bytes.size()));
+        const QByteArray noise("\x13" "ab\r\nzz\xff", 8);
+        port->write(noise + frame);
+        QVERIFY(applied.wait(kWait));
+        QCOMPARE(applied.first().first().toByteArray(), frame);
+        QCOMPARE(e.engine->discardedBytes(), int(noise.size()));
+        QCOMPARE(e.engine->model().phase(), 1);
+    }
+
+    void portVanishesAndComesBack()
+    {
+        PtyEngine e(false);
+        QVERIFY(e.engine->start());
+        auto port = openPort(e.link);
+        QVERIFY(port);
+        {
+            StationEnd station(port.get());
+            QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 1, kWait);
+            QSignalSpy errors(port.get(), &QSerialPort::errorOccurred);
+            e.engine->vanish(1000);
+            QVERIFY(!QFileInfo::exists(e.link));
+            QVERIFY(!QFileInfo(e.link).isSymLink());
+            // A pty whose master is gone reads as end of file: Qt reports a read error (a USB
+            // adapter pulled out reports a resource error); either way the port is dead.
+            QTRY_VERIFY_WITH_TIMEOUT(!errors.isEmpty(), kWait);
+            const auto code = errors.first().first().value<QSerialPort::SerialPortError>();
+            QVERIFY2(code == QSerialPort::ReadError || code == QSerialPort::ResourceError,
+                     qPrintable(port->errorString()));
+            port->close();
+        }
+        port.reset();
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(e.link), kWait);
+        auto again = openPort(e.link);
+        QVERIFY(again);
+        StationEnd station(again.get());
+        QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 2, kWait);
+        QCOMPARE(station.record().ReplySeen, kSyncValue);
+    }
+
+    void linkIsRemovedWhenTheEngineGoes()
+    {
+        QString link;
+        {
+            PtyEngine e(false);
+            link = e.link;
+            QVERIFY(e.engine->start());
+            QVERIFY(QFileInfo(link).isSymLink());
+        }
+        QVERIFY(!QFileInfo(link).isSymLink());
+    }
+
+    void tcpCarriesTheSameExchange()
+    {
+        auto transport = std::make_unique<TcpTransport>(0, QHostAddress::LocalHost);
+        TcpTransport* tcp = transport.get();
+        SimulatedEngine engine(1, std::move(transport), 5);
+        engine.setPaced(false);
+        QVERIFY(engine.start());
+        QVERIFY(tcp->port() != 0);
+        QTcpSocket socket;
+        StationEnd station(&socket);
+        QSignalSpy applied(&engine, &SimulatedEngine::frameApplied);
+        socket.connectToHost(QHostAddress::LocalHost, tcp->port());
+        QTRY_VERIFY_WITH_TIMEOUT(applied.size() >= 2, kWait);
+        QCOMPARE(station.record().ReplySeen, kSyncValue);
+    }
+
+    void commandsAreAnswered_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("fault") << "fault 1 7" << "LE1: fault code 7";
+        QTest::newRow("fault out of range") << "fault 1 21" << "error:";
+        QTest::newRow("no such engine") << "fault 3 1" << "error:";
+        QTest::newRow("engine not a number") << "garbage x" << "error:";
+        QTest::newRow("silence") << "silence 2 on" << "LE2: silence on";
+        QTest::newRow("silence, no state") << "silence 2" << "error:";
+        QTest::newRow("silence, bad state") << "silence 2 maybe" << "error:";
+        QTest::newRow("keep running") << "keep-running 1 on" << "LE1: keep-running on";
+        QTest::newRow("type") << "type 2 2" << "LE2: reply type 2";
+        QTest::newRow("drop anywhere") << "drop-byte 1" << "LE1: a byte";
+        QTest::newRow("drop at") << "drop-byte 1 12" << "LE1: byte 12";
+        QTest::newRow("drop past the end") << "drop-byte 1 160" << "error:";
+        QTest::newRow("nosync") << "nosync 2" << "LE2: next reply without";
+        QTest::newRow("garbage") << "  garbage   1 " << "LE1: next reply is garbage";
+        QTest::newRow("vanish, no time") << "vanish 1" << "error:";
+        QTest::newRow("registers") << "registers 1" << "LE1: 0 0 0 0 0 0 0 0 16 ";
+        QTest::newRow("state of one") << "state 2" << "LE2 phase 0 fault 0";
+        QTest::newRow("unknown") << "start 1" << "error: unknown command";
+        QTest::newRow("blank") << "   " << "";
+    }
+    void commandsAreAnswered()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, answer);
+        QTemporaryDir dir;
+        SimulatorOptions options;
+        options.engines = 2;
+        options.directory = dir.path();
+        Simulator simulator(options);
+        const QString got = simulator.execute(line);
+        if (answer.isEmpty())
+            QVERIFY2(got.isEmpty(), qPrintable(got));
+        else
+            QVERIFY2(got.startsWith(answer), qPrintable(got));
+    }
+
+    void commandsReachTheEngines()
+    {
+        QTemporaryDir dir;
+        SimulatorOptions options;
+        options.engines = 3;
+        options.directory = dir.path();
+        options.paced = false;
+        Simulator simulator(options);
+        QVERIFY(simulator.start());
+        QCOMPARE(simulator.locations().size(), 3);
+        simulator.execute("fault 2 13");
+        simulator.execute("silence 3 on");
+        simulator.execute("keep-running 1 on");
+        simulator.execute("type 1 2");
+        QCOMPARE(simulator.engine(2)->model().faultCode(), 13);
+        QVERIFY(simulator.engine(3)->model().silent());
+        QVERIFY(simulator.engine(1)->model().keepsRunning());
+        QCOMPARE(simulator.engine(1)->model().replyType(), 2);
+        QCOMPARE(simulator.execute("state").count('\n'), 2);
+
+        QSignalSpy quit(&simulator, &Simulator::quitRequested);
+        simulator.execute("quit");
+        QCOMPARE(quit.size(), 1);
+
+        simulator.execute("vanish 2 0.3");
+        QVERIFY(!QFileInfo::exists(dir.filePath("COM2")));
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(dir.filePath("COM2")), kWait);
+    }
+
+    void scriptsRunOnTime()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath("steps.txt");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("# warm-up\n0 fault 1 5\n\n0.2 silence 2 on\n");
+        file.close();
+        SimulatorOptions options;
+        options.engines = 2;
+        options.directory = dir.path();
+        Simulator simulator(options);
+        QString error;
+        QVERIFY2(simulator.runScript(path, &error), qPrintable(error));
+        QTRY_COMPARE_WITH_TIMEOUT(simulator.engine(1)->model().injectedFault(), 5, kWait);
+        QTRY_VERIFY_WITH_TIMEOUT(simulator.engine(2)->model().silent(), kWait);
+    }
+
+    void badScriptsAreRefused_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("where");
+        QTest::newRow("no time") << QByteArray("fault 1 5\n") << ":1:";
+        QTest::newRow("no command") << QByteArray("0 fault 1 5\n2.5\n") << ":2:";
+        QTest::newRow("unknown command") << QByteArray("\n\n1 explode 1\n") << ":3:";
+        QTest::newRow("negative time") << QByteArray("-1 fault 1 5\n") << ":1:";
+    }
+    void badScriptsAreRefused()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, where);
+        QTemporaryDir dir;
+        const QString path = dir.filePath("steps.txt");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        file.close();
+        SimulatorOptions options;
+        options.engines = 1;
+        options.directory = dir.path();
+        Simulator simulator(options);
+        QString error;
+        QVERIFY(!simulator.runScript(path, &error));
+        QVERIFY2(error.contains(where), qPrintable(error));
+    }
+
+    void programServesAndCleansUp()
+    {
+        if (!QFileInfo::exists(programPath()))
+            QSKIP("fadec-sim is not built");
+        QTemporaryDir dir;
+        QProcess sim;
+        sim.start(programPath(), {"--engines", "2", "--dir", dir.path(), "--unpaced"});
+        QVERIFY(sim.waitForStarted(kWait));
+        sim.write("fault 2 4\nstate 2\nquit\n");
+        QVERIFY(sim.waitForFinished(kWait));
+        QCOMPARE(sim.exitCode(), 0);
+        const QString out = QString::fromLocal8Bit(sim.readAllStandardOutput());
+        QVERIFY2(out.contains("LE1 on " + dir.filePath("COM1") + " -> /dev/pts/"), qPrintable(out));
+        QVERIFY2(out.contains("LE2 phase 0 fault 4"), qPrintable(out));
+        QVERIFY(!QFileInfo(dir.filePath("COM1")).isSymLink());
+        QVERIFY(!QFileInfo(dir.filePath("COM2")).isSymLink());
+    }
+
+    void programOutlivesItsInputAndEndsOnASignal()
+    {
+        if (!QFileInfo::exists(programPath()))
+            QSKIP("fadec-sim is not built");
+        QTemporaryDir dir;
+        QProcess sim;
+        sim.start(programPath(), {"--engines", "1", "--dir", dir.path(), "--quiet"});
+        QVERIFY(sim.waitForStarted(kWait));
+        sim.closeWriteChannel();
+        QByteArray out;
+        QTRY_VERIFY_WITH_TIMEOUT((out += sim.readAllStandardOutput()).contains("LE1 on "), kWait);
+        auto port = openPort(dir.filePath("COM1"));
+        QVERIFY(port);
+        StationEnd station(port.get());
+        QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 2, kWait); // still serving after end of input
+        sim.terminate();
+        QVERIFY(sim.waitForFinished(kWait));
+        QCOMPARE(sim.exitStatus(), QProcess::NormalExit);
+        QVERIFY(!QFileInfo(dir.filePath("COM1")).isSymLink());
+    }
+
+    void helpDocumentsEveryOption()
+    {
+        if (!QFileInfo::exists(programPath()))
+            QSKIP("fadec-sim is not built");
+        QProcess sim;
+        sim.start(programPath(), {"--help"});
+        QVERIFY(sim.waitForFinished(kWait));
+        const QString out = QString::fromLocal8Bit(sim.readAllStandardOutput());
+        for (const char* word : {"--engines", "--dir", "--unpaced", "--tcp", "--script", "--quiet",
+                                 "fault N CODE", "vanish N SECONDS", "keep-running N on|off"})
+            QVERIFY2(out.contains(QLatin1String(word)), word);
+    }
+};
+
+TARVEK_TEST(SimLinkTest)
+#include "tst_sim_link.moc"
