@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QFrame>
 #include <QGridLayout>
+#include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
@@ -477,8 +478,15 @@ void LogWindow::buildCentral()
     list3_ = new QListWidget;
     list3_->setObjectName(QStringLiteral("List3"));
     list3_->setToolTip(QStringLiteral("Port discovery"));
-    lists->addWidget(list4_);
-    lists->addWidget(list3_);
+    const auto titled = [](const QString& title, QWidget* list) {
+        auto* box = new QGroupBox(title);
+        auto* l = new QVBoxLayout(box);
+        l->setContentsMargins(4, 2, 4, 4);
+        l->addWidget(list);
+        return box;
+    };
+    lists->addWidget(titled(QStringLiteral("Events and faults"), list4_));
+    lists->addWidget(titled(QStringLiteral("Port discovery"), list3_));
     lists->setStretchFactor(0, 3);
     lists->setStretchFactor(1, 2);
     lists->setMinimumHeight(5 * fontMetrics().height());

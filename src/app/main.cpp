@@ -33,6 +33,16 @@ bool saveShot(QWidget* w, const QString& file)
 
 int main(int argc, char** argv)
 {
+    // Pictures and help need no screen: without a display they are made off screen.
+    const bool headless = qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (headless && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+        for (int i = 1; i < argc; ++i) {
+            const QByteArray arg(argv[i]);
+            if (arg.startsWith("--screenshot") || arg == "--help" || arg == "-h" || arg == "--version" ||
+                arg == "-v")
+                qputenv("QT_QPA_PLATFORM", "offscreen");
+        }
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("tarvek-station"));
     QApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());
