@@ -130,7 +130,7 @@ HistoryLoad History::load()
     const QString file = path();
 
     QByteArray bytes;
-    bool exists = QFileInfo::exists(file);
+    const bool exists = QFileInfo::exists(file);
     if (exists) {
         QFile f(file);
         if (!f.open(QIODevice::ReadOnly)) {
