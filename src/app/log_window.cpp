@@ -76,8 +76,9 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     connect(&station_, &Station::softwareSettingsChanged, this, &LogWindow::refreshDisplay);
     connect(&station_, &Station::powerSetPointsLoaded, this, &LogWindow::refreshDisplay);
     connect(&station_, &Station::startupFinished, this, [this] {
-        updatePortLabels();
         refreshDisplay();
+        if (station_.mode() == OperatingMode::NotLoggedIn)
+            statusBar()->showMessage(QStringLiteral("Log in to operate the light engines"));
     });
     connect(station_.displayTimer(), &QTimer::timeout, this, &LogWindow::refreshDisplay);
 
@@ -559,8 +560,9 @@ void LogWindow::refreshEngine(int index)
     const bool live = r.everReported && !station_.linkLost[static_cast<std::size_t>(index)];
     const bool passive = station_.software().cooling == CoolingType::Passive;
 
-    e.title->setEnabled(station_.software().linkSupervision[static_cast<std::size_t>(index)] ||
-                        r.everReported);
+    // A slot that is not enabled in the port configuration shows its heading greyed.
+    e.title->setEnabled(
+        SettingsFiles::toNumber(station_.settings().portEnabled[static_cast<std::size_t>(index)]).value_or(0) == 1);
     QFont tf = e.title->font();
     tf.setUnderline(station_.tables().isSelected(index));
     e.title->setFont(tf);
@@ -601,6 +603,7 @@ void LogWindow::refreshDisplay()
 {
     if (freeze_ && freeze_->isChecked())
         return;
+    updatePortLabels();
     for (int i = 0; i < kEngines; ++i)
         refreshEngine(i);
 }

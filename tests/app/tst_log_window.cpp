@@ -275,6 +275,11 @@ private slots:
         QTest::newRow("mnuTestMateriel") << "mnuTestMateriel" << false << false << true;
         QTest::newRow("mnuVdesParam") << "mnuVdesParam" << false << true << true;
         QTest::newRow("SelectedEngine") << "SelectedEngine" << true << true << true;
+        QTest::newRow("mnuQuit") << "mnuQuit" << false << false << true;
+        QTest::newRow("mnuParameterVB") << "mnuParameterVB" << false << false << true;
+        QTest::newRow("QuitteProg") << "QuitteProg" << false << false << true;
+        QTest::newRow("mnuRegulateActive") << "mnuRegulateActive" << false << true << true;
+        QTest::newRow("OkStart") << "OkStart" << true << true << true;
     }
     void controlsFollowTheMode()
     {
@@ -291,19 +296,9 @@ private slots:
                 return a->isEnabled();
             return qobject_cast<QWidget*>(c)->isEnabled();
         };
-        // Until the part that gives it its behaviour wires it, a control stays disabled.
         if (!f.window->isWired(name)) {
-            f.logIn("dolphin");
             QVERIFY(!enabled());
-            f.station->quit();
-            Fixture g;
-            QVERIFY(g.start());
-            g.setOptions(true, true);
-            g.window->setWired(name);
-            f.station.reset();
-            f.window.reset();
-            f.station = std::move(g.station);
-            f.window = std::move(g.window);
+            f.window->setWired(name);
         }
         QCOMPARE(enabled(), notLoggedIn);
         f.logIn("harvests");
@@ -311,6 +306,50 @@ private slots:
         f.window->showLogIn(true);
         f.logIn("dolphin");
         QCOMPARE(enabled(), service);
+    }
+
+    void unwiredControlsStayDisabledInServiceMode()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        f.setOptions(true, true);
+        f.logIn("dolphin");
+        for (const char* name : {"ComOperStartLE1", "ComOperStartLE6", "ComOperStartRS232", "CommHalOperator",
+                                 "StartAllLE", "StopAllLE", "Label9", "PowerSetPoints", "mnu50", "mnuhisto",
+                                 "mnuParameters", "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
+            QVERIFY2(!f.window->isWired(name), name);
+            QObject* c = f.window->control(name);
+            QVERIFY2(c, name);
+            const bool enabled = qobject_cast<QAction*>(c) ? qobject_cast<QAction*>(c)->isEnabled()
+                                                            : qobject_cast<QWidget*>(c)->isEnabled();
+            QVERIFY2(!enabled, name);
+        }
+    }
+
+    void serviceTimeOutFallsBackToUserMode()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        SoftwareSettings s = f.station->software();
+        s.serviceTimeOut = 2;
+        s.userModeOption = false;
+        f.station->setSoftwareSettings(s, false);
+        f.logIn("DOLPHIN");
+        QCOMPARE(f.get<QLabel>("LabelMode")->text(), QString("Service mode"));
+        QVERIFY(f.get<QLabel>("Picture10")->isVisible());
+        auto* timer8 = f.station->findChild<QTimer*>("Timer8");
+        QSignalSpy changed(f.station.get(), &Station::modeChanged);
+        timer8->setInterval(5);
+        timer8->start();
+        QVERIFY(changed.wait(kWaitMs));
+        QCOMPARE(f.get<QLabel>("LabelMode")->text(), QString("User mode"));
+        QCOMPARE(f.action("mnuStartperatorMode")->text(), QString("Start in Service Mode"));
+        QVERIFY(!f.action("mnuQuit")->isEnabled());
+        QVERIFY(!f.action("mnuFunctions")->isEnabled());
+        QVERIFY(!f.action("mnuParameterVB")->isEnabled());
+        QVERIFY(!f.get<QLabel>("Picture10")->isVisible());
+        QVERIFY(f.action("mnuEraseListe4")->isEnabled());
+        QVERIFY(!timer8->isActive());
     }
 
     void displayShowsTheRecord()
