@@ -85,9 +85,11 @@ void PortDiscovery::pass()
         emit portDropped(k);
     }
     emit linesChanged(lines_);
+    // After a drop the re-activation chain leads to the next pass; otherwise normal operation does.
     if (droppedAny)
         reactivate_->start();
-    normal_->start();
+    else
+        normal_->start();
 }
 
 void PortDiscovery::reactivate()

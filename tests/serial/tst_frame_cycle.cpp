@@ -1,0 +1,230 @@
+// The station's link against the simulated FADECs, over pseudo-terminals, byte for byte.
+#include "protocol/codec.h"
+#include "serial/serial_link.h"
+#include "settings/settings_files.h"
+#include "settings/station_settings.h"
+#include "sim/simulated_engine.h"
+#include "sim/simulator.h"
+#include "test_registry.h"
+
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace tarvek;
+
+namespace {
+// Positions the station writes over; every other one must come back as the FADEC sent it.
+bool stationOwns(int position, bool phaseFive, bool selected)
+{
+    switch (position) {
+    case 0: return selected;
+    case 2: case 6: case 8: case 12: case 24: case 31: return true;
+    case 4: return phaseFive;
+    default: return false;
+    }
+}
+
+struct CycleRig {
+    QTemporaryDir dir;
+    SettingsFiles files{dir.filePath("station")};
+    StationSettings settings;
+    EngineTables tables;
+    std::unique_ptr<sim::Simulator> simulator;
+    std::unique_ptr<SerialLink> link;
+
+    explicit CycleRig(bool paced = true)
+    {
+        sim::SimulatorOptions options;
+        options.directory = dir.filePath("ports");
+        options.paced = paced;
+        simulator = std::make_unique<sim::Simulator>(options);
+        QString error;
+        if (!simulator->start(&error))
+            qFatal("simulator: %s", qPrintable(error));
+        settings.loadAll(files);
+        for (std::size_t i = 0; i < 6; ++i) {
+            settings.portNumbers[i] = QString::number(i + 1);
+            settings.portEnabled[i] = "1";
+        }
+        const QString ports = options.directory;
+        link = std::make_unique<SerialLink>(tables, settings, files,
+                                            [ports](int com) { return QStringLiteral("%1/COM%2").arg(ports).arg(com); });
+        link->loadForm();
+    }
+    sim::SimulatedEngine& engine(int n) { return *simulator->engine(n); }
+    sim::FadecModel& model(int n) { return engine(n).model(); }
+};
+
+int frameByte(const std::string& frame, int i) { return static_cast<unsigned char>(frame.at(static_cast<std::size_t>(i))); }
+} // namespace
+
+class FrameCycleTest : public QObject {
+    Q_OBJECT
+private slots:
+    void everyGoodReplyIsAnsweredAfterThirtyMillisecondsWithItsEchoes()
+    {
+        CycleRig rig;
+        rig.tables.selectedEngine = 0;
+        rig.link->openPorts();
+        struct Seen {
+            QElapsedTimer since;
+            QByteArray reply;
+            int frames = 0;
+            int badEchoes = 0;
+            int timeoutsAtFirstFrame = -1;
+            qint64 shortest = 1000000;
+        };
+        std::array<Seen, 6> seen;
+        for (int n = 1; n <= 6; ++n) {
+            auto& s = seen[static_cast<std::size_t>(n - 1)];
+            connect(&rig.engine(n), &sim::SimulatedEngine::replySent, this, [&s](const QByteArray& text) {
+                s.reply = text;
+                s.since.start();
+            });
+            auto* engine = &rig.engine(n);
+            connect(engine, &sim::SimulatedEngine::frameApplied, this, [&s, engine](const QByteArray& frame) {
+                if (s.timeoutsAtFirstFrame < 0)
+                    s.timeoutsAtFirstFrame = engine->timeouts();
+                s.shortest = std::min(s.shortest, s.since.elapsed());
+                for (int k = 0; k < 32; ++k) {
+                    if (stationOwns(k, false, false))
+                        continue;
+                    const auto v = parseNumber(replyField(s.reply.toStdString(), k));
+                    if (v && (static_cast<unsigned char>(frame.at(k)) != (*v & 0xFF)))
+                        ++s.badEchoes;
+                }
+                ++s.frames;
+            });
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(std::all_of(seen.begin(), seen.end(), [](const Seen& s) { return s.frames >= 20; }), 20000);
+        for (int n = 1; n <= 6; ++n) {
+            const auto& s = seen[static_cast<std::size_t>(n - 1)];
+            QCOMPARE(s.badEchoes, 0);
+            QVERIFY2(s.shortest >= 29, qPrintable(QStringLiteral("LE%1 answered after %2 ms").arg(n).arg(s.shortest)));
+            // Once the station listens, one frame answers each reply: the FADEC never repeats itself.
+            QCOMPARE(rig.engine(n).timeouts(), s.timeoutsAtFirstFrame);
+            QVERIFY(rig.link->repliesReceived(n) - rig.link->framesSent(n) <= 1); // the last may be pending
+        }
+    }
+
+    void noFrameAnswersAReplyWithoutTheSynchronisationValue()
+    {
+        CycleRig rig(false);
+        rig.link->openPorts();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(2).counts().frames > 0, 10000);
+        // Every frame must follow a good reply; count the frames that did not.
+        bool goodSinceLastFrame = true; // the frame already on its way answers a good reply
+        int unearned = 0;
+        int badReplies = 0;
+        connect(rig.link.get(), &SerialLink::replyHandled, this, [&](int slot, const ReplyOutcome& out) {
+            if (slot != 2)
+                return;
+            goodSinceLastFrame = goodSinceLastFrame || out.good;
+            badReplies += out.good ? 0 : 1;
+        });
+        connect(rig.link.get(), &SerialLink::frameSent, this, [&](int slot, const QByteArray&) {
+            if (slot != 2)
+                return;
+            unearned += goodSinceLastFrame ? 0 : 1;
+            goodSinceLastFrame = false;
+        });
+        rig.model(2).omitSync(6); // six replies without the value, then good ones again
+        QTRY_VERIFY_WITH_TIMEOUT(badReplies >= 3, 10000);
+        const int framesWhileBad = rig.model(2).counts().frames;
+        QTRY_VERIFY_WITH_TIMEOUT(badReplies >= 5, 10000);
+        QCOMPARE(rig.model(2).counts().frames, framesWhileBad);
+        QCOMPARE(rig.tables.at(1).ReplySeen, 0);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(2).counts().frames > framesWhileBad, 20000);
+        QCOMPARE(unearned, 0);
+        QVERIFY(rig.model(1).counts().frames > framesWhileBad); // the others went on
+    }
+
+    void powerSetPointTravelsInPhaseFiveOnly()
+    {
+        CycleRig rig(false);
+        for (int i = 0; i < 6; ++i)
+            rig.tables.at(i).PowerSetPoint = 120;
+        rig.link->openPorts();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(3).counts().frames > 3, 10000);
+        QVERIFY(rig.model(3).phase() != 5);
+        QVERIFY(frameByte(rig.model(3).lastFrame(), 4) != 120);
+        QVERIFY(rig.model(3).power() != 120);
+        rig.tables.at(2).RunCommand = 1;
+        QTRY_COMPARE_WITH_TIMEOUT(rig.model(3).phase(), 5, 60000);
+        QTRY_COMPARE_WITH_TIMEOUT(frameByte(rig.model(3).lastFrame(), 4), 120, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.model(3).power(), 120, 10000);
+    }
+
+    void faultThreeToSixMakesTheNextFrameAStop()
+    {
+        CycleRig rig(false);
+        rig.link->openPorts();
+        rig.tables.at(3).RunCommand = 1;
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(4).phase() >= 1, 20000);
+        QCOMPARE(frameByte(rig.model(4).lastFrame(), 2), 1);
+        QSignalSpy frames(&rig.engine(4), &sim::SimulatedEngine::frameApplied);
+        rig.model(4).setFaultCode(5);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.tables.at(3).FaultCode == 5, 10000);
+        frames.clear(); // from here on every frame answers a reply that carried the fault
+        QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), 10000);
+        QCOMPARE(static_cast<unsigned char>(frames.last().at(0).toByteArray().at(2)), 2);
+        QCOMPARE(rig.tables.at(3).RunCommand, 2);
+    }
+
+    void parameterWriteReachesTheSelectedEngineOnce()
+    {
+        CycleRig rig(false);
+        rig.link->openPorts();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(5).counts().frames > 2, 10000);
+        Registers regs = defaultRegisters();
+        regs[18] = 33;
+        regs[31] = 99;
+        for (std::size_t i = 0; i < regs.size(); ++i)
+            rig.tables.parameterEntries[i] = regs[i];
+        rig.tables.selectedEngine = 5;
+        rig.tables.commandCode = static_cast<std::uint8_t>(CommandCode::WriteParameters);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.model(5).counts().parameterWrites, 1, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(5).counts().frames > 20, 20000);
+        QCOMPARE(rig.model(5).counts().parameterWrites, 1);
+        QCOMPARE(int(rig.model(5).registers()[18]), 33);
+        QCOMPARE(int(rig.model(5).registers()[31]), 99);
+        for (int n : {1, 2, 3, 4, 6})
+            QCOMPARE(rig.model(n).counts().parameterWrites, 0);
+
+        // And a read brings the block back into the record.
+        rig.tables.commandCode = static_cast<std::uint8_t>(CommandCode::ReadParameters);
+        QSignalSpy status(rig.link.get(), &SerialLink::statusText);
+        QTRY_VERIFY_WITH_TIMEOUT(!status.isEmpty(), 10000);
+        QCOMPARE(status.last().at(0).toString(), QString("Reading the settings on LE5 went well ! "));
+        QCOMPARE(int(rig.tables.at(4).ParameterImage[18]), 33);
+        QCOMPARE(int(rig.tables.at(4).ParameterImage[31]), 99);
+        QCOMPARE(int(rig.tables.at(4).ParameterImage[30]), int(regs[30]));
+    }
+
+    void disconnectStopsAllSixAtOnce()
+    {
+        CycleRig rig(false);
+        rig.link->connectLink();
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.model(n).counts().frames > 2, 10000);
+        rig.link->disconnectLink();
+        std::array<int, 6> frames{};
+        for (int n = 1; n <= 6; ++n) {
+            QVERIFY(!rig.link->portOpen(n));
+            frames[static_cast<std::size_t>(n - 1)] = rig.model(n).counts().frames;
+        }
+        QTest::qWait(1500);
+        for (int n = 1; n <= 6; ++n)
+            QCOMPARE(rig.model(n).counts().frames, frames[static_cast<std::size_t>(n - 1)]);
+        rig.link->connectLink();
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.model(n).counts().frames > frames[static_cast<std::size_t>(n - 1)], 10000);
+    }
+};
+
+TARVEK_TEST(FrameCycleTest)
+#include "tst_frame_cycle.moc"
