@@ -45,7 +45,11 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     connect(&station_, &Station::titleChanged, this, &QWidget::setWindowTitle);
     connect(&station_, &Station::formSizeRequested, this,
             [this](int w, int h) { resize(twips(w), twips(h)); });
-    connect(&station_, &Station::selectedCaptionChanged, selectedCaption_, &QLabel::setText);
+    connect(&station_, &Station::selectedCaptionChanged, this, [this](const QString& caption) {
+        selectedCaption_->setText(caption);
+        const int engine = station_.tables().selectedEngine;
+        selected_->setCurrentIndex(engine >= 1 && engine <= kEngines ? engine : 0);
+    });
     connect(&station_, &Station::functionKeyMarkerChanged, functionKey_, &QLabel::setText);
     connect(&station_, &Station::statusText, this,
             [this](const QString& text) { statusBar()->showMessage(text, 10'000); });
@@ -151,6 +155,8 @@ void LogWindow::applyMode()
 
     const bool loggedIn = station_.mode() != OperatingMode::NotLoggedIn;
     loginBox_->setVisible(!loggedIn);
+    if (loggedIn)
+        statusBar()->clearMessage();
     if (station_.serviceMarkerShown()) {
         picture10_->setGeometry(twips(15600), twips(240), twips(495), twips(495));
         picture10_->show();
@@ -425,7 +431,7 @@ void LogWindow::buildCentral()
         add(e.fault, "Fault");
         e.fault->setWordWrap(true);
         e.fault->setFont(font());
-        e.fault->setMinimumHeight(2 * fontMetrics().height() + 6);
+        e.fault->setMinimumHeight(3 * fontMetrics().height() + 4);
         grid->setColumnStretch(n, 1);
     }
     outer->addWidget(panels, 1);

@@ -8,6 +8,8 @@
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
+#include <QDir>
+#include <QImage>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -388,6 +390,50 @@ private slots:
         QCOMPARE(colours::background(f.get<QLabel>("LE3Status")), colours::idle());
         f.station->setPortIndicator(3, false);
         QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("no"));
+    }
+
+    // Pictures of a busy station for a person to look at: build/screenshots/*.png.
+    void picturesOfTheWindows()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        f.logIn("dolphin");
+        f.station->selectEngine(2);
+        const int phases[] = {5, 5, 2, 0, 7, 0};
+        const int faults[] = {0, 8, 0, 0, 12, 0};
+        for (int i = 0; i < 4 + 1; ++i) {
+            LightEngineRecord& r = f.station->tables().at(i);
+            r.everReported = true;
+            r.Phase = static_cast<std::uint8_t>(phases[i]);
+            r.FaultCode = static_cast<std::int16_t>(faults[i]);
+            r.reported[pos::TachoM] = static_cast<std::int16_t>(50 + i);
+            r.reported[pos::TachoV1] = 40;
+            r.reported[pos::TachoV2] = 41;
+            r.reported[pos::Mat] = static_cast<std::int16_t>(35 + i);
+            r.reported[pos::Sht] = 31;
+            r.reported[pos::Lpc] = 180;
+            r.reported[pos::Lfc] = 122;
+            r.reported[pos::Vis] = 97;
+            r.reported[pos::Ir] = 33;
+            r.reported[pos::Rh] = 45;
+            r.reported[pos::Sbv] = 3;
+            r.reported[pos::Vcc] = 12;
+            f.station->setPortIndicator(i + 1, true);
+        }
+        f.station->setEngineStatusText(3, "Rest 42 sec.");
+        f.station->appendEvent("23/11/2026 09:30:00 Error ");
+        f.station->appendDiscovery("   LE-1   123   COM(i) = 1 ");
+        f.station->appendDiscovery("   LE-6   000   COM(i) = 1  <---  ? ");
+        f.window->refreshDisplay();
+        const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
+        QVERIFY(QDir().mkpath(folder));
+        const QImage main = f.window->grab().toImage();
+        QCOMPARE(main.size(), QSize(860, 728));
+        QVERIFY(main.save(folder + "/log.png"));
+        SoftwareSettingsForm* form = f.window->openSoftwareSettings();
+        const QImage settings = form->grab().toImage();
+        QVERIFY(!settings.isNull());
+        QVERIFY(settings.save(folder + "/param_logiciel_vb.png"));
     }
 
     void listsAndEngineChoice()
