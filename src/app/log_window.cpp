@@ -3,6 +3,8 @@
 #include "app/colours.h"
 #include "app/software_settings_form.h"
 
+#include <cmath>
+
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
@@ -86,6 +88,8 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     });
     connect(station_.displayTimer(), &QTimer::timeout, this, &LogWindow::refreshDisplay);
 
+    wireLink();
+    wireHistory();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.
@@ -464,8 +468,13 @@ void LogWindow::buildCentral()
     power->setObjectName(QStringLiteral("PowerSetPoints"));
     power->setToolTip(QStringLiteral("Power set-points, individual or group"));
     addControl(power, Access::Operator);
+    auto* ports = new QPushButton(QStringLiteral("Ports ..."));
+    ports->setObjectName(QStringLiteral("ConfigurePorts"));
+    ports->setToolTip(QStringLiteral("COM number and device of each engine's port"));
+    addControl(ports, Access::Operator);
     commands->addWidget(rs232);
     commands->addWidget(rs232Label);
+    commands->addWidget(ports);
     commands->addSpacing(12);
     commands->addWidget(qth);
     commands->addSpacing(12);
@@ -534,13 +543,21 @@ void LogWindow::onLogIn()
 void LogWindow::updatePortLabels()
 {
     const StationSettings& s = station_.settings();
+    SerialLink& link = station_.link();
     for (int i = 0; i < kEngines; ++i) {
         const auto k = static_cast<std::size_t>(i);
         const bool enabled = SettingsFiles::toNumber(s.portEnabled[k]).value_or(0) == 1;
-        QString text = QStringLiteral("COM") + s.portNumbers[k].trimmed() + QStringLiteral(" - ");
+        QString text = link.portLabel(i + 1);
         if (!enabled)
-            text += QStringLiteral("off");
+            text += QStringLiteral(" off");
         engines_[k].port->setText(text);
+        // Where the port leads and, for a technician, why it is not open.
+        QString tip = link.deviceName(i + 1);
+        if (link.portOpen(i + 1))
+            tip += QStringLiteral(" (open)");
+        else if (!link.openError(i + 1).isEmpty())
+            tip += QStringLiteral("\nnot open: ") + link.openError(i + 1);
+        engines_[k].port->setToolTip(tip);
     }
 }
 
@@ -551,8 +568,10 @@ QString LogWindow::scaled(int index, int position, int coefficientRow, const cha
     QString text;
     if (s.displayWithCoefficients == 1) {
         const auto at = [&](int k) { return s.coefficients[static_cast<std::size_t>(3 * coefficientRow + k)]; };
-        const double value = raw * static_cast<double>(at(1)) + at(0);
-        text = QString::number(value, 'f', std::clamp(at(2), 0, 6));
+        // The factor counts in units of the last shown decimal: "0, 4, 2" reads raw x 0.04.
+        const int decimals = std::clamp(at(2), 0, 6);
+        const double value = raw * static_cast<double>(at(1)) / std::pow(10.0, decimals) + at(0);
+        text = QString::number(value, 'f', decimals);
     } else {
         text = QString::number(raw);
     }

@@ -16,7 +16,7 @@
 //   LE<n>Power        power set-point times 10 followed by " We"
 //   LE<n>Fault        the text of the engine's fault code
 // Reported values show "---" until the engine first answers and while its link is lost.
-// A shown value is raw x factor + offset with the row's decimals from "\Coefficients.ini" when
+// A shown value is raw x factor / 10^decimals + offset, with the row's decimals, from "\Coefficients.ini" when
 // "\CocheSelect.ini" holds 1 (rows LPC, LFC, VIS, IR, RH, SBV, VCC, MAT, SHT, M, V1, V2), else raw.
 //
 // Beside the columns: SelectedEngine (choice of engine), LabelSelected ("Selected LE = ..."),
@@ -31,6 +31,7 @@
 
 #include <QHash>
 #include <QMainWindow>
+#include <QDialog>
 #include <QPointer>
 
 #include <array>
@@ -47,6 +48,10 @@ class QWidget;
 
 namespace tarvek {
 
+class ConfigurationRS232;
+class FenQuestion;
+class HistoWindow;
+class QuestionRouter;
 class SoftwareSettingsForm;
 
 // Who may use a control, decided by the control initialisation for each mode.
@@ -77,6 +82,13 @@ public:
 
     // Opens (or raises) the software settings form ParamLogicielVB.
     SoftwareSettingsForm* openSoftwareSettings();
+    // Opens (or raises) the port configuration form ConfigurationRS232.
+    ConfigurationRS232* openPortConfiguration();
+    // Opens (or raises) the history window Histo.
+    HistoWindow* openHistory();
+    QuestionRouter& questions() { return *router_; }
+    // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
+    QDialog* lossBox() const { return lossBox_; }
 
     // Converts a length in twips to logical pixels (15 twips a pixel at the 96-dpi reference).
     static int twips(int t) { return t / 15; }
@@ -102,6 +114,9 @@ private:
     void refreshEngine(int index);
     QString scaled(int index, int position, int coefficientRow, const char* unit) const;
     void updatePortLabels();
+    void wireLink();
+    void wireHistory();
+    void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
     struct Rule {
@@ -150,6 +165,11 @@ private:
     std::array<EngineWidgets, kEngines> engines_{};
 
     QPointer<SoftwareSettingsForm> settingsForm_;
+    QPointer<ConfigurationRS232> portsForm_;
+    QPointer<HistoWindow> histo_;
+    QPointer<QDialog> lossBox_;
+    QuestionRouter* router_ = nullptr;
+    FenQuestion* fenQuestion_ = nullptr;
     QPointer<QMessageBox> quitBox_;
     bool closing_ = false;
 };

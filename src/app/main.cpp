@@ -73,7 +73,12 @@ int main(int argc, char** argv)
         QStringLiteral("quit-after"),
         QStringLiteral("Exit after SECONDS (the screenshot is taken just before; default 2 with --screenshot)."),
         QStringLiteral("SECONDS"));
-    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption});
+    const QCommandLineOption comOption(
+        QStringLiteral("com"),
+        QStringLiteral("Device for a COM number, e.g. 3=/dev/ttyUSB0; may be repeated. Overrides "
+                       "ComDevices.ini in the station folder for this run."),
+        QStringLiteral("N=DEVICE"));
+    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption});
     parser.process(app);
 
     const QString folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
@@ -100,6 +105,11 @@ int main(int argc, char** argv)
 
     SystemClock clock;
     Station station(folder, parser.value(loginOption), clock);
+    const QStringList badCom = station.setComOverrides(parser.values(comOption));
+    if (!badCom.isEmpty()) {
+        std::fprintf(stderr, "--com: N=DEVICE with N from 1 to 14, not %s\n", qPrintable(badCom.join(", ")));
+        return 2;
+    }
     LogWindow window(station);
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
     window.show();

@@ -29,6 +29,42 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     timer9_ = makeTimer(this, "Timer9", shell_timing::kServiceNoticeMs, true);
     timer12_ = makeTimer(this, "Timer12", shell_timing::kDisplayMs, false);
     connect(timer1_, &QTimer::timeout, this, &Station::startUp);
+    connect(timer12_, &QTimer::timeout, this, &Station::watchdogTick);
+
+    history_ = new History(files_, clock_, this);
+    link_ = new SerialLink(tables_, settings_, files_, [this](int com) { return comMap_.deviceFor(com); }, this);
+    portDiscovery_ = new PortDiscovery(*link_, this);
+    watchdog_ = new LinkWatchdog(
+        *link_, [this](int slot) { return software_.linkSupervision.at(static_cast<std::size_t>(slot - 1)); }, this);
+    connect(link_, &SerialLink::linkIndicator, this, &Station::setPortIndicator);
+    connect(link_, &SerialLink::statusText, this, &Station::showStatus);
+    connect(link_, &SerialLink::portOpenFailed, this, [this](int slot, const QString& reason) {
+        appendEvent(QStringLiteral("%1 / %2  COM%3 - not opened: %4")
+                        .arg(clock_.dateText(), clock_.timeText()).arg(slot).arg(reason));
+    });
+    connect(link_, &SerialLink::portEvent, this, [this](int slot, int entry) {
+        appendEvent(QStringLiteral("%1 / %2  COM%3 - %4")
+                        .arg(clock_.dateText(), clock_.timeText())
+                        .arg(slot)
+                        .arg(portEventTexts_.at(static_cast<std::size_t>(entry))));
+    });
+    connect(portDiscovery_, &PortDiscovery::linesChanged, this, [this](const QStringList& lines) {
+        clearDiscovery();
+        for (const QString& line : lines)
+            appendDiscovery(line);
+    });
+    connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
+    connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
+        emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
+    });
+    // Discovery confirms the ports again whenever they are (re)opened by the operator.
+    connect(link_, &SerialLink::connectionChanged, this, [this](bool on) {
+        if (on)
+            portDiscovery_->start();
+        else
+            portDiscovery_->stop();
+    });
+    connect(link_, &SerialLink::configurationSaved, portDiscovery_, &PortDiscovery::start);
     connect(timer8_, &QTimer::timeout, this, &Station::serviceTick);
     connect(timer9_, &QTimer::timeout, this, &Station::serviceNotice);
 }
@@ -101,9 +137,12 @@ void Station::startUp()
         messages[kFaultStopped] = QStringLiteral("Arret LE");
     }
 
-    // 5. Every settings file, read or created in the order of the index, then the form's own file.
+    // 5. Every settings file, read or created in the order of the index, then the station's own
+    // files: the software settings and the COM-number-to-device map.
     settings_.loadAll(files_);
     software_.load(files_);
+    comMap_.load(files_);
+    link_->loadForm();
     emit softwareSettingsChanged();
 
     // 6. Captions and the power set-points.
@@ -122,12 +161,38 @@ void Station::startUp()
         setEngineStatusText(i, QStringLiteral("Status = 16"));
     }
 
-    // 8. The serial link opens the enabled ports on this signal; then the polling timers run.
+    // 8. The enabled ports open and discovery confirms them; then the polling timers run.
     emit portsRequested();
+    openLink();
     timer12_->start();
 
     startedUp_ = true;
     emit startupFinished();
+}
+
+void Station::openLink()
+{
+    link_->openPorts();
+    // Ports that opened at start-up are connected: the button offers to disconnect them.
+    bool anyOpen = false;
+    for (int k = 1; k <= kEngines; ++k)
+        anyOpen = anyOpen || link_->portOpen(k);
+    link_->setConnected(anyOpen);
+}
+
+void Station::watchdogTick()
+{
+    watchdog_->tick();
+    for (int k = 1; k <= kEngines; ++k)
+        linkLost[static_cast<std::size_t>(k - 1)] = watchdog_->linkLost(k);
+}
+
+void Station::reportLoss(int engine)
+{
+    history_->append(QStringLiteral("0"), QStringLiteral("No communication with machine System!  LE%1").arg(engine));
+    emit linkLossWarning(engine, QStringLiteral(" Warning !"),
+                         {QStringLiteral("No communication with machine"), QStringLiteral("         System!"),
+                          clock_.dateText() + QStringLiteral(" / ") + clock_.timeText()});
 }
 
 bool Station::logIn(const QString& password)
@@ -259,6 +324,7 @@ void Station::quit()
     const auto timers = findChildren<QTimer*>();
     for (QTimer* t : timers)
         t->stop();
+    link_->shutdown();
     pending_.clear();
     emit quitting();
     emit finished();

@@ -6,7 +6,11 @@
 #include "operation/fault_texts.h"
 #include "protocol/engine.h"
 #include "recording/clock.h"
+#include "recording/history.h"
+#include "serial/com_map.h"
+#include "serial/link_supervision.h"
 #include "serial/port_events.h"
+#include "serial/serial_link.h"
 #include "settings/settings_files.h"
 #include "settings/software_settings.h"
 #include "settings/station_settings.h"
@@ -60,6 +64,14 @@ public:
     const EngineTables& tables() const { return tables_; }
     const SoftwareSettings& software() const { return software_; }
     Clock& clock() { return clock_; }
+    SerialLink& link() { return *link_; }
+    PortDiscovery& portDiscovery() { return *portDiscovery_; }
+    LinkWatchdog& watchdog() { return *watchdog_; }
+    History& history() { return *history_; }
+    ComMap& comMap() { return comMap_; }
+    // Devices named on the command line ("3=/dev/ttyUSB0"), over "\ComDevices.ini"; returns the
+    // malformed ones.
+    QStringList setComOverrides(const QStringList& overrides) { return comMap_.applyOverrides(overrides); }
 
     QString version() const { return version_; }
     QString title() const;
@@ -147,8 +159,10 @@ signals:
     void portIndicatorChanged(int engine, bool active);
     void softwareSettingsChanged();
     void powerSetPointsLoaded();
-    // Start-up step 8: open the enabled COM ports and start the polling timers.
+    // Start-up step 8: the enabled COM ports are being opened and the polling timers start.
     void portsRequested();
+    // An engine stopped answering: the BoiteDialogue warning, shown once per loss.
+    void linkLossWarning(int engine, const QString& caption, const QStringList& lines);
     void startupFinished();
     // Quitting: every timer of the station has stopped; windows close themselves on this.
     void quitting();
@@ -157,6 +171,9 @@ signals:
 
 private:
     void startUp();
+    void openLink();
+    void watchdogTick();
+    void reportLoss(int engine);
     void serviceTick();
     void serviceNotice();
     void enterUserMode();
@@ -166,6 +183,11 @@ private:
     StationSettings settings_;
     EngineTables tables_;
     SoftwareSettings software_;
+    ComMap comMap_;
+    SerialLink* link_ = nullptr;
+    PortDiscovery* portDiscovery_ = nullptr;
+    LinkWatchdog* watchdog_ = nullptr;
+    History* history_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

@@ -198,6 +198,12 @@ void SerialLink::disconnectLink()
     captionTimer_->start();
 }
 
+void SerialLink::setConnected(bool on)
+{
+    connected_ = on;
+    emit connectionChanged(on);
+}
+
 void SerialLink::toggleConnection()
 {
     if (connected_)

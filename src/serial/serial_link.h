@@ -78,6 +78,8 @@ public:
     void toggleConnection();
     void connectLink();
     void disconnectLink();
+    // Marks the link connected or not without opening or closing anything (start-up opens ports).
+    void setConnected(bool on);
     // The configuration form's save: rewrite the port settings from the form, then open ports.
     void saveConfiguration();
     // Stops every sender; the connect button and discovery do this.

@@ -117,7 +117,7 @@ private slots:
             QCOMPARE(f.get<QLabel>(le + "Mat")->text(), QString("---"));
             QCOMPARE(f.get<QLabel>(le + "Fault")->text(), QString("---"));
             QCOMPARE(f.get<QLabel>(le + "Power")->text(), QString("500 We"));
-            QCOMPARE(f.get<QLabel>(le + "Port")->text(), QString("COM0 - off"));
+            QCOMPARE(f.get<QLabel>(le + "Port")->text(), QString("COM%1 - COM0 off").arg(i + 1));
             QCOMPARE(f.get<QLabel>(le + "Status")->text(), QString("Status = 16"));
             QCOMPARE(colours::background(f.get<QLabel>(le + "Status")), colours::idle());
             auto* button = f.get<QPushButton>(QString("ComOperStartLE%1").arg(i + 1));
@@ -310,15 +310,34 @@ private slots:
         QCOMPARE(enabled(), service);
     }
 
+    void wiredLinkControlsFollowTheMode()
+    {
+        Fixture f;
+        QVERIFY(f.start());
+        const QStringList names{"ComOperStartRS232", "ConfigurePorts", "mnuhisto"};
+        const auto isEnabled = [&f](const QString& name) {
+            QObject* c = f.window->control(name);
+            return qobject_cast<QAction*>(c) ? qobject_cast<QAction*>(c)->isEnabled()
+                                             : qobject_cast<QWidget*>(c)->isEnabled();
+        };
+        for (const QString& name : names) {
+            QVERIFY2(f.window->isWired(name), qPrintable(name));
+            QVERIFY2(!isEnabled(name), qPrintable(name)); // not logged in
+        }
+        f.logIn("harvests");
+        for (const QString& name : names)
+            QVERIFY2(isEnabled(name), qPrintable(name));
+    }
+
     void unwiredControlsStayDisabledInServiceMode()
     {
         Fixture f;
         QVERIFY(f.start());
         f.setOptions(true, true);
         f.logIn("dolphin");
-        for (const char* name : {"ComOperStartLE1", "ComOperStartLE6", "ComOperStartRS232", "CommHalOperator",
-                                 "StartAllLE", "StopAllLE", "Label9", "PowerSetPoints", "mnu50", "mnuhisto",
-                                 "mnuParameters", "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
+        for (const char* name : {"ComOperStartLE1", "ComOperStartLE6", "CommHalOperator", "StartAllLE",
+                                 "StopAllLE", "Label9", "PowerSetPoints", "mnu50", "mnuParameters",
+                                 "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);
             QVERIFY2(c, name);
@@ -364,13 +383,13 @@ private slots:
         r.FaultCode = 9;
         r.reported[pos::Mat] = 41;
         r.reported[pos::Sht] = 37;
-        r.reported[pos::Sbv] = 3;
+        r.reported[pos::Sbv] = 74;
         r.reported[pos::TachoM] = 55;
         r.PowerSetPoint = 90;
         f.station->setPortIndicator(3, true);
         QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("41"), kWaitMs);
         QCOMPARE(f.get<QLabel>("LE3Sht")->text(), QString("37"));
-        QCOMPARE(f.get<QLabel>("LE3Sbv")->text(), QString("12.00 V")); // coefficient row: x4, 2 decimals
+        QCOMPARE(f.get<QLabel>("LE3Sbv")->text(), QString("2.96 V")); // coefficient row 0, 4, 2: raw x 0.04
         QCOMPARE(f.get<QLabel>("LE3Motor")->text(), QString("55"));
         QCOMPARE(f.get<QLabel>("LE3Phase")->text(), QString("5"));
         QCOMPARE(f.get<QLabel>("LE3Power")->text(), QString("900 We"));
@@ -416,7 +435,7 @@ private slots:
             r.reported[pos::Vis] = 97;
             r.reported[pos::Ir] = 33;
             r.reported[pos::Rh] = 45;
-            r.reported[pos::Sbv] = 3;
+            r.reported[pos::Sbv] = 74;
             r.reported[pos::Vcc] = 12;
             f.station->setPortIndicator(i + 1, true);
         }

@@ -1,0 +1,177 @@
+// Runs the station program against six paced simulated engines and prints, per engine, the cycle
+// rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
+// the station's CPU share and peak resident memory.
+//   frame_cycle [--seconds 60] [--warmup 5]
+#include "sim/simulated_engine.h"
+#include "sim/simulator.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <unistd.h>
+#include <vector>
+
+using namespace tarvek;
+
+namespace {
+struct EngineFigures {
+    QElapsedTimer sinceReply;
+    bool replyOut = false;
+    std::vector<double> turnaroundMs;
+    int cycles = 0;
+};
+
+bool cpuTicks(qint64 pid, long long& ticks)
+{
+    QFile f(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!f.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray line = f.readAll();
+    const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 13)
+        return false;
+    ticks = fields[11].toLongLong() + fields[12].toLongLong(); // utime + stime
+    return true;
+}
+
+long peakKb(qint64 pid)
+{
+    QFile f(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toLong();
+    return -1;
+}
+
+double percentile(std::vector<double> v, double p)
+{
+    if (v.empty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    const auto i = static_cast<std::size_t>(p * static_cast<double>(v.size() - 1) + 0.5);
+    return v[std::min(i, v.size() - 1)];
+}
+
+void writeLines(const QString& path, const QStringList& lines)
+{
+    QFile f(path);
+    if (f.open(QIODevice::WriteOnly))
+        for (const QString& l : lines)
+            f.write(l.toLatin1() + "\r\n");
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    int seconds = 60;
+    int warmup = 5;
+    const QStringList args = app.arguments();
+    for (int i = 1; i + 1 < args.size(); ++i) {
+        if (args[i] == "--seconds")
+            seconds = args[i + 1].toInt();
+        if (args[i] == "--warmup")
+            warmup = args[i + 1].toInt();
+    }
+
+    QTemporaryDir dir;
+    const QString ports = dir.filePath("ports");
+    const QString station = dir.filePath("station");
+    QDir().mkpath(station);
+    QStringList comx, devices;
+    for (int n = 1; n <= 6; ++n) {
+        comx << QStringLiteral("\"%1\"").arg(n) << QStringLiteral("\"1\"");
+        devices << QStringLiteral("%1/COM%2").arg(ports).arg(n);
+    }
+    for (int n = 7; n <= 14; ++n)
+        devices << QString();
+    writeLines(station + "/ParamComx.ini", comx);
+    writeLines(station + "/ComDevices.ini", devices);
+
+    sim::SimulatorOptions options;
+    options.directory = ports;
+    options.paced = true;
+    sim::Simulator simulator(options);
+    QString error;
+    if (!simulator.start(&error)) {
+        std::fprintf(stderr, "simulator: %s\n", qPrintable(error));
+        return 1;
+    }
+
+    std::array<EngineFigures, 6> figures;
+    bool measuring = false;
+    for (int n = 1; n <= 6; ++n) {
+        auto& f = figures[static_cast<std::size_t>(n - 1)];
+        QObject::connect(simulator.engine(n), &sim::SimulatedEngine::replySent, &app, [&f] {
+            f.sinceReply.start();
+            f.replyOut = true;
+        });
+        QObject::connect(simulator.engine(n), &sim::SimulatedEngine::frameApplied, &app, [&f, &measuring] {
+            if (!measuring || !f.replyOut)
+                return;
+            f.turnaroundMs.push_back(static_cast<double>(f.sinceReply.nsecsElapsed()) / 1e6);
+            f.replyOut = false;
+            ++f.cycles;
+        });
+    }
+
+    QProcess stationProcess;
+    auto env = QProcessEnvironment::systemEnvironment();
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    stationProcess.setProcessEnvironment(env);
+    stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    stationProcess.start(QStringLiteral(TARVEK_STATION_BIN),
+                         {"--folder", station, "--quit-after", QString::number(seconds + warmup + 5)});
+    if (!stationProcess.waitForStarted(10000)) {
+        std::fprintf(stderr, "could not start the station\n");
+        return 1;
+    }
+    const qint64 pid = stationProcess.processId();
+
+    long long ticksAtStart = 0;
+    QElapsedTimer window;
+    QTimer::singleShot(warmup * 1000, &app, [&] {
+        measuring = true;
+        cpuTicks(pid, ticksAtStart);
+        window.start();
+    });
+    QTimer::singleShot((warmup + seconds) * 1000, &app, [&] {
+        measuring = false;
+        long long ticksAtEnd = 0;
+        cpuTicks(pid, ticksAtEnd);
+        const double elapsed = static_cast<double>(window.nsecsElapsed()) / 1e9;
+        const long peak = peakKb(pid);
+        const double tick = static_cast<double>(sysconf(_SC_CLK_TCK));
+        const double charMs = 1000.0 / sim::kCharactersPerSecond;
+        const double limitMs = 160 * charMs + 30 + 34 * charMs;
+        std::printf("Line-rate limit: %.2f ms a cycle (160-char reply %.2f ms + 30 ms + 34-byte frame %.2f ms) = %.3f cycles/s\n",
+                    limitMs, 160 * charMs, 34 * charMs, 1000.0 / limitMs);
+        std::printf("%-4s %10s %10s %10s %10s %10s\n", "LE", "cycles/s", "of limit", "median ms", "p99 ms", "max ms");
+        std::vector<double> all;
+        for (int n = 1; n <= 6; ++n) {
+            const auto& f = figures[static_cast<std::size_t>(n - 1)];
+            const double rate = f.cycles / elapsed;
+            std::printf("LE%-2d %10.3f %9.1f%% %10.2f %10.2f %10.2f\n", n, rate, 100.0 * rate * limitMs / 1000.0,
+                        percentile(f.turnaroundMs, 0.5), percentile(f.turnaroundMs, 0.99), percentile(f.turnaroundMs, 1.0));
+            all.insert(all.end(), f.turnaroundMs.begin(), f.turnaroundMs.end());
+        }
+        std::printf("all  turnaround median %.2f ms, p99 %.2f ms, max %.2f ms over %zu frames\n",
+                    percentile(all, 0.5), percentile(all, 0.99), percentile(all, 1.0), all.size());
+        std::printf("station CPU: %.2f %% of one core over %.1f s; peak resident memory: %.1f MB\n",
+                    100.0 * static_cast<double>(ticksAtEnd - ticksAtStart) / tick / elapsed, elapsed,
+                    static_cast<double>(peak) / 1024.0);
+        stationProcess.terminate();
+        stationProcess.waitForFinished(5000);
+        app.quit();
+    });
+    return app.exec();
+}

@@ -1,0 +1,114 @@
+// The main window's side of the serial link and of the activity history.
+#include "app/colours.h"
+#include "app/configuration_rs232.h"
+#include "app/histo_window.h"
+#include "app/log_window.h"
+#include "app/question_window.h"
+
+#include <QAction>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+namespace tarvek {
+
+void LogWindow::wireLink()
+{
+    SerialLink& link = station_.link();
+    auto* button = findChild<QPushButton*>(QStringLiteral("ComOperStartRS232"));
+    auto* label = findChild<QLabel*>(QStringLiteral("ActiveDesactiveRS232"));
+    connect(button, &QPushButton::clicked, &link, &SerialLink::toggleConnection);
+    connect(&link, &SerialLink::connectionChanged, this, [button, label](bool on) {
+        button->setText(on ? QStringLiteral("STOP (RS232)") : QStringLiteral("START (RS232)"));
+        label->setText(on ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));
+        const QColor colour = on ? colours::connected() : QColor();
+        colours::paint(button, colour);
+        colours::paint(label, colour);
+    });
+    connect(&link, &SerialLink::captionRestored, label, [label] { label->setText(QStringLiteral("Connect/Disconnect")); });
+    for (auto signal : {&SerialLink::portOpened, &SerialLink::portClosed})
+        connect(&link, signal, this, &LogWindow::updatePortLabels);
+    connect(&link, &SerialLink::portOpenFailed, this, &LogWindow::updatePortLabels);
+    connect(&link, &SerialLink::configurationSaved, this, &LogWindow::refreshDisplay);
+    setWired(QStringLiteral("ComOperStartRS232"));
+
+    connect(findChild<QPushButton*>(QStringLiteral("ConfigurePorts")), &QPushButton::clicked, this,
+            &LogWindow::openPortConfiguration);
+    setWired(QStringLiteral("ConfigurePorts"));
+
+    connect(&station_, &Station::linkLossWarning, this,
+            [this](int, const QString& caption, const QStringList& lines) { showLoss(caption, lines); });
+}
+
+ConfigurationRS232* LogWindow::openPortConfiguration()
+{
+    if (!portsForm_) {
+        portsForm_ = new ConfigurationRS232(station_.link(), this);
+        portsForm_->setAttribute(Qt::WA_DeleteOnClose);
+        connect(portsForm_, &ConfigurationRS232::warning, this,
+                [this](const QString& caption, const QString& text, bool critical) {
+                    auto* box = new QMessageBox(critical ? QMessageBox::Critical : QMessageBox::Warning, caption,
+                                                text, QMessageBox::Ok, this);
+                    box->setAttribute(Qt::WA_DeleteOnClose);
+                    box->open();
+                });
+        connect(&station_.portDiscovery(), &PortDiscovery::configurationBoxCleared, portsForm_,
+                &ConfigurationRS232::load);
+    } else {
+        portsForm_->load();
+    }
+    portsForm_->show();
+    portsForm_->raise();
+    return portsForm_;
+}
+
+void LogWindow::showLoss(const QString& caption, const QStringList& lines)
+{
+    // One box: a later loss replaces the text of one that is still on screen.
+    if (!lossBox_) {
+        lossBox_ = new QDialog(this);
+        lossBox_->setObjectName(QStringLiteral("BoiteDialogue"));
+        lossBox_->setAttribute(Qt::WA_DeleteOnClose);
+        auto* layout = new QVBoxLayout(lossBox_);
+        auto* text = new QLabel(lossBox_);
+        text->setObjectName(QStringLiteral("BoiteDialogueText"));
+        QFont f = text->font();
+        f.setBold(true);
+        text->setFont(f);
+        layout->addWidget(text);
+        auto* ok = new QPushButton(QStringLiteral("OK"), lossBox_);
+        ok->setObjectName(QStringLiteral("OkValide"));
+        layout->addWidget(ok, 0, Qt::AlignRight);
+        connect(ok, &QPushButton::clicked, lossBox_, &QDialog::accept);
+    }
+    lossBox_->setWindowTitle(caption);
+    lossBox_->findChild<QLabel*>(QStringLiteral("BoiteDialogueText"))->setText(lines.join(QLatin1Char('\n')));
+    lossBox_->show();
+    lossBox_->raise();
+}
+
+void LogWindow::wireHistory()
+{
+    router_ = new QuestionRouter(this);
+    fenQuestion_ = new FenQuestion(*router_, this);
+    if (QAction* entry = action(QStringLiteral("mnuhisto"))) {
+        connect(entry, &QAction::triggered, this, &LogWindow::openHistory);
+        setWired(QStringLiteral("mnuhisto"));
+    }
+}
+
+HistoWindow* LogWindow::openHistory()
+{
+    if (!histo_) {
+        histo_ = new HistoWindow(station_.history(), *router_, this);
+        histo_->setAttribute(Qt::WA_DeleteOnClose);
+        histo_->setWindowFlag(Qt::Window);
+    }
+    histo_->show();
+    histo_->raise();
+    return histo_;
+}
+
+} // namespace tarvek

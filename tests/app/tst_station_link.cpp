@@ -1,0 +1,112 @@
+// The whole station, from its start-up, against six simulated engines on pseudo-terminals.
+#include "app/station.h"
+#include "sim/simulated_engine.h"
+#include "sim/simulator.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QDir>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace tarvek;
+
+namespace {
+struct StationRig {
+    QTemporaryDir dir;
+    ManualClock clock;
+    std::unique_ptr<sim::Simulator> simulator;
+    std::unique_ptr<Station> station;
+
+    StationRig()
+    {
+        sim::SimulatorOptions options;
+        options.directory = dir.filePath("ports");
+        options.paced = false;
+        simulator = std::make_unique<sim::Simulator>(options);
+        if (!simulator->start())
+            qFatal("simulator did not start");
+        const QString folder = dir.filePath("station");
+        QDir().mkpath(folder);
+        QByteArray comx, devices;
+        for (int n = 1; n <= 6; ++n) {
+            comx += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toLatin1();
+            devices += QStringLiteral("%1/COM%2\r\n").arg(options.directory).arg(n).toLatin1();
+        }
+        test::writeBytes(folder + "/ParamComx.ini", comx);
+        test::writeBytes(folder + "/ComDevices.ini", devices);
+        station = std::make_unique<Station>(folder, QString(), clock);
+    }
+    int historyLines(const QString& text) const
+    {
+        return static_cast<int>(test::readBytes(station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
+    }
+};
+} // namespace
+
+class StationLinkTest : public QObject {
+    Q_OBJECT
+private slots:
+    void startUpConnectsSixEngines()
+    {
+        StationRig rig;
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->startedUp(), 5000);
+        QVERIFY(rig.station->link().connected());
+        for (int k = 1; k <= 6; ++k) {
+            QVERIFY(rig.station->link().portOpen(k));
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->portIndicator(k), 10000);
+            QVERIFY(rig.station->tables().at(k - 1).everReported);
+        }
+        // Discovery confirms all six without dropping one.
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->discovery().filter("COM(i) = 1").size(), 6, 10000);
+        QVERIFY(rig.station->discovery().filter("Cancelled").isEmpty());
+    }
+
+    void aSilentEngineGivesOneHistoryLineAndOneWarningPerLoss()
+    {
+        StationRig rig;
+        QSignalSpy warnings(rig.station.get(), &Station::linkLossWarning);
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(2).everReported, 10000);
+        rig.simulator->engine(3)->model().setSilent(true);
+        QVERIFY(warnings.wait(20000));
+        QCOMPARE(warnings.count(), 1);
+        QCOMPARE(warnings.at(0).at(0).toInt(), 3);
+        QCOMPARE(warnings.at(0).at(1).toString(), QString(" Warning !"));
+        const QStringList lines = warnings.at(0).at(2).toStringList();
+        QCOMPARE(lines.at(0), QString("No communication with machine"));
+        QCOMPARE(lines.at(1), QString("         System!"));
+        QCOMPARE(lines.at(2), rig.clock.dateText() + " / " + rig.clock.timeText());
+        QVERIFY(rig.station->linkLost[2]);
+        QCOMPARE(rig.historyLines("No communication with machine System!  LE3"), 1);
+        QTest::qWait(3000); // still silent: nothing more
+        QCOMPARE(warnings.count(), 1);
+        QCOMPARE(rig.historyLines("No communication with machine System!"), 1);
+
+        rig.simulator->engine(3)->model().setSilent(false);
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.station->linkLost[2], 10000);
+        rig.simulator->engine(3)->model().setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(warnings.count(), 2, 20000);
+        QCOMPARE(rig.historyLines("No communication with machine System!  LE3"), 2);
+        for (int i : {0, 1, 3, 4, 5})
+            QVERIFY(!rig.station->linkLost[static_cast<std::size_t>(i)]);
+    }
+
+    void quitClosesEveryPort()
+    {
+        StationRig rig;
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().portOpen(6), 5000);
+        rig.station->quit();
+        for (int k = 1; k <= 6; ++k)
+            QVERIFY(!rig.station->link().port(k)->isOpen());
+        QVERIFY(!rig.station->displayTimer()->isActive());
+    }
+};
+
+TARVEK_TEST(StationLinkTest)
+#include "tst_station_link.moc"
