@@ -43,6 +43,10 @@ int main(int argc, char** argv)
                 qputenv("QT_QPA_PLATFORM", "offscreen");
         }
     }
+    // Qt's own event dispatcher times the 30 ms senders to a fraction of a millisecond and wakes
+    // less often than the GLib one, which sleeps in whole milliseconds.
+    if (qEnvironmentVariableIsEmpty("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("tarvek-station"));
     QApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());

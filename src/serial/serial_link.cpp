@@ -123,7 +123,7 @@ void SerialLink::openSlot(int slot)
         s.port->setDataBits(QSerialPort::Data8);
         s.port->setParity(QSerialPort::NoParity);
         s.port->setStopBits(QSerialPort::OneStop);
-        s.pending.clear();
+        s.waiting = 0;
         if (s.port->portName().isEmpty() || !s.port->open(QIODevice::ReadWrite)) {
             s.openError = s.port->portName().isEmpty()
                               ? QStringLiteral("no device for COM%1").arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)))
@@ -157,7 +157,7 @@ void SerialLink::closeSlot(int slot)
     Slot& s = at(slot);
     if (s.port->isOpen())
         s.port->close();
-    s.pending.clear();
+    s.waiting = 0;
     s.open = false;
     s.indicator->stop();
     emit linkIndicator(slot, false);
@@ -258,21 +258,21 @@ void SerialLink::onReadyRead(int slot)
     Slot& s = at(slot);
     if (!s.port->isOpen())
         return;
-    if (!s.pending.isEmpty() && s.lastByte.isValid() && s.lastByte.elapsed() > kStalePartialMs)
-        s.pending.clear(); // the rest of that reply never came: start afresh with this burst
-    const QByteArray bytes = s.port->readAll();
-    if (s.firstByte < 0 && !bytes.isEmpty())
-        s.firstByte = static_cast<unsigned char>(bytes.front());
-    s.pending += bytes;
+    // Bytes wait in the port's buffer until a whole reply is there, as the receive threshold of
+    // 160 characters intends; a line delivers a reply in dozens of small pieces.
+    if (s.waiting > 0 && s.lastByte.isValid() && s.lastByte.elapsed() > kStalePartialMs)
+        s.port->skip(s.waiting); // the rest of that reply never came: start afresh with this burst
     s.lastByte.start();
-    // The receive event fires with 160 characters waiting and one read takes 160 of them.
-    while (s.pending.size() >= kReplyLength) {
-        const QByteArray reply = s.pending.left(kReplyLength);
-        s.pending.remove(0, kReplyLength);
-        handleReply(slot, reply);
-        if (!s.port->isOpen())
-            return;
+    if (s.firstByte < 0 && s.port->bytesAvailable() > 0) {
+        char c = 0;
+        s.port->peek(&c, 1);
+        s.firstByte = static_cast<unsigned char>(c);
     }
+    while (s.port->isOpen() && s.port->bytesAvailable() >= kReplyLength) {
+        const QByteArray reply = s.port->read(kReplyLength);
+        handleReply(slot, reply);
+    }
+    s.waiting = s.port->isOpen() ? s.port->bytesAvailable() : 0;
 }
 
 void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
@@ -280,7 +280,10 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
     if (error == QSerialPort::NoError || error == QSerialPort::UnsupportedOperationError)
         return;
     Slot& s = at(slot);
-    s.pending.clear(); // whatever was being gathered is not to be trusted
+    // Whatever was being gathered is not to be trusted.
+    if (s.port->isOpen() && s.port->bytesAvailable() > 0)
+        s.port->skip(s.port->bytesAvailable());
+    s.waiting = 0;
     const int entry = portEventEntry(error);
     if (entry >= 0)
         emit portEvent(slot, entry);

@@ -108,7 +108,7 @@ private:
         QSerialPort* port = nullptr;
         QTimer* sender = nullptr;    // Timer21..Timer26
         QTimer* indicator = nullptr; // Timer30..Timer35
-        QByteArray pending;          // bytes of a reply still arriving
+        qint64 waiting = 0;          // bytes of a reply still arriving, left in the port's buffer
         QElapsedTimer lastByte;
         bool open = false;
         int countdown = 0;
