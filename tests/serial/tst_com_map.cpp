@@ -1,0 +1,135 @@
+#include "serial/com_map.h"
+#include "settings/settings_files.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tarvek;
+
+class ComMapTest : public QObject {
+    Q_OBJECT
+private slots:
+    void defaultsNameThePlatformsPorts_data()
+    {
+        QTest::addColumn<int>("com");
+        QTest::addColumn<QString>("device");
+#ifdef Q_OS_WIN
+        QTest::newRow("first") << 1 << "COM1";
+        QTest::newRow("last") << 14 << "COM14";
+#else
+        QTest::newRow("first") << 1 << "/dev/ttyS0";
+        QTest::newRow("last") << 14 << "/dev/ttyS13";
+#endif
+        QTest::newRow("zero") << 0 << "";
+        QTest::newRow("fifteen") << 15 << "";
+        QTest::newRow("negative") << -3 << "";
+    }
+    void defaultsNameThePlatformsPorts()
+    {
+        QFETCH(int, com);
+        QFETCH(QString, device);
+        ComMap map;
+        QCOMPARE(map.deviceFor(com), device);
+        QCOMPARE(map.applyOverride(QStringLiteral("%1=/dev/x").arg(com)), !device.isEmpty());
+        QCOMPARE(map.deviceFor(com), device.isEmpty() ? QString() : QStringLiteral("/dev/x"));
+    }
+
+    void overridesAreCheckedWhole_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("com");
+        QTest::addColumn<QString>("device");
+        QTest::newRow("plain") << "3=/dev/ttyUSB0" << 3 << "/dev/ttyUSB0";
+        QTest::newRow("blanks") << "  12 =  sim-ports/COM2 " << 12 << "sim-ports/COM2";
+        QTest::newRow("COM prefix") << "com4=/dev/ttyACM1" << 4 << "/dev/ttyACM1";
+        QTest::newRow("blank in name") << "5=/tmp/my ports/COM5" << 5 << "/tmp/my ports/COM5";
+        QTest::newRow("no equals") << "3/dev/ttyUSB0" << 0 << "";
+        QTest::newRow("no device") << "3=" << 0 << "";
+        QTest::newRow("blank device") << "3=   " << 0 << "";
+        QTest::newRow("no number") << "=/dev/ttyUSB0" << 0 << "";
+        QTest::newRow("not a number") << "x=/dev/ttyUSB0" << 0 << "";
+        QTest::newRow("zero") << "0=/dev/ttyUSB0" << 0 << "";
+        QTest::newRow("too high") << "15=/dev/ttyUSB0" << 0 << "";
+        QTest::newRow("three digits") << "100=/dev/ttyUSB0" << 0 << "";
+        QTest::newRow("empty") << "" << 0 << "";
+    }
+    void overridesAreCheckedWhole()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, com);
+        QFETCH(QString, device);
+        ComMap map;
+        QCOMPARE(map.applyOverride(text), com != 0);
+        for (int n = ComMap::kFirstCom; n <= ComMap::kLastCom; ++n)
+            QCOMPARE(map.deviceFor(n), n == com ? device : ComMap::defaultDevice(n));
+    }
+
+    void aListReportsItsBadEntries()
+    {
+        ComMap map;
+        const QStringList bad = map.applyOverrides({"1=/dev/a", "nonsense", "2=/dev/b", "20=/dev/c"});
+        QCOMPARE(bad, QStringList({"nonsense", "20=/dev/c"}));
+        QCOMPARE(map.deviceFor(1), "/dev/a");
+        QCOMPARE(map.deviceFor(2), "/dev/b");
+        map.clearOverrides();
+        QCOMPARE(map.deviceFor(1), ComMap::defaultDevice(1));
+    }
+
+    void missingFileIsCreatedEmpty()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ComMap map;
+        map.load(files);
+        const QString path = files.pathOf(ComMap::fileName());
+        QCOMPARE(path, dir.filePath("ComDevices.ini"));
+        QCOMPARE(test::readBytes(path), QByteArray(14 * 2, '\0').replace('\0', "\r\n").left(28));
+        for (int n = ComMap::kFirstCom; n <= ComMap::kLastCom; ++n)
+            QCOMPARE(map.deviceFor(n), ComMap::defaultDevice(n));
+        QVERIFY(!SettingsFiles::spec(ComMap::fileName())); // a file of its own, not an old one
+    }
+
+    void fileNamesDevicesAndTheCommandLineWins()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        test::writeBytes(files.pathOf(ComMap::fileName()),
+                         "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n");
+        ComMap map;
+        map.applyOverride("3=/dev/ttyACM0");
+        map.load(files);
+        QCOMPARE(map.deviceFor(1), "/dev/ttyUSB0");
+        QCOMPARE(map.deviceFor(2), ComMap::defaultDevice(2)); // empty line: default
+        QCOMPARE(map.fileDevice(3), "sim/COM3");
+        QCOMPARE(map.deviceFor(3), "/dev/ttyACM0");           // command line over file
+        QCOMPARE(map.deviceFor(4), "/dev/quoted");
+        QCOMPARE(map.deviceFor(5), ComMap::defaultDevice(5)); // short file: default
+    }
+
+    void savedFileReadsBack()
+    {
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ComMap map;
+        map.setFileDevice(2, "/dev/ttyUSB1");
+        map.setFileDevice(14, " /dev/ttyUSB9 ");
+        map.applyOverride("5=/dev/not-saved");
+        QVERIFY(map.save(files));
+        const QByteArray bytes = test::readBytes(files.pathOf(ComMap::fileName()));
+        QCOMPARE(bytes.count("\r\n"), 14);
+        QVERIFY(bytes.startsWith("\r\n/dev/ttyUSB1\r\n"));
+        QVERIFY(bytes.endsWith("\r\n/dev/ttyUSB9\r\n"));
+        QVERIFY(!bytes.contains("not-saved"));
+        ComMap back;
+        back.load(files);
+        QCOMPARE(back.deviceFor(2), "/dev/ttyUSB1");
+        QCOMPARE(back.deviceFor(14), "/dev/ttyUSB9");
+        QCOMPARE(back.deviceFor(5), ComMap::defaultDevice(5));
+    }
+};
+
+TARVEK_TEST(ComMapTest)
+#include "tst_com_map.moc"
