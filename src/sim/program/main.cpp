@@ -86,22 +86,22 @@ int main(int argc, char** argv)
 
     Simulator simulator(options);
     const bool quietly = parser.isSet(quiet);
-    if (!quietly)
-        QObject::connect(&simulator, &Simulator::event, &app, [](const QString& text) { say(text); });
     QObject::connect(&simulator, &Simulator::quitRequested, &app, &QCoreApplication::quit,
                      Qt::QueuedConnection);
 
     QString error;
+    if (parser.isSet(script) && !simulator.runScript(parser.value(script), &error)) {
+        std::fprintf(stderr, "fadec-sim: %s\n", error.toLocal8Bit().constData());
+        return 2;
+    }
     if (!simulator.start(&error)) {
         std::fprintf(stderr, "fadec-sim: %s\n", error.toLocal8Bit().constData());
         return 1;
     }
     for (const QString& where : simulator.locations())
         say(where);
-    if (parser.isSet(script) && !simulator.runScript(parser.value(script), &error)) {
-        std::fprintf(stderr, "fadec-sim: %s\n", error.toLocal8Bit().constData());
-        return 2;
-    }
+    if (!quietly)
+        QObject::connect(&simulator, &Simulator::event, &app, [](const QString& text) { say(text); });
 
     Console console;
     QObject::connect(&console, &Console::line, &app,
