@@ -35,6 +35,7 @@ bool SimulatedEngine::start()
 {
     running_ = true;
     modelTime_.restart();
+    modelNsConsumed_ = 0;
     if (!transport_->open())
         return false;
     if (!sending() && !awaitingFrame_)
@@ -52,7 +53,11 @@ void SimulatedEngine::stop()
 
 void SimulatedEngine::catchUp()
 {
-    model_.advance(static_cast<int>(modelTime_.restart()));
+    // Whole milliseconds go to the model and the rest is carried, so an engine that is asked many
+    // times a millisecond still sees its time pass.
+    const qint64 ms = (modelTime_.nsecsElapsed() - modelNsConsumed_) / 1000000;
+    modelNsConsumed_ += ms * 1000000;
+    model_.advance(static_cast<int>(ms));
     notePhase();
 }
 
@@ -117,6 +122,8 @@ void SimulatedEngine::finishReply()
 
 void SimulatedEngine::receive(const QByteArray& bytes)
 {
+    if (incoming_.isEmpty() && !bytes.isEmpty())
+        frameArrival_.start();
     incoming_ += bytes;
     bool answered = false;
     // A frame is 34 bytes whose last two are CR LF; anything in front of one is line noise.
@@ -143,7 +150,14 @@ void SimulatedEngine::receive(const QByteArray& bytes)
     if (answered && awaitingFrame_) {
         frameTimeout_.stop();
         awaitingFrame_ = false;
-        QTimer::singleShot(0, this, [this] {
+        // On a real line the frame's 34 characters take 17.7 ms: the next reply cannot start before
+        // the last of them has arrived.
+        qint64 waitMs = 0;
+        if (paced_ && frameArrival_.isValid()) {
+            const qint64 lineNs = qint64(kFrameLength) * 1000000000 / kCharactersPerSecond;
+            waitMs = std::max<qint64>(0, (lineNs - frameArrival_.nsecsElapsed() + 999999) / 1000000);
+        }
+        QTimer::singleShot(static_cast<int>(waitMs), Qt::PreciseTimer, this, [this] {
             if (!sending() && !awaitingFrame_ && !frameTimeout_.isActive())
                 sendReply();
         });

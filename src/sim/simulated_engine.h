@@ -19,7 +19,8 @@ inline constexpr int kLineBaud = 19200;
 inline constexpr int kBitsPerCharacter = 10;   // start, 8 data, stop
 inline constexpr int kCharactersPerSecond = kLineBaud / kBitsPerCharacter;
 inline constexpr int kFrameTimeoutMs = 1000;
-inline constexpr int kPaceTickMs = 2;
+// A UART with an 8-character receive trigger hands a reader its bytes about every 4 ms at 19200.
+inline constexpr int kPaceTickMs = 4;
 
 class SimulatedEngine : public QObject {
     Q_OBJECT
@@ -80,7 +81,9 @@ private:
     qsizetype sent_ = 0;
     QByteArray incoming_;
     QElapsedTimer modelTime_;
+    qint64 modelNsConsumed_ = 0;
     QElapsedTimer lineTime_;
+    QElapsedTimer frameArrival_; // first byte of the frame being received
     QTimer pacer_;
     QTimer frameTimeout_;
 };
