@@ -104,11 +104,16 @@ void ConfigurationRS232::refreshDevices()
 {
     for (int i = 0; i < 6; ++i) {
         const int com = numbers_[i]->text().toInt();
-        QString text = com >= 1 && com <= 14 ? link_.deviceFor(com) : QStringLiteral("-");
-        if (link_.portOpen(i + 1))
-            text += QStringLiteral("  (open)");
-        else if (!link_.openError(i + 1).isEmpty())
+        const QString named = com >= 1 && com <= 14 ? link_.deviceFor(com) : QStringLiteral("no device");
+        QString text = named;
+        if (link_.portOpen(i + 1)) {
+            // An open port keeps its device until the link reconnects.
+            const QString open = link_.openDevice(i + 1);
+            text = open == named ? open + QStringLiteral("  (open)")
+                                 : QStringLiteral("%1  (open; %2 from the next Connect)").arg(open, named);
+        } else if (!link_.openError(i + 1).isEmpty()) {
             text += QStringLiteral("  (not open: %1)").arg(link_.openError(i + 1));
+        }
         devices_[i]->setText(text);
     }
 }

@@ -88,6 +88,11 @@ QString SerialLink::deviceName(int slot) const
     return resolver_ ? resolver_(com) : QString();
 }
 
+QString SerialLink::openDevice(int slot) const
+{
+    return at(slot).open ? at(slot).openDevice : QString();
+}
+
 QString SerialLink::portLabel(int slot) const
 {
     return QStringLiteral("COM%1 - COM%2").arg(slot).arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)).trimmed());
@@ -136,6 +141,7 @@ void SerialLink::openSlot(int slot)
         s.port->setRequestToSend(false);
         s.port->clearError();
         s.openError.clear();
+        s.openDevice = deviceName(slot);
         s.firstByte = -1;
         s.goodSinceTick = 0;
         s.open = true;

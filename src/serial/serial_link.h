@@ -44,6 +44,7 @@ public:
     int linkCountdown(int slot) const;   // LinkCountdown
     QString openError(int slot) const;   // why the last open failed, for a technician
     QString deviceName(int slot) const;  // the device the slot's COM number names
+    QString openDevice(int slot) const;  // the device the open port was opened on, else empty
     QString portLabel(int slot) const;   // "COM1 - " .. "COM6 - " followed by the COM number
     bool connected() const { return connected_; }
     const EngineTables& tables() const { return tables_; }
@@ -113,6 +114,7 @@ private:
         bool open = false;
         int countdown = 0;
         QString openError;
+        QString openDevice;
         quint64 frames = 0;
         quint64 replies = 0;
         int goodSinceTick = 0;

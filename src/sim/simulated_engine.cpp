@@ -91,9 +91,8 @@ void SimulatedEngine::sendReply()
         return;
     }
     lineTime_.start();
+    pacer_.setInterval(kPaceTickMs);
     pump();
-    if (sending())
-        pacer_.start();
 }
 
 void SimulatedEngine::pump()
@@ -110,7 +109,14 @@ void SimulatedEngine::pump()
     if (!sending()) {
         pacer_.stop();
         finishReply();
+        return;
     }
+    // The last character leaves when it is due, not at the next tick after.
+    const qint64 lastDueNs = (outgoing_.size() - 1) * qint64(1000000000) / kCharactersPerSecond;
+    const qint64 leftMs = (lastDueNs - lineTime_.nsecsElapsed() + 999999) / 1000000;
+    const int next = static_cast<int>(std::clamp<qint64>(leftMs, 1, kPaceTickMs));
+    if (pacer_.interval() != next || !pacer_.isActive())
+        pacer_.start(next);
 }
 
 void SimulatedEngine::finishReply()

@@ -18,11 +18,20 @@ int main(int argc, char** argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     app.setAttribute(Qt::AA_Use96Dpi, true);
-    int failed = 0;
-    for (const auto& make : tarvek::test::registry()) {
-        auto object = make();
-        if (QTest::qExec(object.get(), argc, argv) != 0)
-            ++failed;
+    // "test_x ClassName [options]" runs that class alone; otherwise every class runs.
+    std::vector<std::unique_ptr<QObject>> tests;
+    for (const auto& make : tarvek::test::registry())
+        tests.push_back(make());
+    if (argc > 1) {
+        for (auto& t : tests)
+            if (QByteArray(argv[1]) == t->metaObject()->className()) {
+                argv[1] = argv[0];
+                return QTest::qExec(t.get(), argc - 1, argv + 1);
+            }
     }
+    int failed = 0;
+    for (auto& t : tests)
+        if (QTest::qExec(t.get(), argc, argv) != 0)
+            ++failed;
     return failed;
 }
