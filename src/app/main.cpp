@@ -82,7 +82,10 @@ int main(int argc, char** argv)
         QStringLiteral("Device for a COM number, e.g. 3=/dev/ttyUSB0; may be repeated. Overrides "
                        "ComDevices.ini in the station folder for this run."),
         QStringLiteral("N=DEVICE"));
-    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption});
+    const QCommandLineOption statsOption(
+        QStringLiteral("link-stats"),
+        QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station."));
+    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption});
     parser.process(app);
 
     const QString folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
@@ -133,5 +136,15 @@ int main(int argc, char** argv)
         });
     }
     const int rc = app.exec();
+    if (parser.isSet(statsOption)) {
+        for (int k = 1; k <= 6; ++k) {
+            const auto d = station.link().replyToFrameDelays(k);
+            std::printf("link COM%d - frames %llu, reply to frame inside the station: median %.3f ms, "
+                        "p99 %.3f ms, max %.3f ms\n",
+                        k, static_cast<unsigned long long>(d.count), static_cast<double>(d.medianUs) / 1000.0,
+                        static_cast<double>(d.p99Us) / 1000.0, static_cast<double>(d.maxUs) / 1000.0);
+        }
+        std::fflush(stdout);
+    }
     return exitCode != 0 ? exitCode : rc;
 }

@@ -9,6 +9,7 @@ using namespace link_timing;
 
 namespace {
 constexpr int kLinkCountdownStart = 60;
+constexpr qint64 kDelayBinUs = 25;
 
 QTimer* makeTimer(QObject* parent, const QString& name, int intervalMs)
 {
@@ -80,6 +81,27 @@ bool SerialLink::enabled(int slot) const
 int SerialLink::linkCountdown(int slot) const { return at(slot).countdown; }
 QString SerialLink::openError(int slot) const { return at(slot).openError; }
 quint64 SerialLink::framesSent(int slot) const { return at(slot).frames; }
+
+SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
+{
+    const Slot& s = at(slot);
+    Delays d;
+    d.count = s.delayCount;
+    d.maxUs = s.delayMaxUs;
+    quint64 seen = 0;
+    const quint64 median = (s.delayCount + 1) / 2;
+    const quint64 p99 = (s.delayCount * 99 + 99) / 100;
+    for (std::size_t bin = 0; bin < s.delayHistogram.size(); ++bin) {
+        const quint64 before = seen;
+        seen += s.delayHistogram[bin];
+        const qint64 upper = static_cast<qint64>(bin + 1) * kDelayBinUs;
+        if (before < median && seen >= median)
+            d.medianUs = upper;
+        if (before < p99 && seen >= p99)
+            d.p99Us = upper;
+    }
+    return d;
+}
 quint64 SerialLink::repliesReceived(int slot) const { return at(slot).replies; }
 
 QString SerialLink::deviceName(int slot) const
@@ -315,6 +337,10 @@ void SerialLink::handleReply(int slot, const QByteArray& reply)
     if (outcome.parametersRead)
         emit statusText(QStringLiteral("Reading the settings on LE%1 went well ! ").arg(slot));
     supervision_->start();
+    if (outcome.good && !s.goodPending) {
+        s.goodPending = true; // the first good reply the next frame answers
+        s.sinceReply.start();
+    }
     if (!s.sender->isActive())
         s.sender->start();
 }
@@ -336,6 +362,13 @@ void SerialLink::onSenderTick(int slot)
         const QByteArray bytes(out.bytes.data(), kFrameLength);
         s.port->write(bytes);
         ++s.frames;
+        if (s.goodPending) {
+            s.goodPending = false;
+            const qint64 us = s.sinceReply.nsecsElapsed() / 1000;
+            ++s.delayHistogram[static_cast<std::size_t>(std::min<qint64>(us / kDelayBinUs, qint64(s.delayHistogram.size()) - 1))];
+            ++s.delayCount;
+            s.delayMaxUs = std::max(s.delayMaxUs, us);
+        }
         emit frameSent(slot, bytes);
     }
     s.indicator->start();

@@ -48,6 +48,14 @@ public:
     QString portLabel(int slot) const;   // "COM1 - " .. "COM6 - " followed by the COM number
     bool connected() const { return connected_; }
     const EngineTables& tables() const { return tables_; }
+    // Reply-to-frame delay inside the station, in microseconds, for the frames sent so far.
+    struct Delays {
+        quint64 count = 0;
+        qint64 medianUs = 0;
+        qint64 p99Us = 0;
+        qint64 maxUs = 0;
+    };
+    Delays replyToFrameDelays(int slot) const;
     quint64 framesSent(int slot) const;
     quint64 repliesReceived(int slot) const;
     // The first byte received since the port opened, or -1 while nothing came.
@@ -111,6 +119,11 @@ private:
         QTimer* indicator = nullptr; // Timer30..Timer35
         qint64 waiting = 0;          // bytes of a reply still arriving, left in the port's buffer
         QElapsedTimer lastByte;
+        QElapsedTimer sinceReply;            // the reply the sender will answer
+        bool goodPending = false;
+        std::array<quint32, 4096> delayHistogram{}; // 25 us bins up to about 102 ms
+        quint64 delayCount = 0;
+        qint64 delayMaxUs = 0;
         bool open = false;
         int countdown = 0;
         QString openError;

@@ -79,6 +79,10 @@ private slots:
         QVERIFY(rig.link->port(2)->objectName() == "MSComm2");
         QTest::qWait(200);
         QCOMPARE(sent.count(), 1); // one reply, one frame
+        const auto delays = rig.link->replyToFrameDelays(2);
+        QCOMPARE(delays.count, quint64(1));
+        QVERIFY(delays.maxUs >= 30000); // never before 30 ms
+        QVERIFY(delays.medianUs >= 30000);
         rig.peer(5).send(reply(5));
         QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 68, 5000);
         QCOMPARE(byteAt(rig.peer(5).received(), 34 + 4), 120); // phase 5: the set-point

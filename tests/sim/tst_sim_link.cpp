@@ -381,7 +381,7 @@ private slots:
     void programServesAndCleansUp()
     {
         if (!QFileInfo::exists(programPath()))
-            QSKIP("fadec-sim is not built");
+            QFAIL("fadec-sim is not built");
         QTemporaryDir dir;
         QProcess sim;
         sim.start(programPath(), {"--engines", "2", "--dir", dir.path(), "--unpaced"});
@@ -399,7 +399,7 @@ private slots:
     void programOutlivesItsInputAndEndsOnASignal()
     {
         if (!QFileInfo::exists(programPath()))
-            QSKIP("fadec-sim is not built");
+            QFAIL("fadec-sim is not built");
         QTemporaryDir dir;
         QProcess sim;
         sim.start(programPath(), {"--engines", "1", "--dir", dir.path(), "--quiet"});
@@ -420,7 +420,7 @@ private slots:
     void helpDocumentsEveryOption()
     {
         if (!QFileInfo::exists(programPath()))
-            QSKIP("fadec-sim is not built");
+            QFAIL("fadec-sim is not built");
         QProcess sim;
         sim.start(programPath(), {"--help"});
         QVERIFY(sim.waitForFinished(kWait));
