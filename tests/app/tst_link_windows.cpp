@@ -4,6 +4,7 @@
 #include "app/histo_window.h"
 #include "app/log_window.h"
 #include "app/station.h"
+#include "simulated_station.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 #include "test_registry.h"
@@ -25,30 +26,18 @@ using namespace tarvek;
 
 namespace {
 struct WindowRig {
-    QTemporaryDir dir;
+    SimulatedEngines engines;
     ManualClock clock;
-    std::unique_ptr<sim::Simulator> simulator;
+    sim::Simulator* simulator = nullptr;
     std::unique_ptr<Station> station;
     std::unique_ptr<LogWindow> window;
 
     bool start()
     {
-        sim::SimulatorOptions options;
-        options.directory = dir.filePath("ports");
-        options.paced = false;
-        simulator = std::make_unique<sim::Simulator>(options);
-        if (!simulator->start())
+        if (!engines.start())
             return false;
-        const QString folder = dir.filePath("station");
-        QDir().mkpath(folder);
-        QByteArray comx, devices;
-        for (int n = 1; n <= 6; ++n) {
-            comx += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toLatin1();
-            devices += QStringLiteral("%1/COM%2\r\n").arg(options.directory).arg(n).toLatin1();
-        }
-        test::writeBytes(folder + "/ParamComx.ini", comx);
-        test::writeBytes(folder + "/ComDevices.ini", devices);
-        station = std::make_unique<Station>(folder, QString(), clock);
+        simulator = engines.simulator.get();
+        station = std::make_unique<Station>(engines.folder, QString(), clock);
         window = std::make_unique<LogWindow>(*station);
         window->show();
         QSignalSpy done(station.get(), &Station::startupFinished);

@@ -1,5 +1,6 @@
 // The whole station, from its start-up, against six simulated engines on pseudo-terminals.
 #include "app/station.h"
+#include "simulated_station.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 #include "test_registry.h"
@@ -16,29 +17,17 @@ using namespace tarvek;
 
 namespace {
 struct StationRig {
-    QTemporaryDir dir;
+    SimulatedEngines engines;
     ManualClock clock;
-    std::unique_ptr<sim::Simulator> simulator;
     std::unique_ptr<Station> station;
+    sim::Simulator* simulator = nullptr;
 
     StationRig()
     {
-        sim::SimulatorOptions options;
-        options.directory = dir.filePath("ports");
-        options.paced = false;
-        simulator = std::make_unique<sim::Simulator>(options);
-        if (!simulator->start())
+        if (!engines.start())
             qFatal("simulator did not start");
-        const QString folder = dir.filePath("station");
-        QDir().mkpath(folder);
-        QByteArray comx, devices;
-        for (int n = 1; n <= 6; ++n) {
-            comx += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toLatin1();
-            devices += QStringLiteral("%1/COM%2\r\n").arg(options.directory).arg(n).toLatin1();
-        }
-        test::writeBytes(folder + "/ParamComx.ini", comx);
-        test::writeBytes(folder + "/ComDevices.ini", devices);
-        station = std::make_unique<Station>(folder, QString(), clock);
+        simulator = engines.simulator.get();
+        station = std::make_unique<Station>(engines.folder, QString(), clock);
     }
     int historyLines(const QString& text) const
     {

@@ -1,0 +1,36 @@
+#pragma once
+// A station folder whose COM1..COM6 are six simulated engines on pseudo-terminals, all enabled.
+#include "sim/simulator.h"
+#include "test_support.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <memory>
+
+struct SimulatedEngines {
+    QTemporaryDir dir;
+    std::unique_ptr<tarvek::sim::Simulator> simulator;
+    QString folder; // the station folder
+
+    bool start(bool paced = false)
+    {
+        tarvek::sim::SimulatorOptions options;
+        options.directory = dir.filePath("ports");
+        options.paced = paced;
+        simulator = std::make_unique<tarvek::sim::Simulator>(options);
+        if (!simulator->start())
+            return false;
+        folder = dir.filePath("station");
+        QDir().mkpath(folder);
+        QByteArray comx, devices;
+        for (int n = 1; n <= 6; ++n) {
+            comx += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toLatin1();
+            devices += QStringLiteral("%1/COM%2\r\n").arg(options.directory).arg(n).toLatin1();
+        }
+        tarvek::test::writeBytes(folder + "/ParamComx.ini", comx);
+        tarvek::test::writeBytes(folder + "/ComDevices.ini", devices);
+        return true;
+    }
+    tarvek::sim::FadecModel& model(int engine) { return simulator->engine(engine)->model(); }
+};
