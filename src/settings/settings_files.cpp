@@ -79,7 +79,7 @@ const std::vector<SettingsFileSpec>& SettingsFiles::index()
     return files;
 }
 
-const SettingsFileSpec* SettingsFiles::spec(const QString& name)
+const SettingsFileSpec* SettingsFiles::entry(const QString& name)
 {
     for (const auto& s : index())
         if (s.name == name || s.name == name.trimmed())
@@ -140,7 +140,7 @@ bool SettingsFiles::ensure(const QString& name)
     if (QFileInfo::exists(path))
         return true;
     QDir().mkpath(QFileInfo(path).absolutePath());
-    const auto* s = spec(name);
+    const auto* s = entry(name);
     if (!s)
         return writeValues(name, {}, LineFormat::Plain);
     return writeValues(name, s->defaults, s->format);
@@ -216,7 +216,7 @@ bool SettingsFiles::writeValues(const QString& name, const QStringList& values, 
 
 bool SettingsFiles::writeValues(const QString& name, const QStringList& values)
 {
-    const auto* s = spec(name);
+    const auto* s = entry(name);
     return writeValues(name, values, s ? s->format : LineFormat::Plain);
 }
 

@@ -32,7 +32,7 @@ public:
 
     // Every settings file, in the order start-up reads or creates them.
     static const std::vector<SettingsFileSpec>& index();
-    static const SettingsFileSpec* spec(const QString& name);
+    static const SettingsFileSpec* entry(const QString& name);
     static QString loginFileName();
 
     // Creates the file with its defaults when it is missing; false if it could not be created.

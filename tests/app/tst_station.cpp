@@ -65,9 +65,9 @@ private slots:
                                      "done"}));
         QCOMPARE(s.version(), QString(" 1.08G"));
         QCOMPARE(s.title(), QString("  Tarvek Light Engine Control (RS232)         (PC version  1.08G)"));
-        for (const auto& spec : SettingsFiles::index())
-            if (spec.createdAtStart)
-                QVERIFY2(QFile::exists(s.files().pathOf(spec.name)), qPrintable(spec.name));
+        for (const auto& file : SettingsFiles::index())
+            if (file.createdAtStart)
+                QVERIFY2(QFile::exists(s.files().pathOf(file.name)), qPrintable(file.name));
         QVERIFY(!QFile::exists(s.files().pathOf(SoftwareSettings::kFileName)));
         const std::array<int, 6> power{70, 80, 130, 30, 50, 130}; // kept within 30..130
         for (int i = 0; i < kEngines; ++i) {

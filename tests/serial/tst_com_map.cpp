@@ -89,7 +89,7 @@ private slots:
         QCOMPARE(test::readBytes(path), QByteArray(14 * 2, '\0').replace('\0', "\r\n").left(28));
         for (int n = ComMap::kFirstCom; n <= ComMap::kLastCom; ++n)
             QCOMPARE(map.deviceFor(n), ComMap::defaultDevice(n));
-        QVERIFY(!SettingsFiles::spec(ComMap::fileName())); // a file of its own, not an old one
+        QVERIFY(!SettingsFiles::entry(ComMap::fileName())); // a file of its own, not an old one
     }
 
     void fileNamesDevicesAndTheCommandLineWins()

@@ -82,9 +82,9 @@ private slots:
         // The index order is the start-up order; loadAll must follow it.
         StationSettings s;
         s.loadAll(files);
-        for (const auto& spec : SettingsFiles::index())
-            if (spec.createdAtStart)
-                created << spec.name;
+        for (const auto& file : SettingsFiles::index())
+            if (file.createdAtStart)
+                created << file.name;
         QCOMPARE(created.first(), QString("\\ConsignePW.ini"));
         QCOMPARE(created.indexOf("\\ParamSt.ini") + 1, created.indexOf(SettingsFiles::loginFileName()));
         QCOMPARE(created.last(), QString("\\SHTPCStatusHal.ini"));
