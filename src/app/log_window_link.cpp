@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QVBoxLayout>
 
 namespace tarvek {
@@ -32,6 +33,16 @@ void LogWindow::wireLink()
         connect(&link, signal, this, &LogWindow::updatePortLabels);
     connect(&link, &SerialLink::portOpenFailed, this, &LogWindow::updatePortLabels);
     connect(&link, &SerialLink::configurationSaved, this, &LogWindow::refreshDisplay);
+    static const QString silence = QStringLiteral("No reply from any light engine");
+    connect(&link, &SerialLink::repliesStopped, this, [this] {
+        if (station_.link().connected())
+            statusBar()->showMessage(silence);
+    });
+    // The silence message stands until some engine answers again.
+    connect(&link, &SerialLink::replyHandled, this, [this] {
+        if (statusBar()->currentMessage() == silence)
+            statusBar()->clearMessage();
+    });
     setWired(QStringLiteral("ComOperStartRS232"));
 
     connect(findChild<QPushButton*>(QStringLiteral("ConfigurePorts")), &QPushButton::clicked, this,

@@ -17,6 +17,7 @@
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -152,6 +153,18 @@ private slots:
         QVERIFY(!rig.window->lossBox());
         rig.simulator->engine(4)->model().setSilent(false);
         QTRY_VERIFY_WITH_TIMEOUT(rig.get<QLabel>("LE4Mat")->text() != QString("---"), 10000);
+    }
+
+    void silenceOfEveryEngineShowsInTheStatusBar()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start());
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(5).everReported, 10000);
+        for (int n = 1; n <= 6; ++n)
+            rig.engines.model(n).setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.window->statusBar()->currentMessage(), QString("No reply from any light engine"), 10000);
+        rig.engines.model(2).setSilent(false);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.window->statusBar()->currentMessage().isEmpty(), 10000);
     }
 
     void historyWindowOpensFromTheMenu()
