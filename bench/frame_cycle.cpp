@@ -41,14 +41,15 @@ bool cpuTicks(qint64 pid, long long& ticks)
     return true;
 }
 
-long peakKb(qint64 pid)
+// A field of /proc/<pid>/status such as "VmHWM" (kB) or "voluntary_ctxt_switches".
+long statusField(qint64 pid, const QByteArray& name)
 {
     QFile f(QStringLiteral("/proc/%1/status").arg(pid));
     if (!f.open(QIODevice::ReadOnly))
         return -1;
     for (const QByteArray& line : f.readAll().split('\n'))
-        if (line.startsWith("VmHWM:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
+        if (line.startsWith(name + ':'))
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
     return -1;
 }
 
@@ -139,18 +140,21 @@ int main(int argc, char** argv)
     const qint64 pid = stationProcess.processId();
 
     long long ticksAtStart = 0;
+    long wakeupsAtStart = 0;
     QElapsedTimer window;
     QTimer::singleShot(warmup * 1000, &app, [&] {
         measuring = true;
         cpuTicks(pid, ticksAtStart);
+        wakeupsAtStart = statusField(pid, "voluntary_ctxt_switches");
         window.start();
     });
     QTimer::singleShot((warmup + seconds) * 1000, &app, [&] {
         measuring = false;
         long long ticksAtEnd = 0;
         cpuTicks(pid, ticksAtEnd);
+        const long wakeups = statusField(pid, "voluntary_ctxt_switches") - wakeupsAtStart;
         const double elapsed = static_cast<double>(window.nsecsElapsed()) / 1e9;
-        const long peak = peakKb(pid);
+        const long peak = statusField(pid, "VmHWM");
         const double tick = static_cast<double>(sysconf(_SC_CLK_TCK));
         const double charMs = 1000.0 / sim::kCharactersPerSecond;
         const double limitMs = 160 * charMs + 30 + 34 * charMs;
@@ -170,6 +174,9 @@ int main(int argc, char** argv)
         std::printf("station CPU: %.2f %% of one core over %.1f s; peak resident memory: %.1f MB\n",
                     100.0 * static_cast<double>(ticksAtEnd - ticksAtStart) / tick / elapsed, elapsed,
                     static_cast<double>(peak) / 1024.0);
+        // Each time the station sleeps and is woken costs a poll and a switch: the bulk of its CPU.
+        std::printf("station wakeups: %.0f a second (%.1f a cycle of one engine)\n", static_cast<double>(wakeups) / elapsed,
+                    static_cast<double>(wakeups) / std::max(1.0, static_cast<double>(all.size())));
         // The station's own view: from a whole reply in its buffer to the frame's write.
         stationProcess.waitForFinished(15000);
         std::printf("%s", stationProcess.readAllStandardOutput().constData());
