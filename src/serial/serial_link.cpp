@@ -94,7 +94,8 @@ SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
     for (std::size_t bin = 0; bin < s.delayHistogram.size(); ++bin) {
         const quint64 before = seen;
         seen += s.delayHistogram[bin];
-        const qint64 upper = static_cast<qint64>(bin + 1) * kDelayBinUs;
+        // A bin's upper edge, but never past the largest delay actually seen.
+        const qint64 upper = std::min(static_cast<qint64>(bin + 1) * kDelayBinUs, s.delayMaxUs);
         if (before < median && seen >= median)
             d.medianUs = upper;
         if (before < p99 && seen >= p99)

@@ -108,6 +108,12 @@ private slots:
             // Once the station listens, one frame answers each reply: the FADEC never repeats itself.
             QCOMPARE(rig.engine(n).timeouts(), s.timeoutsAtFirstFrame);
             QVERIFY(rig.link->repliesReceived(n) - rig.link->framesSent(n) <= 1); // the last may be pending
+            // The station's own delay figures: every frame counted, ordered, none below the 30 ms.
+            const auto d = rig.link->replyToFrameDelays(n);
+            QCOMPARE(d.count, rig.link->framesSent(n));
+            QVERIFY(d.medianUs >= 30000);
+            QVERIFY(d.medianUs <= d.p99Us);
+            QVERIFY(d.p99Us <= d.maxUs);
         }
     }
 
