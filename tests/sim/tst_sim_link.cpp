@@ -102,6 +102,21 @@ struct PtyEngine {
         r[18] = r[19] = r[20] = 2; // a quick start: 0.6 s, then the warm-up
         engine->model().setRegisters(r);
     }
+
+    // Starts the engine and opens its link as the station would, with a station end on it.
+    bool startWithStation()
+    {
+        if (!engine->start())
+            return false;
+        port = openPort(link);
+        if (!port)
+            return false;
+        station = std::make_unique<StationEnd>(port.get());
+        return true;
+    }
+
+    std::unique_ptr<QSerialPort> port;
+    std::unique_ptr<StationEnd> station;
 };
 
 QString programPath()
@@ -116,11 +131,9 @@ private slots:
     void replyIsAnsweredOverAPseudoTerminal()
     {
         PtyEngine e(false);
-        QVERIFY(e.engine->start());
+        QVERIFY(e.startWithStation());
         QVERIFY(QFileInfo(e.link).isSymLink());
-        auto port = openPort(e.link);
-        QVERIFY(port);
-        StationEnd station(port.get());
+        StationEnd& station = *e.station;
         QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
         QTRY_VERIFY_WITH_TIMEOUT(applied.size() >= 3, kWait);
         QVERIFY(station.record().ReplySeen == kSyncValue);
@@ -132,10 +145,8 @@ private slots:
     void engineStartsAndStopsThroughThePort()
     {
         PtyEngine e(false);
-        QVERIFY(e.engine->start());
-        auto port = openPort(e.link);
-        QVERIFY(port);
-        StationEnd station(port.get());
+        QVERIFY(e.startWithStation());
+        StationEnd& station = *e.station;
         QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 1, kWait);
         station.record().RunCommand = 1;
         station.record().PowerSetPoint = 80;
@@ -150,10 +161,8 @@ private slots:
     void outputIsPacedAtTheLineRate()
     {
         PtyEngine e(true);
-        QVERIFY(e.engine->start());
-        auto port = openPort(e.link);
-        QVERIFY(port);
-        StationEnd station(port.get());
+        QVERIFY(e.startWithStation());
+        StationEnd& station = *e.station;
         const int skip = 2; // the first replies may have waited in the line before the port opened
         const int measured = 10;
         // A real event loop while measuring: QTRY polls with sleeps that would delay the pacer.
@@ -174,10 +183,8 @@ private slots:
     {
         PtyEngine e(false);
         e.engine->setFrameTimeoutMs(200);
-        QVERIFY(e.engine->start());
-        auto port = openPort(e.link);
-        QVERIFY(port);
-        StationEnd station(port.get());
+        QVERIFY(e.startWithStation());
+        StationEnd& station = *e.station;
         station.answer = false;
         QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 3, kWait);
         QVERIFY(e.engine->timeouts() >= 2);
@@ -187,10 +194,8 @@ private slots:
     void noiseBeforeAFrameIsSkipped()
     {
         PtyEngine e(false);
-        QVERIFY(e.engine->start());
-        auto port = openPort(e.link);
-        QVERIFY(port);
-        StationEnd station(port.get());
+        QVERIFY(e.startWithStation());
+        StationEnd& station = *e.station;
         station.answer = false;
         QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 1, kWait);
         QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
@@ -198,7 +203,7 @@ private slots:
         const SendOutcome out = composeFrame(station.tables, 0, true);
         const QByteArray frame(out.bytes.data(), qsizetype(out.bytes.size()));
         const QByteArray noise("\x13" "ab\r\nzz\xff", 8);
-        port->write(noise + frame);
+        e.port->write(noise + frame);
         QVERIFY(applied.wait(kWait));
         QCOMPARE(applied.first().first().toByteArray(), frame);
         QCOMPARE(e.engine->discardedBytes(), int(noise.size()));
