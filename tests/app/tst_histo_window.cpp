@@ -13,7 +13,6 @@
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QStringListModel>
 #include <QTemporaryDir>
@@ -25,6 +24,7 @@
 using namespace tarvek;
 using tarvek::test::readBytes;
 using tarvek::test::writeBytes;
+using tarvek::test::pdfPageCount;
 
 namespace {
 
@@ -34,16 +34,6 @@ QByteArray journal(int lines)
     for (int i = 1; i <= lines; ++i)
         bytes += "  12:00:00    23/11/2026    000    event " + QByteArray::number(i) + "\r\n";
     return bytes;
-}
-
-int pdfPageCount(const QString& path)
-{
-    const QString text = QString::fromLatin1(readBytes(path));
-    static const QRegularExpression page(QStringLiteral("/Type\\s*/Page(?![a-zA-Z])"));
-    int count = 0;
-    for (auto it = page.globalMatch(text); it.hasNext(); it.next())
-        ++count;
-    return count;
 }
 
 // Everything a history window needs, on a temporary folder.

@@ -7,7 +7,6 @@
 #include <QFile>
 #include <QPdfWriter>
 #include <QPrinter>
-#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -15,6 +14,7 @@
 using namespace tarvek;
 using tarvek::test::readBytes;
 using tarvek::test::writeBytes;
+using tarvek::test::pdfPageCount;
 
 namespace {
 
@@ -33,17 +33,6 @@ QStringList listRows(int journalLines)
     for (int i = 1; i <= journalLines; ++i)
         rows << QStringLiteral("  entry %1").arg(i);
     return rows;
-}
-
-// Page objects of a PDF file ("/Type /Page", not the "/Type /Pages" tree node).
-int pdfPageCount(const QString& path)
-{
-    const QString text = QString::fromLatin1(readBytes(path));
-    static const QRegularExpression page(QStringLiteral("/Type\\s*/Page(?![a-zA-Z])"));
-    int count = 0;
-    for (auto it = page.globalMatch(text); it.hasNext(); it.next())
-        ++count;
-    return count;
 }
 
 } // namespace
