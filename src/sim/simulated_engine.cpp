@@ -4,6 +4,10 @@
 
 namespace tarvek::sim {
 
+namespace {
+constexpr qint64 kHalfMillisecondNs = 500000;
+}
+
 SimulatedEngine::SimulatedEngine(int number, std::unique_ptr<Transport> transport,
                                  std::uint32_t seed, QObject* parent)
     : QObject(parent), number_(number), model_(seed), transport_(std::move(transport))
@@ -70,7 +74,7 @@ void SimulatedEngine::notePhase()
     }
 }
 
-void SimulatedEngine::sendReply()
+void SimulatedEngine::sendReply(qint64 lateNs)
 {
     awaitingFrame_ = false;
     if (!running_ || !transport_->isOpen())
@@ -91,6 +95,7 @@ void SimulatedEngine::sendReply()
         return;
     }
     lineTime_.start();
+    lineLateNs_ = lateNs;
     pacer_.setInterval(kPaceTickMs);
     pump();
 }
@@ -98,8 +103,9 @@ void SimulatedEngine::sendReply()
 void SimulatedEngine::pump()
 {
     // Character k starts k character-times after the first, so the rate is right on average
-    // whatever the tick jitter.
-    const qint64 elapsedNs = lineTime_.nsecsElapsed();
+    // whatever the tick jitter. Timers count whole milliseconds: a character due within half of
+    // one goes now, so the line is early as often as late instead of always late.
+    const qint64 elapsedNs = lineTime_.nsecsElapsed() + lineLateNs_ + kHalfMillisecondNs;
     const qsizetype due = std::min<qsizetype>(
         outgoing_.size(), 1 + static_cast<qsizetype>(elapsedNs * kCharactersPerSecond / 1000000000));
     if (due > sent_) {
@@ -113,7 +119,7 @@ void SimulatedEngine::pump()
     }
     // The last character leaves when it is due, not at the next tick after.
     const qint64 lastDueNs = (outgoing_.size() - 1) * qint64(1000000000) / kCharactersPerSecond;
-    const qint64 leftMs = (lastDueNs - lineTime_.nsecsElapsed() + 999999) / 1000000;
+    const qint64 leftMs = (lastDueNs - kHalfMillisecondNs - lineLateNs_ - lineTime_.nsecsElapsed() + 999999) / 1000000;
     const int next = static_cast<int>(std::clamp<qint64>(leftMs, 1, kPaceTickMs));
     if (pacer_.interval() != next || !pacer_.isActive())
         pacer_.start(next);
@@ -164,8 +170,15 @@ void SimulatedEngine::receive(const QByteArray& bytes)
             waitMs = std::max<qint64>(0, (lineNs - frameArrival_.nsecsElapsed() + 999999) / 1000000);
         }
         QTimer::singleShot(static_cast<int>(waitMs), Qt::PreciseTimer, this, [this] {
-            if (!sending() && !awaitingFrame_ && !frameTimeout_.isActive())
-                sendReply();
+            if (sending() || awaitingFrame_ || frameTimeout_.isActive())
+                return;
+            // The line started the reply when the frame ended, however late this timer fired.
+            qint64 lateNs = 0;
+            if (paced_ && frameArrival_.isValid()) {
+                const qint64 lineNs = qint64(kFrameLength) * 1000000000 / kCharactersPerSecond;
+                lateNs = std::clamp<qint64>(frameArrival_.nsecsElapsed() - lineNs, 0, qint64(kPaceTickMs) * 1000000);
+            }
+            sendReply(lateNs);
         });
     }
 }

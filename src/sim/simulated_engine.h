@@ -59,7 +59,8 @@ signals:
     void linkChanged(bool open);
 
 private:
-    void sendReply();
+    // lateNs: how long ago the line should have started this reply.
+    void sendReply(qint64 lateNs = 0);
     void pump();
     void finishReply();
     void receive(const QByteArray& bytes);
@@ -83,6 +84,7 @@ private:
     QElapsedTimer modelTime_;
     qint64 modelNsConsumed_ = 0;
     QElapsedTimer lineTime_;
+    qint64 lineLateNs_ = 0;
     QElapsedTimer frameArrival_; // first byte of the frame being received
     QTimer pacer_;
     QTimer frameTimeout_;

@@ -38,7 +38,7 @@ public:
     EngineTables tables;
     bool answer = true;
     int replies = 0;
-    std::vector<qint64> firstByteNs, lastByteNs;
+    std::vector<qint64> firstByteNs, lastByteNs, frameNs;
     std::vector<QByteArray> sent;
 
     LightEngineRecord& record() { return tables.at(0); }
@@ -66,6 +66,7 @@ private:
                 continue;
             sent.emplace_back(out.bytes.data(), qsizetype(out.bytes.size()));
             device_->write(sent.back());
+            frameNs.push_back(clock_.nsecsElapsed());
         }
     }
 
@@ -177,6 +178,31 @@ private slots:
         const double expected = 160.0 * kBitsPerCharacter * 1000.0 / kLineBaud; // 83.3 ms
         qInfo("paced reply: %.2f ms for 160 characters (line rate %.2f ms)", mean, expected);
         QVERIFY2(std::abs(mean - expected) <= expected * 0.05, qPrintable(QString::number(mean)));
+    }
+
+    void nextReplyWaitsForTheFrameToCrossTheLine()
+    {
+        PtyEngine e(true);
+        QVERIFY(e.startWithStation());
+        StationEnd& station = *e.station;
+        const int cycles = 8;
+        QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
+        while (station.replies < cycles + 2)
+            QVERIFY(applied.wait(kWait));
+        const double frameMs = kFrameLength * kBitsPerCharacter * 1000.0 / kLineBaud; // 17.7 ms
+        const double replyMs = kReplyLength * kBitsPerCharacter * 1000.0 / kLineBaud;
+        double sum = 0;
+        for (int i = 1; i <= cycles; ++i) {
+            // Frame i-1 answered reply i-1; reply i starts once the frame's last character is in.
+            const double gap = double(station.firstByteNs[std::size_t(i)] - station.frameNs[std::size_t(i - 1)]) / 1e6;
+            QVERIFY2(gap >= frameMs - 0.1, qPrintable(QString::number(gap)));
+            sum += double(station.firstByteNs[std::size_t(i + 1)] - station.firstByteNs[std::size_t(i)]) / 1e6;
+        }
+        // The station here answers at once, so a cycle is the two line times; a late timer in
+        // the engine must not stretch it.
+        const double mean = sum / cycles;
+        qInfo("cycle with an immediate answer: %.2f ms (line %.2f ms)", mean, frameMs + replyMs);
+        QVERIFY2(std::abs(mean - (frameMs + replyMs)) <= (frameMs + replyMs) * 0.05, qPrintable(QString::number(mean)));
     }
 
     void unansweredStatusIsRepeated()
