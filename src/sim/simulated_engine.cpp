@@ -6,7 +6,9 @@ namespace tarvek::sim {
 
 namespace {
 constexpr qint64 kHalfMillisecondNs = 500000;
-}
+// A frame's 34 characters on the line.
+constexpr qint64 kFrameLineNs = qint64(kFrameLength) * 1000000000 / kCharactersPerSecond;
+} // namespace
 
 SimulatedEngine::SimulatedEngine(int number, std::unique_ptr<Transport> transport,
                                  std::uint32_t seed, QObject* parent)
@@ -165,19 +167,15 @@ void SimulatedEngine::receive(const QByteArray& bytes)
         // On a real line the frame's 34 characters take 17.7 ms: the next reply cannot start before
         // the last of them has arrived.
         qint64 waitMs = 0;
-        if (paced_ && frameArrival_.isValid()) {
-            const qint64 lineNs = qint64(kFrameLength) * 1000000000 / kCharactersPerSecond;
-            waitMs = std::max<qint64>(0, (lineNs - frameArrival_.nsecsElapsed() + 999999) / 1000000);
-        }
+        if (paced_ && frameArrival_.isValid())
+            waitMs = std::max<qint64>(0, (kFrameLineNs - frameArrival_.nsecsElapsed() + 999999) / 1000000);
         QTimer::singleShot(static_cast<int>(waitMs), Qt::PreciseTimer, this, [this] {
             if (sending() || awaitingFrame_ || frameTimeout_.isActive())
                 return;
             // The line started the reply when the frame ended, however late this timer fired.
             qint64 lateNs = 0;
-            if (paced_ && frameArrival_.isValid()) {
-                const qint64 lineNs = qint64(kFrameLength) * 1000000000 / kCharactersPerSecond;
-                lateNs = std::clamp<qint64>(frameArrival_.nsecsElapsed() - lineNs, 0, qint64(kPaceTickMs) * 1000000);
-            }
+            if (paced_ && frameArrival_.isValid())
+                lateNs = std::clamp<qint64>(frameArrival_.nsecsElapsed() - kFrameLineNs, 0, qint64(kPaceTickMs) * 1000000);
             sendReply(lateNs);
         });
     }
