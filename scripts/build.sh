@@ -4,7 +4,10 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 "$root/scripts/deps.sh"
 build="${BUILD_DIR:-$root/build}"
-werror=OFF; [ -n "${CI:-}" ] && werror=ON
-cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}" \
-      -DTARVEK_WERROR="${TARVEK_WERROR:-$werror}" >/dev/null
+# Warnings are errors when asked for (CI asks); otherwise the build keeps what it was configured
+# with, so the test and demo commands share one build instead of rebuilding for each other.
+options=(-DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}")
+[ -n "${CI:-}" ] && options+=(-DTARVEK_WERROR=ON)
+[ -n "${TARVEK_WERROR:-}" ] && options+=(-DTARVEK_WERROR="$TARVEK_WERROR")
+cmake -S "$root" -B "$build" -G Ninja "${options[@]}" >/dev/null
 cmake --build "$build" -j "$(nproc)"
