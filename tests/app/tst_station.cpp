@@ -22,6 +22,18 @@ bool waitStartedUp(Station& s)
     QSignalSpy done(&s, &Station::startupFinished);
     return done.wait(kWaitMs);
 }
+
+// A station on a fresh folder, loaded; start() waits for its start-up to finish.
+struct Started {
+    QTemporaryDir dir;
+    ManualClock clock;
+    Station s{dir.path(), {}, clock};
+    bool start()
+    {
+        s.load();
+        return waitStartedUp(s);
+    }
+};
 } // namespace
 
 class StationTest : public QObject {
@@ -98,11 +110,9 @@ private slots:
     {
         QFETCH(int, code);
         QFETCH(QString, text);
-        QTemporaryDir dir;
-        ManualClock clock;
-        Station s(dir.path(), {}, clock);
-        s.load();
-        QVERIFY(waitStartedUp(s));
+        Started started;
+        QVERIFY(started.start());
+        Station& s = started.s;
         QCOMPARE(s.faultText(code), text);
         QVERIFY_THROWS_EXCEPTION(std::out_of_range, s.faultText(66));
         QCOMPARE(s.portEventTexts()[0], QString("A break interrupt signal was received"));
@@ -139,11 +149,9 @@ private slots:
         QFETCH(QString, caption);
         QFETCH(bool, functions);
         QFETCH(bool, quit);
-        QTemporaryDir dir;
-        ManualClock clock;
-        Station s(dir.path(), {}, clock);
-        s.load();
-        QVERIFY(waitStartedUp(s));
+        Started started;
+        QVERIFY(started.start());
+        Station& s = started.s;
         SoftwareSettings opts = s.software();
         opts.userModeOption = userOption;
         opts.serviceModeOption = serviceOption;
@@ -163,11 +171,9 @@ private slots:
 
     void wrongPasswordKeepsTheModeItFound()
     {
-        QTemporaryDir dir;
-        ManualClock clock;
-        Station s(dir.path(), {}, clock);
-        s.load();
-        QVERIFY(waitStartedUp(s));
+        Started started;
+        QVERIFY(started.start());
+        Station& s = started.s;
         QVERIFY(s.logIn("dolphin"));
         QSignalSpy changed(&s, &Station::modeChanged);
         QVERIFY(!s.logIn("harvest"));
@@ -204,11 +210,9 @@ private slots:
     void serviceModeTimesOutToUserMode()
     {
         QFETCH(int, limit);
-        QTemporaryDir dir;
-        ManualClock clock;
-        Station s(dir.path(), {}, clock);
-        s.load();
-        QVERIFY(waitStartedUp(s));
+        Started started;
+        QVERIFY(started.start());
+        Station& s = started.s;
         SoftwareSettings opts = s.software();
         opts.serviceTimeOut = limit;
         opts.userModeOption = false;
@@ -242,11 +246,9 @@ private slots:
 
     void quitAsksAndNoKeepsRunning()
     {
-        QTemporaryDir dir;
-        ManualClock clock;
-        Station s(dir.path(), {}, clock);
-        s.load();
-        QVERIFY(waitStartedUp(s));
+        Started started;
+        QVERIFY(started.start());
+        Station& s = started.s;
         QSignalSpy asked(&s, &Station::question);
         QSignalSpy finished(&s, &Station::finished);
         s.requestQuit();
