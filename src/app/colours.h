@@ -6,7 +6,8 @@
 
 namespace tarvek::colours {
 
-inline QColor started() { return QColor(128, 255, 128); }   // a started engine; a live link "yes"
+inline QColor started() { return QColor(128, 255, 128); }   // a started engine
+inline QColor linkYes() { return QColor(0, 255, 0); }        // a link indicator "yes": a frame went out
 inline QColor qthOn() { return QColor(255, 192, 128); }     // QTH lamps on
 inline QColor connected() { return QColor(128, 128, 255); } // a connected port (0xFF8080 as BGR)
 inline QColor idle() { return QColor(192, 192, 192); }      // an idle status picture

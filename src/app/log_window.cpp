@@ -38,6 +38,11 @@ const QString kNoValue = QStringLiteral("---");
 LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), station_(station)
 {
     setObjectName(QStringLiteral("Log"));
+    // Every timer and port belongs to the main window: a search by name from `Log` finds them.
+    if (!station_.parent()) {
+        station_.setParent(this);
+        hosted_ = &station_;
+    }
     setWindowTitle(station_.title());
     buildMenus();
     buildCentral();
@@ -76,7 +81,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     connect(&station_, &Station::portIndicatorChanged, this, [this](int engine, bool active) {
         QLabel* l = engines_.at(static_cast<std::size_t>(engine - 1)).link;
         l->setText(active ? QStringLiteral("yes") : QStringLiteral("no"));
-        colours::paint(l, active ? colours::started() : QColor());
+        colours::paint(l, active ? colours::linkYes() : QColor());
     });
     connect(&station_, &Station::engineStatusChanged, this, &LogWindow::refreshEngine);
     connect(&station_, &Station::softwareSettingsChanged, this, &LogWindow::refreshDisplay);
@@ -96,7 +101,12 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     station_.load();
 }
 
-LogWindow::~LogWindow() = default;
+LogWindow::~LogWindow()
+{
+    // The window only hosts the station; whoever made it destroys it.
+    if (hosted_ && hosted_->parent() == this)
+        hosted_->setParent(nullptr);
+}
 
 QObject* LogWindow::control(const QString& name) const
 {

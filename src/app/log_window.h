@@ -164,6 +164,7 @@ private:
     };
     std::array<EngineWidgets, kEngines> engines_{};
 
+    QPointer<Station> hosted_; // the station, while it hangs under this window for lookups by name
     QPointer<SoftwareSettingsForm> settingsForm_;
     QPointer<ConfigurationRS232> portsForm_;
     QPointer<HistoWindow> histo_;

@@ -17,6 +17,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSerialPort>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QTemporaryDir>
@@ -128,6 +129,11 @@ private slots:
                                  "CommHalOperator", "StartAllLE", "StopAllLE", "SelectedEngine", "Label9",
                                  "QuitteProg"})
             QVERIFY2(f.get<QWidget>(name), name);
+        // Timers and ports are found by name from the main window too.
+        for (const char* name : {"Timer1", "Timer8", "Timer12", "Timer21", "Timer26", "Timer44", "Timer57", "Timer62"})
+            QVERIFY2(f.window->findChild<QTimer*>(name), name);
+        for (int k = 1; k <= 6; ++k)
+            QVERIFY(f.window->findChild<QSerialPort*>(QString("MSComm%1").arg(k)));
     }
 
     void menuHasEveryEntry_data()
@@ -395,7 +401,7 @@ private slots:
         QCOMPARE(f.get<QLabel>("LE3Power")->text(), QString("900 We"));
         QCOMPARE(f.get<QLabel>("LE3Fault")->text(), QString("Motor M - speed > 4,000 RPM "));
         QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("yes"));
-        QCOMPARE(colours::background(f.get<QLabel>("Label30_2")), colours::started());
+        QCOMPARE(colours::background(f.get<QLabel>("Label30_2")), QColor(0, 255, 0));
         QVERIFY(colours::background(f.get<QLabel>("LE3Status")) != colours::idle());
         QCOMPARE(f.get<QLabel>("LE2Mat")->text(), QString("---"));
 
