@@ -49,6 +49,10 @@ void LogWindow::wireLink()
             &LogWindow::openPortConfiguration);
     setWired(QStringLiteral("ConfigurePorts"));
 
+    connect(&station_, &Station::alarmCaptionChanged, this, [this](const QString& menu, const QString& caption) {
+        if (QAction* a = action(menu))
+            a->setText(caption);
+    });
     connect(&station_, &Station::linkLossWarning, this,
             [this](int, const QString& caption, const QStringList& lines) { showLoss(caption, lines); });
 }

@@ -54,6 +54,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
             appendDiscovery(line);
     });
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
+    connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
     connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
         emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
     });
@@ -193,6 +194,29 @@ void Station::reportLoss(int engine)
     emit linkLossWarning(engine, QStringLiteral(" Warning !"),
                          {QStringLiteral("No communication with machine"), QStringLiteral("         System!"),
                           clock_.dateText() + QStringLiteral(" / ") + clock_.timeText()});
+}
+
+void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
+{
+    // A parameter block carries registers, not readings.
+    if (!outcome.good || outcome.replyType == 2)
+        return;
+    alarms_.setLimits(settings_.shtSetPoint, settings_.lfcSlider[1]);
+    for (const AlarmChange& change : alarms_.judge(slot - 1, tables_.at(slot - 1))) {
+        const bool sht = change.alarm == ReplyAlarm::Sht;
+        if (change.holds) {
+            const QString text = QStringLiteral("LE%1").arg(slot) +
+                                 (sht ? QStringLiteral("  Alarm SHT (FADEC) ") : QStringLiteral("  Alarm LFC "));
+            appendEvent(text);
+            history_->append(QStringLiteral("0"), text);
+        }
+        const bool marked = alarms_.holdsAnywhere(change.alarm);
+        if (sht)
+            emit alarmCaptionChanged(QStringLiteral("mnuAlarmPlateau"), marked ? QStringLiteral("SHT (FADEC and PC) *")
+                                                                             : QStringLiteral(" SHT (FADEC and PC)"));
+        else
+            emit alarmCaptionChanged(QStringLiteral("mnuAlarmLFC"), marked ? QStringLiteral("LFC *") : QStringLiteral(" LFC"));
+    }
 }
 
 bool Station::logIn(const QString& password)

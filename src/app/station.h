@@ -4,6 +4,7 @@
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
 #include "operation/fault_texts.h"
+#include "operation/reply_alarms.h"
 #include "protocol/engine.h"
 #include "recording/clock.h"
 #include "recording/history.h"
@@ -163,6 +164,8 @@ signals:
     void portsRequested();
     // An engine stopped answering: the BoiteDialogue warning, shown once per loss.
     void linkLossWarning(int engine, const QString& caption, const QStringList& lines);
+    // An alarm menu's caption: "*" while the alarm holds on some engine.
+    void alarmCaptionChanged(const QString& menu, const QString& caption);
     void startupFinished();
     // Quitting: every timer of the station has stopped; windows close themselves on this.
     void quitting();
@@ -174,6 +177,7 @@ private:
     void openLink();
     void watchdogTick();
     void reportLoss(int engine);
+    void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void serviceTick();
     void serviceNotice();
     void enterUserMode();
@@ -188,6 +192,7 @@ private:
     PortDiscovery* portDiscovery_ = nullptr;
     LinkWatchdog* watchdog_ = nullptr;
     History* history_ = nullptr;
+    ReplyAlarms alarms_;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

@@ -203,7 +203,9 @@ void FadecModel::step(int ms)
     else if (phase_ == 5)
         lpcTarget = 45.0 + 0.6 * power_;
     follow(lpc_, lpcTarget, lampOn ? 0.5 : 0.2, s);
-    follow(lfc_, phase_ == 5 ? 12.0 + 0.15 * power_ : 0.25 * lpc_, 0.5, s);
+    // The light feedback builds up during the warm-up, so a lamp that reaches phase 5 is above the
+    // station's default LFC alarm limit of 30.
+    follow(lfc_, (phase_ == 4 || phase_ == 5) ? 35.0 + 0.3 * power_ : 0.25 * lpc_, 0.5, s);
     vis_ = 0.8 * lpc_;
     follow(ir_, 0.5 * lpc_ + (qth_ ? 40.0 : 0.0), 0.7, s);
 

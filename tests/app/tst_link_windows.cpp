@@ -14,6 +14,7 @@
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -165,6 +166,18 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(rig.window->statusBar()->currentMessage(), QString("No reply from any light engine"), 10000);
         rig.engines.model(2).setSilent(false);
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->statusBar()->currentMessage().isEmpty(), 10000);
+    }
+
+    void shtAlarmMarksItsMenu()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start());
+        QCOMPARE(rig.window->action("mnuAlarmPlateau")->text(), QString("SHT (FADEC and PC)"));
+        rig.station->settings().shtSetPoint = 10; // below the engines' room temperature
+        QTRY_COMPARE_WITH_TIMEOUT(rig.window->action("mnuAlarmPlateau")->text(), QString("SHT (FADEC and PC) *"), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QListWidget>("List4")->count() >= 6, 10000);
+        rig.station->settings().shtSetPoint = 90;
+        QTRY_COMPARE_WITH_TIMEOUT(rig.window->action("mnuAlarmPlateau")->text(), QString(" SHT (FADEC and PC)"), 10000);
     }
 
     void historyWindowOpensFromTheMenu()

@@ -85,6 +85,30 @@ private slots:
             QVERIFY(!rig.station->linkLost[static_cast<std::size_t>(i)]);
     }
 
+    void shtAlarmIsListedOnceAndMarksItsMenu()
+    {
+        StationRig rig;
+        // A set-point below the room temperature of the simulated engines: every engine alarms.
+        test::writeBytes(rig.engines.folder + "/SHTConsigne.ini", "10\r\n");
+        QSignalSpy captions(rig.station.get(), &Station::alarmCaptionChanged);
+        rig.station->load();
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->events().filter("Alarm SHT").size(), 6, 10000);
+        for (int k = 1; k <= 6; ++k) {
+            QVERIFY(rig.station->events().contains(QString("LE%1  Alarm SHT (FADEC) ").arg(k)));
+            QCOMPARE(rig.historyLines(QString("LE%1  Alarm SHT (FADEC) ").arg(k)), 1);
+        }
+        QVERIFY(!captions.isEmpty());
+        QCOMPARE(captions.last().at(0).toString(), QString("mnuAlarmPlateau"));
+        QCOMPARE(captions.last().at(1).toString(), QString("SHT (FADEC and PC) *"));
+        QTest::qWait(1000); // the alarm holds: nothing more is listed
+        QCOMPARE(rig.station->events().filter("Alarm").size(), 6);
+
+        rig.station->settings().shtSetPoint = 90;
+        QTRY_COMPARE_WITH_TIMEOUT(captions.last().at(1).toString(), QString(" SHT (FADEC and PC)"), 10000);
+        QCOMPARE(rig.station->events().filter("Alarm").size(), 6);
+        QCOMPARE(rig.historyLines("Alarm LFC"), 0);
+    }
+
     void quitClosesEveryPort()
     {
         StationRig rig;

@@ -1,0 +1,69 @@
+// The SHT and LFC alarms judged from replies: limits, the running phase, and changes only.
+#include "operation/reply_alarms.h"
+#include "test_registry.h"
+
+#include <QTest>
+
+using namespace tarvek;
+
+namespace {
+LightEngineRecord reading(int phase, int sht, int lfc)
+{
+    LightEngineRecord r;
+    r.Phase = static_cast<std::uint8_t>(phase);
+    r.reported[pos::Sht] = static_cast<std::int16_t>(sht);
+    r.reported[pos::Lfc] = static_cast<std::int16_t>(lfc);
+    return r;
+}
+} // namespace
+
+class ReplyAlarmsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void shtAboveItsSetPointInAnyPhase()
+    {
+        ReplyAlarms alarms;
+        alarms.setLimits(40, 30);
+        QVERIFY(alarms.judge(0, reading(0, 40, 0)).empty()); // at the set-point: no alarm
+        const auto begun = alarms.judge(0, reading(0, 41, 0));
+        QCOMPARE(begun.size(), std::size_t(1));
+        QVERIFY(begun[0].alarm == ReplyAlarm::Sht && begun[0].holds);
+        QVERIFY(alarms.judge(0, reading(3, 45, 0)).empty()); // still held: nothing new
+        QVERIFY(alarms.holds(0, ReplyAlarm::Sht));
+        QVERIFY(!alarms.holds(1, ReplyAlarm::Sht));
+        const auto cleared = alarms.judge(0, reading(0, 39, 0));
+        QCOMPARE(cleared.size(), std::size_t(1));
+        QVERIFY(cleared[0].alarm == ReplyAlarm::Sht && !cleared[0].holds);
+    }
+
+    void lfcBelowItsLowLimitOnlyWhileTheLampRuns()
+    {
+        ReplyAlarms alarms;
+        alarms.setLimits(40, 30);
+        QVERIFY(alarms.judge(2, reading(4, 20, 10)).empty()); // warming up: the feedback is still low
+        const auto begun = alarms.judge(2, reading(5, 20, 29));
+        QCOMPARE(begun.size(), std::size_t(1));
+        QVERIFY(begun[0].alarm == ReplyAlarm::Lfc && begun[0].holds);
+        QVERIFY(alarms.holdsAnywhere(ReplyAlarm::Lfc));
+        QVERIFY(!alarms.holdsAnywhere(ReplyAlarm::Sht));
+        // Leaving phase 5 ends it as surely as a good level does.
+        const auto cleared = alarms.judge(2, reading(6, 20, 5));
+        QCOMPARE(cleared.size(), std::size_t(1));
+        QVERIFY(!cleared[0].holds);
+        QVERIFY(alarms.judge(2, reading(5, 20, 30)).empty());
+    }
+
+    void bothAtOnceAndLimitsFromSettings()
+    {
+        ReplyAlarms alarms;
+        alarms.setLimits(60, 50);
+        QVERIFY(alarms.judge(5, reading(5, 55, 55)).empty());
+        const auto both = alarms.judge(5, reading(5, 61, 49));
+        QCOMPARE(both.size(), std::size_t(2));
+        QVERIFY(alarms.holds(5, ReplyAlarm::Sht) && alarms.holds(5, ReplyAlarm::Lfc));
+        QVERIFY_THROWS_EXCEPTION(std::out_of_range, alarms.judge(6, reading(5, 0, 0)));
+    }
+};
+
+TARVEK_TEST(ReplyAlarmsTest)
+#include "tst_reply_alarms.moc"
