@@ -38,10 +38,6 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         *link_, [this](int slot) { return software_.linkSupervision.at(static_cast<std::size_t>(slot - 1)); }, this);
     connect(link_, &SerialLink::linkIndicator, this, &Station::setPortIndicator);
     connect(link_, &SerialLink::statusText, this, &Station::showStatus);
-    connect(link_, &SerialLink::portOpenFailed, this, [this](int slot, const QString& reason) {
-        appendEvent(QStringLiteral("%1 / %2  COM%3 - not opened: %4")
-                        .arg(clock_.dateText(), clock_.timeText()).arg(slot).arg(reason));
-    });
     connect(link_, &SerialLink::portEvent, this, [this](int slot, int entry) {
         appendEvent(QStringLiteral("%1 / %2  COM%3 - %4")
                         .arg(clock_.dateText(), clock_.timeText())
