@@ -70,8 +70,9 @@ Station::~Station() = default;
 
 QString Station::title() const
 {
-    return QStringLiteral("  Tarvek Light Engine Control (RS232)         (PC version ") + version_ +
-           QStringLiteral(")");
+    // The version is a constant: the title shows it even before the start-up step has run.
+    return QStringLiteral("  Tarvek Light Engine Control (RS232)         (PC version ") +
+           QString::fromLatin1(kVersion) + QStringLiteral(")");
 }
 
 QString Station::faultText(int code) const

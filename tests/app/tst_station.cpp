@@ -61,6 +61,7 @@ private slots:
         });
         connect(&s, &Station::startupFinished, this, [&] { order << "done"; });
 
+        QVERIFY(s.title().endsWith(" 1.08G)")); // a window made before the start-up shows it too
         auto* timer1 = s.findChild<QTimer*>("Timer1");
         QVERIFY(timer1);
         QVERIFY(!timer1->isActive());
