@@ -1,5 +1,6 @@
 #include "serial/serial_link.h"
 
+#include "serial/port_events.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
@@ -24,10 +25,11 @@ QTimer* makeTimer(QObject* parent, const QString& name, int intervalMs)
 int portEventEntry(QSerialPort::SerialPortError error)
 {
     switch (error) {
-    case QSerialPort::ReadError: return 5;     // "Data was lost"
-    case QSerialPort::WriteError: return 8;    // "Send buffer overload"
-    case QSerialPort::TimeoutError: return 3;  // "Reception signal timerout"
-    case QSerialPort::ResourceError: return 9; // the device went away under the port
+    case QSerialPort::ReadError: return static_cast<int>(PortEvent::Overrun);
+    case QSerialPort::WriteError: return static_cast<int>(PortEvent::TransmitFull);
+    case QSerialPort::TimeoutError: return static_cast<int>(PortEvent::DataSetReadyTimeout);
+    // The device went away under the port.
+    case QSerialPort::ResourceError: return static_cast<int>(PortEvent::ControlBlockError);
     default: return -1;
     }
 }
