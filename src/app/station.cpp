@@ -1,5 +1,7 @@
 #include "app/station.h"
 
+#include "recording/named_timer.h"
+
 #include <QDir>
 
 #include <algorithm>
@@ -8,26 +10,15 @@
 
 namespace tarvek {
 
-namespace {
-QTimer* makeTimer(QObject* parent, const char* name, int interval, bool singleShot)
-{
-    auto* t = new QTimer(parent);
-    t->setObjectName(QString::fromLatin1(name));
-    t->setInterval(interval);
-    t->setSingleShot(singleShot);
-    return t;
-}
-} // namespace
-
 Station::Station(const QString& folder, const QString& loginFile, Clock& clock, QObject* parent)
     : QObject(parent), clock_(clock), files_(folder, loginFile)
 {
     setObjectName(QStringLiteral("Station"));
     files_.setParent(this);
-    timer1_ = makeTimer(this, "Timer1", shell_timing::kStartupMs, true);
-    timer8_ = makeTimer(this, "Timer8", shell_timing::kServiceTickMs, false);
-    timer9_ = makeTimer(this, "Timer9", shell_timing::kServiceNoticeMs, true);
-    timer12_ = makeTimer(this, "Timer12", shell_timing::kDisplayMs, false);
+    timer1_ = namedTimer(this, QStringLiteral("Timer1"), shell_timing::kStartupMs, true);
+    timer8_ = namedTimer(this, QStringLiteral("Timer8"), shell_timing::kServiceTickMs, false);
+    timer9_ = namedTimer(this, QStringLiteral("Timer9"), shell_timing::kServiceNoticeMs, true);
+    timer12_ = namedTimer(this, QStringLiteral("Timer12"), shell_timing::kDisplayMs, false);
     connect(timer1_, &QTimer::timeout, this, &Station::startUp);
     connect(timer12_, &QTimer::timeout, this, &Station::watchdogTick);
 

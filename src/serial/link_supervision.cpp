@@ -1,26 +1,17 @@
 #include "serial/link_supervision.h"
 
+#include "recording/named_timer.h"
 #include "serial/serial_link.h"
 
 namespace tarvek {
 
 using namespace supervision_timing;
 
-namespace {
-QTimer* oneShot(QObject* parent, const char* name, int ms)
-{
-    auto* t = new QTimer(parent);
-    t->setObjectName(QString::fromLatin1(name));
-    t->setSingleShot(true);
-    t->setInterval(ms);
-    return t;
-}
-} // namespace
-
 PortDiscovery::PortDiscovery(SerialLink& link, QObject* parent)
-    : QObject(parent), link_(link), pass_(oneShot(this, "Timer57", kFirstPassMs)),
-      reactivate_(oneShot(this, "Timer58", kReactivateMs)), retest_(oneShot(this, "Timer59", kRetestMs)),
-      normal_(oneShot(this, "Timer60", kNextPassMs))
+    : QObject(parent), link_(link), pass_(namedTimer(this, QStringLiteral("Timer57"), kFirstPassMs)),
+      reactivate_(namedTimer(this, QStringLiteral("Timer58"), kReactivateMs)),
+      retest_(namedTimer(this, QStringLiteral("Timer59"), kRetestMs)),
+      normal_(namedTimer(this, QStringLiteral("Timer60"), kNextPassMs))
 {
     connect(pass_, &QTimer::timeout, this, &PortDiscovery::pass);
     connect(reactivate_, &QTimer::timeout, this, &PortDiscovery::reactivate);

@@ -1,5 +1,6 @@
 #include "serial/serial_link.h"
 
+#include "recording/named_timer.h"
 #include "serial/port_events.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
@@ -11,15 +12,6 @@ using namespace link_timing;
 namespace {
 constexpr int kLinkCountdownStart = 60;
 constexpr qint64 kDelayBinUs = 25;
-
-QTimer* makeTimer(QObject* parent, const QString& name, int intervalMs)
-{
-    auto* t = new QTimer(parent);
-    t->setObjectName(name);
-    t->setSingleShot(true);
-    t->setInterval(intervalMs);
-    return t;
-}
 } // namespace
 
 int portEventEntry(QSerialPort::SerialPortError error)
@@ -46,16 +38,16 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
         connect(s.port, &QSerialPort::errorOccurred, this,
                 [this, k](QSerialPort::SerialPortError e) { onPortError(k, e); });
 
-        s.sender = makeTimer(this, QStringLiteral("Timer%1").arg(20 + k), kSenderDelayMs);
+        s.sender = namedTimer(this, QStringLiteral("Timer%1").arg(20 + k), kSenderDelayMs);
         s.sender->setTimerType(Qt::PreciseTimer);
         connect(s.sender, &QTimer::timeout, this, [this, k] { onSenderTick(k); });
 
-        s.indicator = makeTimer(this, QStringLiteral("Timer%1").arg(29 + k), kIndicatorHoldMs);
+        s.indicator = namedTimer(this, QStringLiteral("Timer%1").arg(29 + k), kIndicatorHoldMs);
         connect(s.indicator, &QTimer::timeout, this, [this, k] { emit linkIndicator(k, false); });
     }
-    captionTimer_ = makeTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
+    captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
-    supervision_ = makeTimer(this, QStringLiteral("Timer44"), kReplySupervisionMs);
+    supervision_ = namedTimer(this, QStringLiteral("Timer44"), kReplySupervisionMs);
     connect(supervision_, &QTimer::timeout, this, &SerialLink::repliesStopped);
     loadForm();
 }
