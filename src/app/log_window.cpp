@@ -565,6 +565,8 @@ void LogWindow::updatePortLabels()
         QString tip = link.deviceName(i + 1);
         if (link.portOpen(i + 1))
             tip += QStringLiteral(" (open)");
+        else if (link.reconnecting(i + 1))
+            tip += QStringLiteral("\nlost, opened again as soon as it is back: ") + link.openError(i + 1);
         else if (!link.openError(i + 1).isEmpty())
             tip += QStringLiteral("\nnot open: ") + link.openError(i + 1);
         engines_[k].port->setToolTip(tip);

@@ -53,6 +53,13 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
             portDiscovery_->stop();
     });
     connect(link_, &SerialLink::configurationSaved, portDiscovery_, &PortDiscovery::start);
+    connect(link_, &SerialLink::portOpened, portDiscovery_, &PortDiscovery::confirmWhenOpened);
+    connect(link_, &SerialLink::portLost, this, [this](int slot, const QString& device, const QString& reason) {
+        journalLink(QStringLiteral("Port lost LE%1 (%2): %3").arg(slot).arg(device, reason));
+    });
+    connect(link_, &SerialLink::portRestored, this, [this](int slot, const QString& device) {
+        journalLink(QStringLiteral("Port back LE%1 (%2)").arg(slot).arg(device));
+    });
     connect(timer8_, &QTimer::timeout, this, &Station::serviceTick);
     connect(timer9_, &QTimer::timeout, this, &Station::serviceNotice);
 }
@@ -174,6 +181,12 @@ void Station::watchdogTick()
     watchdog_->tick();
     for (int k = 1; k <= kEngines; ++k)
         linkLost[static_cast<std::size_t>(k - 1)] = watchdog_->linkLost(k);
+}
+
+void Station::journalLink(const QString& text)
+{
+    appendEvent(clock_.dateText() + QStringLiteral(" / ") + clock_.timeText() + QStringLiteral("  ") + text);
+    history_->append(QStringLiteral("0"), text);
 }
 
 void Station::reportLoss(int engine)

@@ -177,6 +177,8 @@ private:
     void openLink();
     void watchdogTick();
     void reportLoss(int engine);
+    // One List4 line and one history line for a port that went away or came back.
+    void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void serviceTick();
     void serviceNotice();

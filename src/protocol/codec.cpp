@@ -89,6 +89,7 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
     ReplyOutcome out;
     r.rawReply.assign(reply);
     const bool full = reply.size() >= static_cast<std::size_t>(kReplyLength);
+    bool syncRead = false;
     for (int k = 0; k < kReplyFields; ++k) {
         std::optional<long> value;
         long fast = 0;
@@ -101,6 +102,8 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
             continue;
         }
         const auto v16 = static_cast<std::int16_t>(*value);
+        if (k == pos::Sync)
+            syncRead = true;
         r.frame[static_cast<std::size_t>(k)] = static_cast<std::uint16_t>(v16);
         r.reported[static_cast<std::size_t>(k)] = v16;
     }
@@ -108,7 +111,9 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
     for (std::size_t k = 0; k < kReplyFields; ++k)
         r.lastReceived[k] = static_cast<std::uint8_t>(r.frame[k] & 0xFF);
 
-    out.good = r.frame[pos::Sync] == kSyncValue;
+    // The synchronisation value must be in this reply: noise in its field keeps the last 123 in
+    // the buffer, but the reply is not good for that.
+    out.good = syncRead && r.frame[pos::Sync] == kSyncValue;
     r.ReplySeen = out.good ? static_cast<std::uint8_t>(kSyncValue) : 0;
 
     r.ReplyType = static_cast<std::uint8_t>(r.frame[pos::ReplyType]);

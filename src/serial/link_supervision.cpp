@@ -45,8 +45,10 @@ void PortDiscovery::pass()
         auto& retries = retries_[static_cast<std::size_t>(k - 1)];
         bool isActive = link_.portOpen(k);
         QString mark;
-        // Nothing at all has come in: the engine may still be waking up, so it gets some passes.
-        if (isActive && link_.firstByte(k) < 0) {
+        // No whole reply yet (nothing at all, or a reply still arriving): the engine may still be
+        // waking up, so it gets some passes. What came before its first good reply and was no
+        // reply at all is judged below.
+        if (isActive && !link_.answered(k) && !link_.noiseBeforeAnswer(k)) {
             mark = QStringLiteral(" <---  ? ");
             if (retries < kSilentPassLimit) {
                 ++retries;
@@ -64,23 +66,46 @@ void PortDiscovery::pass()
                     .arg(mark));
     }
     bool droppedAny = false;
+    bool undecided = false;
     for (int k = 1; k <= 6; ++k) {
-        // Still active without a good last reply: whatever answers there is not an engine.
-        if (!active[static_cast<std::size_t>(k - 1)] || link_.tables().at(k - 1).ReplySeen == kSyncValue)
+        // A port that has answered once is the watchdog's alone.
+        if (link_.answered(k))
             continue;
+        if (!active[static_cast<std::size_t>(k - 1)]) {
+            undecided = undecided || link_.portOpen(k);
+            continue;
+        }
         droppedAny = true;
-        link_.stopSenders();
+        link_.sender(k)->stop();
         link_.closeSlot(k);
         link_.setDropped(k, true);
         addLine(QStringLiteral(" Cancelled ComX i=%1").arg(k));
         emit portDropped(k);
     }
     emit linesChanged(lines_);
-    // After a drop the re-activation chain leads to the next pass; otherwise normal operation does.
+    // After a drop the re-activation chain leads to the next pass; while a port is still silent
+    // the passes go on; once every open port is confirmed or dropped, discovery steps aside.
     if (droppedAny)
         reactivate_->start();
-    else
+    else if (undecided)
         normal_->start();
+    else
+        emit finished();
+}
+
+bool PortDiscovery::running() const
+{
+    for (const QTimer* t : {pass_, reactivate_, retest_, normal_})
+        if (t->isActive())
+            return true;
+    return false;
+}
+
+void PortDiscovery::confirmWhenOpened(int slot)
+{
+    // A port that opens later (its device came back, or was plugged in) is confirmed like the others.
+    if (!link_.answered(slot) && !running())
+        pass_->start(kFirstPassMs);
 }
 
 void PortDiscovery::reactivate()

@@ -17,7 +17,7 @@ namespace supervision_timing {
 inline constexpr int kFirstPassMs = 1500;   // Timer57 after the ports open: time for first replies
 inline constexpr int kReactivateMs = 500;   // Timer58
 inline constexpr int kRetestMs = 1500;      // Timer59
-inline constexpr int kNextPassMs = 1000;    // Timer60: one pass a second in normal operation
+inline constexpr int kNextPassMs = 1000;    // Timer60: one pass a second while a port is undecided
 inline constexpr int kWatchdogTickMs = 200; // Timer12: 25 silent ticks declare a loss in 5 s
 inline constexpr int kSilentPassLimit = 15;
 inline constexpr int kNoReplyLimit = 25;
@@ -34,6 +34,10 @@ public:
     void stop();
     // One discovery pass (the Timer57 step); tests may call it directly.
     void pass();
+    // A pass, re-activation or re-test is due.
+    bool running() const;
+    // Starts a pass for a port that opened outside Connect or a saved configuration.
+    void confirmWhenOpened(int slot);
     const QStringList& lines() const { return lines_; }
     int openRetries(int slot) const { return retries_.at(static_cast<std::size_t>(slot - 1)); }
 
@@ -42,6 +46,8 @@ signals:
     // Discovery clears a silent slot's box on the port configuration form.
     void configurationBoxCleared(int slot);
     void portDropped(int slot);
+    // Every open port is confirmed or dropped; no pass is due.
+    void finished();
 
 private:
     void addLine(const QString& line);

@@ -44,6 +44,9 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
 
         s.indicator = namedTimer(this, QStringLiteral("Timer%1").arg(29 + k), kIndicatorHoldMs);
         connect(s.indicator, &QTimer::timeout, this, [this, k] { emit linkIndicator(k, false); });
+
+        s.reconnect = namedTimer(this, QStringLiteral("ReconnectLE%1").arg(k), kReconnectMs);
+        connect(s.reconnect, &QTimer::timeout, this, [this, k] { tryReconnect(k); });
     }
     captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
@@ -145,7 +148,6 @@ void SerialLink::openSlot(int slot)
         s.port->setDataBits(QSerialPort::Data8);
         s.port->setParity(QSerialPort::NoParity);
         s.port->setStopBits(QSerialPort::OneStop);
-        s.waiting = 0;
         if (s.port->portName().isEmpty() || !s.port->open(QIODevice::ReadWrite)) {
             s.openError = s.port->portName().isEmpty()
                               ? QStringLiteral("no device for COM%1").arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)))
@@ -161,6 +163,8 @@ void SerialLink::openSlot(int slot)
         s.openDevice = deviceName(slot);
         s.firstByte = -1;
         s.goodSinceTick = 0;
+        s.framer.reset();
+        s.badBeforeAnswer = 0;
         s.open = true;
         s.countdown = kLinkCountdownStart;
         emit portOpened(slot);
@@ -180,7 +184,6 @@ void SerialLink::closeSlot(int slot)
     Slot& s = at(slot);
     if (s.port->isOpen())
         s.port->close();
-    s.waiting = 0;
     s.open = false;
     s.indicator->stop();
     emit linkIndicator(slot, false);
@@ -196,11 +199,20 @@ void SerialLink::writeSettingsFromForm()
     settings_.savePorts(files_);
 }
 
+void SerialLink::resetAnswers()
+{
+    for (auto& s : slots_) {
+        s.dropped = false;
+        s.answered = false;
+        s.lostOnError = false;
+        s.reconnect->stop();
+    }
+}
+
 void SerialLink::connectLink()
 {
     stopSenders();
-    for (auto& s : slots_)
-        s.dropped = false;
+    resetAnswers();
     writeSettingsFromForm();
     openPorts();
     connected_ = true;
@@ -211,6 +223,7 @@ void SerialLink::connectLink()
 void SerialLink::disconnectLink()
 {
     stopSenders();
+    resetAnswers(); // a disconnected link is never re-opened behind the operator's back
     for (int k = 1; k <= 6; ++k) {
         tables_.at(k - 1).ReplySeen = 0;
         if (at(k).open || at(k).port->isOpen())
@@ -237,8 +250,7 @@ void SerialLink::toggleConnection()
 
 void SerialLink::saveConfiguration()
 {
-    for (auto& s : slots_)
-        s.dropped = false;
+    resetAnswers();
     writeSettingsFromForm();
     openPorts();
     emit configurationSaved();
@@ -259,6 +271,16 @@ int SerialLink::takeGoodRepliesSinceTick(int slot)
 }
 
 int SerialLink::firstByte(int slot) const { return at(slot).firstByte; }
+bool SerialLink::answered(int slot) const { return at(slot).answered; }
+qint64 SerialLink::pendingBytes(int slot) const { return static_cast<qint64>(at(slot).framer.pending()); }
+bool SerialLink::reconnecting(int slot) const { return at(slot).lostOnError; }
+QTimer* SerialLink::reconnectTimer(int slot) const { return at(slot).reconnect; }
+
+bool SerialLink::noiseBeforeAnswer(int slot) const
+{
+    const Slot& s = at(slot);
+    return !s.answered && (s.badBeforeAnswer > 0 || s.framer.discarded() >= static_cast<quint64>(kReplyLength));
+}
 void SerialLink::setDropped(int slot, bool dropped) { at(slot).dropped = dropped; }
 bool SerialLink::dropped(int slot) const { return at(slot).dropped; }
 
@@ -270,6 +292,7 @@ void SerialLink::shutdown()
         Slot& s = at(k);
         s.sender->stop();
         s.indicator->stop();
+        s.reconnect->stop();
         if (s.port->isOpen())
             s.port->close();
         s.open = false;
@@ -281,21 +304,18 @@ void SerialLink::onReadyRead(int slot)
     Slot& s = at(slot);
     if (!s.port->isOpen())
         return;
-    // Bytes wait in the port's buffer until a whole reply is there, as the receive threshold of
-    // 160 characters intends; a line delivers a reply in dozens of small pieces.
-    if (s.waiting > 0 && s.lastByte.isValid() && s.lastByte.elapsed() > kStalePartialMs)
-        s.port->skip(s.waiting); // the rest of that reply never came: start afresh with this burst
-    s.lastByte.start();
     if (s.firstByte < 0 && s.port->bytesAvailable() > 0) {
         char c = 0;
         s.port->peek(&c, 1);
         s.firstByte = static_cast<unsigned char>(c);
     }
-    while (s.port->isOpen() && s.port->bytesAvailable() >= kReplyLength) {
-        const QByteArray reply = s.port->read(kReplyLength);
-        handleReply(slot, reply);
-    }
-    s.waiting = s.port->isOpen() ? s.port->bytesAvailable() : 0;
+    // A line delivers a reply in dozens of small pieces: they wait in the port's buffer until a
+    // whole reply can be there, and only then go to the framer.
+    if (static_cast<qint64>(s.framer.pending()) + s.port->bytesAvailable() < kReplyLength)
+        return;
+    const QByteArray bytes = s.port->readAll();
+    s.framer.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())),
+                  [this, slot](std::string_view reply) { handleReply(slot, reply); });
 }
 
 void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
@@ -306,28 +326,55 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
     // Whatever was being gathered is not to be trusted.
     if (s.port->isOpen() && s.port->bytesAvailable() > 0)
         s.port->skip(s.port->bytesAvailable());
-    s.waiting = 0;
+    s.framer.reset();
     const int entry = portEventEntry(error);
     if (entry >= 0)
         emit portEvent(slot, entry);
     if ((error == QSerialPort::ResourceError || error == QSerialPort::ReadError) && s.open) {
-        // The device is gone or hung up; reading on would only repeat the error. The watchdog
-        // reports the silence.
+        // The device is gone or hung up; reading on would only repeat the error. It is opened
+        // again as soon as it is back, while the slot is enabled and the link connected.
         s.openError = QStringLiteral("%1: %2").arg(s.port->portName(), s.port->errorString());
+        const QString device = s.openDevice;
         closeSlot(slot);
+        if (connected_ && enabled(slot)) {
+            s.lostOnError = true;
+            s.reconnect->start();
+            emit portLost(slot, device, s.port->errorString());
+        }
     }
     if (s.port->isOpen())
         s.port->clearError();
 }
 
-void SerialLink::handleReply(int slot, const QByteArray& reply)
+void SerialLink::tryReconnect(int slot)
+{
+    Slot& s = at(slot);
+    if (!s.lostOnError || !connected_ || !enabled(slot) || s.dropped) {
+        s.lostOnError = false;
+        return;
+    }
+    if (!s.open)
+        openSlot(slot);
+    if (!s.open) {
+        s.reconnect->start();
+        return;
+    }
+    s.lostOnError = false;
+    emit portRestored(slot, s.openDevice);
+}
+
+void SerialLink::handleReply(int slot, std::string_view reply)
 {
     Slot& s = at(slot);
     const int index = slot - 1;
-    const ReplyOutcome outcome = decodeReply(tables_, index, std::string_view(reply.constData(), static_cast<std::size_t>(reply.size())));
+    const ReplyOutcome outcome = decodeReply(tables_, index, reply);
     ++s.replies;
-    if (outcome.good)
+    if (outcome.good) {
         ++s.goodSinceTick;
+        s.answered = true;
+    } else if (!s.answered) {
+        ++s.badBeforeAnswer;
+    }
     emit replyHandled(slot, outcome);
     if (outcome.parametersRead)
         emit statusText(QStringLiteral("Reading the settings on LE%1 went well ! ").arg(slot));

@@ -2,6 +2,7 @@
 // The six port slots on QSerialPort and the frame cycle: a reply arrives, 30 ms later one frame answers it.
 #include "protocol/codec.h"
 #include "protocol/engine.h"
+#include "protocol/reply_framer.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -23,8 +24,7 @@ inline constexpr int kSenderDelayMs = 30;       // Timer21..Timer26: reply to fr
 inline constexpr int kIndicatorHoldMs = 1500;   // Timer30..Timer35: "yes" fades to "no" without traffic
 inline constexpr int kCaptionRestoreMs = 3000;  // Timer62
 inline constexpr int kReplySupervisionMs = 2000; // Timer44: no reply from any engine
-// Bytes that sat unfinished this long before more arrived belong to a reply that lost bytes.
-inline constexpr int kStalePartialMs = 50;
+inline constexpr int kReconnectMs = 1000;       // ReconnectLE1..6: a port lost on an error is tried again
 } // namespace link_timing
 
 class SerialLink : public QObject {
@@ -60,6 +60,16 @@ public:
     quint64 repliesReceived(int slot) const;
     // The first byte received since the port opened, or -1 while nothing came.
     int firstByte(int slot) const;
+    // A good reply came since the last Connect or saved configuration (or start-up).
+    bool answered(int slot) const;
+    // Since the port opened and before any good reply: a reply without the synchronisation value,
+    // or a reply's worth of bytes that belong to no reply.
+    bool noiseBeforeAnswer(int slot) const;
+    // Bytes of a reply still arriving.
+    qint64 pendingBytes(int slot) const;
+    // The port closed on an error and is tried again on its own.
+    bool reconnecting(int slot) const;
+    QTimer* reconnectTimer(int slot) const;
     // Good replies (with the synchronisation value) handled since the last call; the watchdog
     // asks once per tick.
     int takeGoodRepliesSinceTick(int slot);
@@ -106,6 +116,9 @@ signals:
     void portOpenFailed(int slot, const QString& reason);
     void portClosed(int slot);
     void replyHandled(int slot, const tarvek::ReplyOutcome& outcome);
+    // The device went away under an open port (unplugged, hung up), and came back.
+    void portLost(int slot, const QString& device, const QString& reason);
+    void portRestored(int slot, const QString& device);
     void portEvent(int slot, int entry);                 // an entry of the port-event table
     void frameSent(int slot, const QByteArray& frame);
     void statusText(const QString& text);
@@ -117,8 +130,8 @@ private:
         QSerialPort* port = nullptr;
         QTimer* sender = nullptr;    // Timer21..Timer26
         QTimer* indicator = nullptr; // Timer30..Timer35
-        qint64 waiting = 0;          // bytes of a reply still arriving, left in the port's buffer
-        QElapsedTimer lastByte;
+        QTimer* reconnect = nullptr; // ReconnectLE1..ReconnectLE6
+        ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
         QElapsedTimer sinceReply;            // the reply the sender will answer
         bool goodPending = false;
         std::array<quint32, 4096> delayHistogram{}; // 25 us bins up to about 102 ms
@@ -133,12 +146,17 @@ private:
         int goodSinceTick = 0;
         int firstByte = -1;
         bool dropped = false;
+        bool answered = false;
+        quint64 badBeforeAnswer = 0;
+        bool lostOnError = false;
     };
 
     void openSlot(int slot);
     void onReadyRead(int slot);
     void onPortError(int slot, QSerialPort::SerialPortError error);
-    void handleReply(int slot, const QByteArray& reply);
+    void handleReply(int slot, std::string_view reply);
+    void tryReconnect(int slot);
+    void resetAnswers();
     void onSenderTick(int slot);
     Slot& at(int slot);
     const Slot& at(int slot) const;

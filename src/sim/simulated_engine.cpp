@@ -1,6 +1,7 @@
 #include "sim/simulated_engine.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace tarvek::sim {
 
@@ -18,6 +19,9 @@ SimulatedEngine::SimulatedEngine(int number, std::unique_ptr<Transport> transpor
     pacer_.setTimerType(Qt::PreciseTimer);
     pacer_.setInterval(kPaceTickMs);
     connect(&pacer_, &QTimer::timeout, this, &SimulatedEngine::pump);
+    stall_.setSingleShot(true);
+    stall_.setTimerType(Qt::PreciseTimer);
+    connect(&stall_, &QTimer::timeout, this, &SimulatedEngine::resume);
     frameTimeout_.setSingleShot(true);
     frameTimeout_.setInterval(kFrameTimeoutMs);
     connect(&frameTimeout_, &QTimer::timeout, this, &SimulatedEngine::timedOut);
@@ -49,10 +53,28 @@ bool SimulatedEngine::start()
     return true;
 }
 
+void SimulatedEngine::stallNextReply(int ms, int afterCharacters)
+{
+    stallMs_ = std::max(0, ms);
+    stallAt_ = std::clamp(afterCharacters, 1, kReplyLength - 1);
+}
+
+void SimulatedEngine::resume()
+{
+    if (paced_) {
+        pump();
+        return;
+    }
+    transport_->write(outgoing_.mid(sent_));
+    sent_ = outgoing_.size();
+    finishReply();
+}
+
 void SimulatedEngine::stop()
 {
     running_ = false;
     pacer_.stop();
+    stall_.stop();
     frameTimeout_.stop();
     transport_->shutDown();
 }
@@ -90,6 +112,12 @@ void SimulatedEngine::sendReply(qint64 lateNs)
     }
     outgoing_ = QByteArray(text.data(), static_cast<qsizetype>(text.size()));
     sent_ = 0;
+    if (!paced_ && stallMs_ > 0) {
+        sent_ = std::min(stallAt_, outgoing_.size());
+        transport_->write(outgoing_.left(sent_));
+        stall_.start(std::exchange(stallMs_, 0));
+        return;
+    }
     if (!paced_) {
         transport_->write(outgoing_);
         sent_ = outgoing_.size();
@@ -108,11 +136,20 @@ void SimulatedEngine::pump()
     // whatever the tick jitter. Timers count whole milliseconds: a character due within half of
     // one goes now, so the line is early as often as late instead of always late.
     const qint64 elapsedNs = lineTime_.nsecsElapsed() + lineLateNs_ + kHalfMillisecondNs;
-    const qsizetype due = std::min<qsizetype>(
+    qsizetype due = std::min<qsizetype>(
         outgoing_.size(), 1 + static_cast<qsizetype>(elapsedNs * kCharactersPerSecond / 1000000000));
+    if (stallMs_ > 0)
+        due = std::min(due, stallAt_);
     if (due > sent_) {
         transport_->write(outgoing_.mid(sent_, due - sent_));
         sent_ = due;
+    }
+    if (stallMs_ > 0 && sent_ == stallAt_ && sending()) {
+        // The line goes quiet; the rest follows as if the reply had started that much later.
+        pacer_.stop();
+        lineLateNs_ -= qint64(stallMs_) * 1000000;
+        stall_.start(std::exchange(stallMs_, 0));
+        return;
     }
     if (!sending()) {
         pacer_.stop();
@@ -194,6 +231,7 @@ void SimulatedEngine::timedOut()
 void SimulatedEngine::linkClosed()
 {
     pacer_.stop();
+    stall_.stop();
     frameTimeout_.stop();
     awaitingFrame_ = false;
     outgoing_.clear();

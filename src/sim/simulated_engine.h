@@ -44,6 +44,8 @@ public:
     void stop();
     // The link disappears for `ms` milliseconds and comes back under the same name.
     void vanish(int ms) { transport_->vanish(ms); }
+    // The next reply stops for `ms` milliseconds after its first `afterCharacters` characters.
+    void stallNextReply(int ms, int afterCharacters);
     // Brings the model up to the present.
     void catchUp();
 
@@ -62,6 +64,7 @@ private:
     // lateNs: how long ago the line should have started this reply.
     void sendReply(qint64 lateNs = 0);
     void pump();
+    void resume();
     void finishReply();
     void receive(const QByteArray& bytes);
     void timedOut();
@@ -87,6 +90,9 @@ private:
     qint64 lineLateNs_ = 0;
     QElapsedTimer frameArrival_; // first byte of the frame being received
     QTimer pacer_;
+    QTimer stall_;           // the pause inside a reply
+    int stallMs_ = 0;        // 0: no pause pending
+    qsizetype stallAt_ = 0;
     QTimer frameTimeout_;
 };
 

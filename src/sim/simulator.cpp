@@ -34,7 +34,7 @@ const QStringList& commandWords()
 {
     static const QStringList words = {"help",    "state",     "registers", "fault",
                                       "silence", "garbage",   "drop-byte", "nosync",
-                                      "type",    "keep-running", "vanish", "quit"};
+                                      "type",    "keep-running", "vanish", "stall", "quit"};
     return words;
 }
 } // namespace
@@ -151,6 +151,7 @@ QString Simulator::helpText()
         "  type N T              N's status replies carry reply type T at position 0 (0 = normal)\n"
         "  keep-running N on|off N ignores stop requests / obeys them again\n"
         "  vanish N SECONDS      N's port disappears and comes back SECONDS later\n"
+        "  stall N MS [POS]      N's next reply pauses MS ms after POS characters (default 80)\n"
         "  quit                  remove the links and end");
 }
 
@@ -269,6 +270,16 @@ QString Simulator::execute(const QString& line)
             return QStringLiteral("error: reply types are 0..99999");
         m.setReplyType(*type);
         return le + QStringLiteral("reply type %1").arg(*type);
+    }
+    if (command == QLatin1String("stall")) {
+        if (words.size() != 3 && !argumentCount(4))
+            return error;
+        const auto ms = parseInt(words[2], 0, 60000);
+        const auto at = words.size() == 4 ? parseInt(words[3], 1, kReplyLength - 1) : std::optional<int>(80);
+        if (!ms || !at)
+            return QStringLiteral("error: stall N 0..60000 [1..%1]").arg(kReplyLength - 1);
+        e->stallNextReply(*ms, *at);
+        return le + QStringLiteral("next reply pauses %1 ms after %2 characters").arg(*ms).arg(*at);
     }
     // vanish
     if (!argumentCount(3))

@@ -22,9 +22,9 @@ struct StationRig {
     std::unique_ptr<Station> station;
     sim::Simulator* simulator = nullptr;
 
-    StationRig()
+    explicit StationRig(bool paced = false)
     {
-        if (!engines.start())
+        if (!engines.start(paced))
             qFatal("simulator did not start");
         simulator = engines.simulator.get();
         station = std::make_unique<Station>(engines.folder, QString(), clock);
@@ -107,6 +107,75 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(captions.last().at(1).toString(), QString(" SHT (FADEC and PC)"), 10000);
         QCOMPARE(rig.station->events().filter("Alarm").size(), 6);
         QCOMPARE(rig.historyLines("Alarm LFC"), 0);
+    }
+
+    // Each fault hits LE3 of six paced engines: LE3 is answered again once the fault is over, the
+    // other five miss no frame, and the history tells what happened once.
+    void eachLinkFaultCostsOnlyItsEngine_data()
+    {
+        QTest::addColumn<QStringList>("commands"); // "wait MS" pauses between them
+        QTest::addColumn<int>("missedFrames");    // replies of LE3 left unanswered
+        QTest::addColumn<QStringList>("journal"); // history lines written once each
+        const QStringList none;
+        QTest::newRow("nosync") << QStringList{"nosync 3"} << 1 << none;
+        QTest::newRow("garbage") << QStringList{"garbage 3"} << 1 << none;
+        for (const char* at : {"0", "77", "159"})
+            QTest::newRow(qPrintable(QString("drop-byte %1").arg(at))) << QStringList{QString("drop-byte 3 ") + at} << 1 << none;
+        QTest::newRow("two bursts") << QStringList{"stall 3 300 70"} << 0 << none;
+        QTest::newRow("silence") << QStringList{"silence 3 on", "wait 6500", "silence 3 off"} << -1
+                                 << QStringList{"No communication with machine System!  LE3"};
+        QTest::newRow("vanish") << QStringList{"vanish 3 3"} << -1 << QStringList{"Port lost LE3", "Port back LE3"};
+    }
+    void eachLinkFaultCostsOnlyItsEngine()
+    {
+        QFETCH(QStringList, commands);
+        QFETCH(int, missedFrames);
+        QFETCH(QStringList, journal);
+        StationRig rig(true);
+        rig.station->load();
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(k), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.station->portDiscovery().running(), 15000);
+        std::array<int, 7> timeouts{};
+        for (int k = 1; k <= 6; ++k)
+            timeouts[k] = rig.simulator->engine(k)->timeouts();
+
+        for (const QString& c : commands) {
+            if (c.startsWith("wait "))
+                QTest::qWait(c.mid(5).toInt());
+            else
+                QVERIFY2(!rig.simulator->execute(c).startsWith("error"), qPrintable(c));
+        }
+        const quint64 framesAfterFault = rig.station->link().framesSent(3);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().framesSent(3) >= framesAfterFault + 10, 20000);
+        if (missedFrames >= 0)
+            QCOMPARE(rig.simulator->engine(3)->timeouts() - timeouts[3], missedFrames);
+        for (int k : {1, 2, 4, 5, 6})
+            QCOMPARE(rig.simulator->engine(k)->timeouts(), timeouts[k]);
+        for (const QString& line : journal)
+            QCOMPARE(rig.historyLines(line), 1);
+        if (journal.isEmpty())
+            QVERIFY(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).isEmpty());
+        QVERIFY(rig.station->link().portOpen(3));
+        QVERIFY(!rig.station->linkLost[2]);
+    }
+
+    void aDisconnectedLinkIsNotReopenedWhenADeviceReturns()
+    {
+        StationRig rig;
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
+        QSignalSpy lost(&rig.station->link(), &SerialLink::portLost);
+        rig.simulator->execute("vanish 2 1");
+        QVERIFY(lost.wait(10000));
+        QVERIFY(rig.station->link().reconnecting(2));
+        rig.station->link().disconnectLink();
+        QTest::qWait(2500); // the device is back by now
+        QVERIFY(!rig.station->link().portOpen(2));
+        QVERIFY(!rig.station->link().reconnectTimer(2)->isActive());
+        rig.station->link().connectLink();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
+        QCOMPARE(rig.historyLines("Port back LE2"), 0); // Connect opened it, not the reconnection
     }
 
     void quitClosesEveryPort()

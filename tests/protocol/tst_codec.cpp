@@ -107,6 +107,12 @@ private slots:
         // A good reply unblocks it.
         decodeReply(t, 1, encodeReply(statusFields()));
         QVERIFY(!composeFrame(t, 1, true).blocked);
+        // Noise in the synchronisation field leaves the last 123 in the buffer, but is not good.
+        std::string noisy = encodeReply(statusFields());
+        noisy.replace(5 * pos::Sync, 5, "  #?!");
+        QVERIFY(!decodeReply(t, 1, noisy).good);
+        QCOMPARE(t.at(1).ReplySeen, 0);
+        QVERIFY(composeFrame(t, 1, true).blocked);
     }
 
     void replyTypeTwoKeepsThePhase()

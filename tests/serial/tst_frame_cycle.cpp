@@ -125,12 +125,9 @@ private slots:
         // Every frame must follow a good reply; count the frames that did not.
         bool goodSinceLastFrame = true; // the frame already on its way answers a good reply
         int unearned = 0;
-        int badReplies = 0;
         connect(rig.link.get(), &SerialLink::replyHandled, this, [&](int slot, const ReplyOutcome& out) {
-            if (slot != 2)
-                return;
-            goodSinceLastFrame = goodSinceLastFrame || out.good;
-            badReplies += out.good ? 0 : 1;
+            if (slot == 2)
+                goodSinceLastFrame = goodSinceLastFrame || out.good;
         });
         connect(rig.link.get(), &SerialLink::frameSent, this, [&](int slot, const QByteArray&) {
             if (slot != 2)
@@ -138,10 +135,13 @@ private slots:
             unearned += goodSinceLastFrame ? 0 : 1;
             goodSinceLastFrame = false;
         });
-        rig.model(2).omitSync(6); // six replies without the value, then good ones again
-        QTRY_VERIFY_WITH_TIMEOUT(badReplies >= 3, 10000);
+        // Six replies without the value, then good ones again. The first is taken as a reply that is
+        // not good; the rest, which cannot prove where they start, are skipped: none is answered.
+        const int repliesBefore = rig.model(2).counts().replies;
+        rig.model(2).omitSync(6);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(2).counts().replies >= repliesBefore + 3, 10000);
         const int framesWhileBad = rig.model(2).counts().frames;
-        QTRY_VERIFY_WITH_TIMEOUT(badReplies >= 5, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.model(2).counts().replies >= repliesBefore + 5, 10000);
         QCOMPARE(rig.model(2).counts().frames, framesWhileBad);
         QCOMPARE(rig.tables.at(1).ReplySeen, 0);
         QTRY_VERIFY_WITH_TIMEOUT(rig.model(2).counts().frames > framesWhileBad, 20000);
