@@ -1,7 +1,8 @@
 // Runs the station program against six paced simulated engines and prints, per engine, the cycle
 // rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
 // the station's CPU share and peak resident memory.
-//   frame_cycle [--seconds 60] [--warmup 5]
+//   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM]
+// --station runs another build of the station program (an earlier one, to compare).
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 
@@ -79,12 +80,15 @@ int main(int argc, char** argv)
     QCoreApplication app(argc, argv);
     int seconds = 60;
     int warmup = 5;
+    QString program = QStringLiteral(TARVEK_STATION_BIN);
     const QStringList args = app.arguments();
     for (int i = 1; i + 1 < args.size(); ++i) {
         if (args[i] == "--seconds")
             seconds = args[i + 1].toInt();
         if (args[i] == "--warmup")
             warmup = args[i + 1].toInt();
+        if (args[i] == "--station")
+            program = args[i + 1];
     }
 
     QTemporaryDir dir;
@@ -137,7 +141,7 @@ int main(int argc, char** argv)
     env.insert("QT_QPA_PLATFORM", "offscreen");
     stationProcess.setProcessEnvironment(env);
     stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    stationProcess.start(QStringLiteral(TARVEK_STATION_BIN), {"--folder", station, "--link-stats", "--quit-after",
+    stationProcess.start(program, {"--folder", station, "--link-stats", "--quit-after",
                                                               QString::number(seconds + warmup + 2)});
     if (!stationProcess.waitForStarted(10000)) {
         std::fprintf(stderr, "could not start the station\n");
