@@ -5,6 +5,8 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace tarvek {
 
 MessagesError::MessagesError(const QStringList& texts, QWidget* parent) : QDialog(parent)
@@ -17,15 +19,23 @@ MessagesError::MessagesError(const QStringList& texts, QWidget* parent) : QDialo
     list_->setReadOnly(true);
     list_->setLineWrapMode(QPlainTextEdit::NoWrap);
     // The second column starts one code and a little space to the right of the first.
-    list_->setTabStopDistance(list_->fontMetrics().horizontalAdvance(QStringLiteral("0000")));
-    list_->setPlainText(linesFor(texts).join(QLatin1Char('\n')));
+    const QFontMetrics metrics = list_->fontMetrics();
+    const qreal tab = metrics.horizontalAdvance(QStringLiteral("0000"));
+    list_->setTabStopDistance(tab);
+    const QStringList shown = linesFor(texts);
+    list_->setPlainText(shown.join(QLatin1Char('\n')));
+    int widest = 0;
+    for (const QString& text : texts)
+        widest = std::max(widest, metrics.horizontalAdvance(text));
+    // Both columns and every line in view: the list is sized to its lines and never scrolls.
+    list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list_->setMinimumSize(static_cast<int>(tab) + widest + 60, (static_cast<int>(shown.size()) + 3) * metrics.lineSpacing());
     layout->addWidget(list_);
     auto* close = new QPushButton(QStringLiteral("OK"), this);
     close->setObjectName(QStringLiteral("CDMQuitter"));
     connect(close, &QPushButton::clicked, this, &QDialog::accept);
     layout->addWidget(close, 0, Qt::AlignRight);
-    resize(list_->fontMetrics().horizontalAdvance(QStringLiteral("00    Temp. Magnetron > 120 C FADEC (DS1307)")) + 80,
-           (kCodesShown + 3) * list_->fontMetrics().lineSpacing() + 60);
 }
 
 QStringList MessagesError::linesFor(const QStringList& texts)

@@ -131,9 +131,9 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(phase(4), 5, kWaitMs);
         rig.engines.model(2).setBlockType(0);
         op.press(2);
-        rig.station->qthLamps().press();
         op.press(4);
         QTRY_COMPARE_WITH_TIMEOUT(phase(4), 6, kWaitMs);
+        rig.station->qthLamps().press();
         rig.window->refreshDisplay();
         QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
         QCOMPARE(rig.get<QLabel>("LE2Status")->text(), QString("Waiting for LE2 parameters"));
@@ -141,6 +141,7 @@ private slots:
         QCOMPARE(colours::background(rig.get<QLabel>("LE1Status")), colours::idle());
         QVERIFY(colours::background(rig.get<QLabel>("LE5Status")) != colours::idle());
         QCOMPARE(colours::background(rig.get<QPushButton>("CommHalOperator")), colours::qthOn());
+        QCOMPARE(rig.get<QPushButton>("CommHalOperator")->text(), QString("QTH-Stop"));
         rig.save(rig.window.get(), "operation_states.png");
     }
 };
