@@ -263,21 +263,16 @@ QString Simulator::execute(const QString& line)
         m.dropByte(*at);
         return le + QStringLiteral("byte %1 of the next reply will be lost").arg(*at);
     }
-    if (command == QLatin1String("type")) {
+    if (command == QLatin1String("type") || command == QLatin1String("block-type")) {
         if (!argumentCount(3))
             return error;
         const auto type = parseInt(words[2], 0, 99999);
         if (!type)
             return QStringLiteral("error: reply types are 0..99999");
-        m.setReplyType(*type);
-        return le + QStringLiteral("reply type %1").arg(*type);
-    }
-    if (command == QLatin1String("block-type")) {
-        if (!argumentCount(3))
-            return error;
-        const auto type = parseInt(words[2], 0, 99999);
-        if (!type)
-            return QStringLiteral("error: reply types are 0..99999");
+        if (command == QLatin1String("type")) {
+            m.setReplyType(*type);
+            return le + QStringLiteral("reply type %1").arg(*type);
+        }
         m.setBlockType(*type);
         return le + QStringLiteral("parameter blocks of reply type %1").arg(*type);
     }

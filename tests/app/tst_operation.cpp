@@ -23,11 +23,7 @@ struct OperationRig {
     {
         if (!engines.start())
             qFatal("simulator did not start");
-        // Short start sequences: phases 1..3 last a tenth of a second each.
-        Registers fast = defaultRegisters();
-        fast[18] = fast[19] = fast[20] = 1;
-        for (int n = 1; n <= 6; ++n)
-            engines.model(n).setRegisters(fast);
+        engines.shortenStarts();
         station = std::make_unique<Station>(engines.folder, QString(), clock);
     }
     // Started up with every port confirmed, so nothing but the test changes the link.

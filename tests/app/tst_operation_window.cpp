@@ -113,10 +113,7 @@ private slots:
     {
         WindowRig rig;
         QVERIFY(rig.start(true));
-        Registers fast = defaultRegisters();
-        fast[18] = fast[19] = fast[20] = 1;
-        for (int n = 1; n <= 6; ++n)
-            rig.engines.model(n).setRegisters(fast);
+        rig.engines.shortenStarts();
         QTRY_COMPARE_WITH_TIMEOUT(rig.station->discovery().filter("COM(i) = 1").size(), 6, kWaitMs);
         EngineOperation& op = rig.station->engineOperation();
         const auto phase = [&](int n) { return int(rig.station->tables().at(n - 1).Phase); };
