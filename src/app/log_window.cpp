@@ -1,6 +1,7 @@
 #include "app/log_window.h"
 
 #include "app/colours.h"
+#include "app/messages_error.h"
 #include "app/software_settings_form.h"
 
 #include <cmath>
@@ -95,6 +96,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
 
     wireLink();
     wireHistory();
+    wireOperation();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.
@@ -605,7 +607,7 @@ void LogWindow::refreshEngine(int index)
     e.title->setFont(tf);
 
     e.status->setText(station_.engineStatusText(index));
-    colours::paint(e.status, (!live || r.Phase == 0) ? colours::idle() : QColor());
+    colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());
     e.power->setText(QString::number(r.PowerSetPoint * 10) + QStringLiteral(" We"));
 
     if (!live) {

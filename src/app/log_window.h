@@ -51,6 +51,7 @@ namespace tarvek {
 class ConfigurationRS232;
 class FenQuestion;
 class HistoWindow;
+class MessagesError;
 class QuestionRouter;
 class SoftwareSettingsForm;
 
@@ -86,6 +87,8 @@ public:
     ConfigurationRS232* openPortConfiguration();
     // Opens (or raises) the history window Histo.
     HistoWindow* openHistory();
+    // Opens (or raises) the fault code window MessagesError.
+    MessagesError* openMessagesError();
     QuestionRouter& questions() { return *router_; }
     // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
     QDialog* lossBox() const { return lossBox_; }
@@ -116,6 +119,7 @@ private:
     void updatePortLabels();
     void wireLink();
     void wireHistory();
+    void wireOperation();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -168,6 +172,7 @@ private:
     QPointer<SoftwareSettingsForm> settingsForm_;
     QPointer<ConfigurationRS232> portsForm_;
     QPointer<HistoWindow> histo_;
+    QPointer<MessagesError> messagesError_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

@@ -1,5 +1,6 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/log_window.h"
+#include "app/messages_error.h"
 #include "app/software_settings_form.h"
 #include "app/station.h"
 
@@ -71,7 +72,7 @@ int main(int argc, char** argv)
         QStringLiteral("FILE"));
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
-        QStringLiteral("Window to picture with --screenshot: Log (default) or ParamLogicielVB."),
+        QStringLiteral("Window to picture with --screenshot: Log (default), ParamLogicielVB or MessagesError."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -94,8 +95,9 @@ int main(int argc, char** argv)
         return 1;
     }
     const QString form = parser.value(formOption);
-    if (form != QLatin1String("Log") && form != QLatin1String("ParamLogicielVB")) {
-        std::fprintf(stderr, "--screenshot-form: Log or ParamLogicielVB\n");
+    if (form != QLatin1String("Log") && form != QLatin1String("ParamLogicielVB") &&
+        form != QLatin1String("MessagesError")) {
+        std::fprintf(stderr, "--screenshot-form: Log, ParamLogicielVB or MessagesError\n");
         return 2;
     }
     double quitAfter = -1;
@@ -129,6 +131,8 @@ int main(int argc, char** argv)
                 QWidget* target = &window;
                 if (form == QLatin1String("ParamLogicielVB"))
                     target = window.openSoftwareSettings();
+                else if (form == QLatin1String("MessagesError"))
+                    target = window.openMessagesError();
                 if (!saveShot(target, shot))
                     exitCode = 1;
             }

@@ -62,6 +62,78 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     });
     connect(timer8_, &QTimer::timeout, this, &Station::serviceTick);
     connect(timer9_, &QTimer::timeout, this, &Station::serviceNotice);
+    buildOperation();
+}
+
+void Station::buildOperation()
+{
+    operation_.reset(new OperationContext{tables_, *history_, clock_, software_,
+                                          [this](int engine) { return link_->portOpen(engine); }});
+    OperationContext& ctx = *operation_;
+    engineOperation_ = new EngineOperation(ctx, parameters_, this);
+    qthLamps_ = new QthLamps(ctx, files_, settings_, this);
+    groupOperation_ = new GroupOperation(ctx, *engineOperation_, *qthLamps_, this);
+    rest_ = new RestCountdown(this);
+    faultLogger_ = new FaultLogger(ctx, faultTexts_, engineMessages, this);
+    stopAlarm_ = new StopAlarm(ctx, alarms, this);
+
+    connect(engineOperation_, &EngineOperation::warning, this, &Station::warn);
+    connect(qthLamps_, &QthLamps::warning, this, &Station::warn);
+    connect(engineOperation_, &EngineOperation::statusText, this, &Station::showStatus);
+    connect(engineOperation_, &EngineOperation::engineStatus, this, [this](int engine, const QString& text) {
+        const auto i = static_cast<std::size_t>(engine - 1);
+        statusBeforeWait_[i] = statusTexts_[i];
+        setEngineStatusText(engine - 1, text);
+    });
+    connect(engineOperation_, &EngineOperation::engineStatusRestored, this, [this](int engine) {
+        setEngineStatusText(engine - 1, statusBeforeWait_[static_cast<std::size_t>(engine - 1)]);
+    });
+    connect(engineOperation_, &EngineOperation::stopSent, qthLamps_, &QthLamps::stopFollowUp);
+    connect(engineOperation_, &EngineOperation::startBegun, rest_, &RestCountdown::cancel);
+    connect(engineOperation_, &EngineOperation::runEnded, rest_, &RestCountdown::begin);
+    connect(engineOperation_, &EngineOperation::runEnded, faultLogger_, &FaultLogger::clearFlags);
+    connect(rest_, &RestCountdown::engineStatus, this,
+            [this](int engine, const QString& text) { setEngineStatusText(engine - 1, text); });
+    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
+        engineOperation_->onReply(slot, outcome);
+        if (outcome.good && outcome.replyType != kParameterReplyType)
+            faultLogger_->log(slot, tables_.at(slot - 1).FaultCode);
+    });
+
+    connect(groupOperation_, &GroupOperation::question, this, [this](const QString& caption, const QString& text) {
+        ask(caption, text, [this, text](bool yes) { groupOperation_->answer(text, yes); });
+    });
+    connect(groupOperation_, &GroupOperation::startAllPrepared, this, &Station::prepareStartAll);
+    const auto listed = [this](const QString& line) { appendEvent(line); };
+    connect(groupOperation_, &GroupOperation::eventLine, this, listed);
+    connect(faultLogger_, &FaultLogger::eventLine, this, listed);
+    connect(stopAlarm_, &StopAlarm::eventLine, this, listed);
+    connect(stopAlarm_, &StopAlarm::captionChanged, this,
+            [this](const QString& caption) { emit alarmCaptionChanged(QStringLiteral("mnuStopAlarm"), caption); });
+    connect(stopAlarm_, &StopAlarm::offAllRequested, groupOperation_, &GroupOperation::startOffAll);
+}
+
+void Station::prepareStartAll()
+{
+    faultLogger_->clearForStartAll();
+    alarms_.reset();
+    alarms.qthAlarmActive = 0;
+    alarms.lfcAlarmActive = 0;
+    alarms.shtAlarmActive = 0;
+    emit alarmCaptionChanged(QStringLiteral("mnuAlarmHalogen"), QStringLiteral("QTH-Lamps "));
+    emit alarmCaptionChanged(QStringLiteral("mnuAlarmPlateau"), QStringLiteral("SHT (FADEC and PC) "));
+    emit alarmCaptionChanged(QStringLiteral("mnuAlarmLFC"), QStringLiteral("LFC "));
+    stopAlarm_->reset();
+    emit alarmCaptionChanged(QStringLiteral("mnuStopAlarm"), stopAlarm_->caption());
+}
+
+bool Station::engineStatusIdle(int index) const
+{
+    const int engine = index + 1;
+    if (rest_->running(engine) || engineOperation_->waiting(engine))
+        return false;
+    return !tables_.at(index).everReported || linkLost.at(static_cast<std::size_t>(index)) ||
+           tables_.at(index).Phase == 0;
 }
 
 Station::~Station() = default;
@@ -160,6 +232,7 @@ void Station::startUp()
     // 8. The enabled ports open and discovery confirms them; then the polling timers run.
     emit portsRequested();
     openLink();
+    qthLamps_->restore();
     timer12_->start();
 
     startedUp_ = true;

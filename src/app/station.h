@@ -3,8 +3,16 @@
 //
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
+#include "maintenance/parameter_list.h"
+#include "operation/alarm_state.h"
+#include "operation/engine_operation.h"
+#include "operation/fault_logger.h"
 #include "operation/fault_texts.h"
+#include "operation/group_operation.h"
+#include "operation/qth_lamps.h"
 #include "operation/reply_alarms.h"
+#include "operation/rest_countdown.h"
+#include "operation/stop_alarm.h"
 #include "protocol/engine.h"
 #include "recording/clock.h"
 #include "recording/history.h"
@@ -25,6 +33,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <memory>
 
 namespace tarvek {
 
@@ -35,15 +44,6 @@ inline constexpr int kServiceTickMs = 60'000;    // Timer8: one tick a minute, s
 inline constexpr int kServiceNoticeMs = 1'000;   // Timer9: the remaining service time in the status bar
 inline constexpr int kDisplayMs = 200;           // Timer12: main display refresh (and link watchdog)
 } // namespace shell_timing
-
-// Bytes the start-up gives to the alarm supervision before any alarm window opens.
-struct AlarmState {
-    std::uint8_t stopAlarmSeconds = 20; // length of the stop-alarm countdown once armed
-    std::uint8_t stopAlarmArmed = 0;
-    std::uint8_t qthAlarmActive = 0;
-    std::uint8_t lfcAlarmActive = 0;
-    std::uint8_t shtAlarmActive = 0;
-};
 
 class Station : public QObject {
     Q_OBJECT
@@ -69,6 +69,15 @@ public:
     PortDiscovery& portDiscovery() { return *portDiscovery_; }
     LinkWatchdog& watchdog() { return *watchdog_; }
     History& history() { return *history_; }
+    // Operating the engines: start and stop, START/STOP All, QTH lamps, rest, faults, stop alarm.
+    EngineOperation& engineOperation() { return *engineOperation_; }
+    GroupOperation& groupOperation() { return *groupOperation_; }
+    QthLamps& qthLamps() { return *qthLamps_; }
+    RestCountdown& restCountdown() { return *rest_; }
+    FaultLogger& faultLogger() { return *faultLogger_; }
+    StopAlarm& stopAlarm() { return *stopAlarm_; }
+    // The parameter list of ValeurDesParam, as the last start filled it.
+    const ParameterList& parameterList() const { return parameters_; }
     ComMap& comMap() { return comMap_; }
     // Devices named on the command line ("3=/dev/ttyUSB0"), over "\ComDevices.ini"; returns the
     // malformed ones.
@@ -99,6 +108,9 @@ public:
     // "Rest 42 sec." during a rest countdown...).
     QString engineStatusText(int index) const { return statusTexts_.at(static_cast<std::size_t>(index)); }
     void setEngineStatusText(int index, const QString& text);
+    // The status picture is silver while the engine is at rest (or silent) and no wait or rest
+    // countdown shows in it.
+    bool engineStatusIdle(int index) const;
     // Per engine LE1..LE6: the port activity indicator Label30 ("yes" / "no").
     bool portIndicator(int engine) const { return portIndicators_.at(static_cast<std::size_t>(engine - 1)); }
     void setPortIndicator(int engine, bool active);
@@ -180,6 +192,8 @@ private:
     // One List4 line and one history line for a port that went away or came back.
     void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
+    void buildOperation();
+    void prepareStartAll();
     void serviceTick();
     void serviceNotice();
     void enterUserMode();
@@ -195,6 +209,14 @@ private:
     LinkWatchdog* watchdog_ = nullptr;
     History* history_ = nullptr;
     ReplyAlarms alarms_;
+    ParameterList parameters_;
+    std::unique_ptr<OperationContext> operation_;
+    EngineOperation* engineOperation_ = nullptr;
+    GroupOperation* groupOperation_ = nullptr;
+    QthLamps* qthLamps_ = nullptr;
+    RestCountdown* rest_ = nullptr;
+    FaultLogger* faultLogger_ = nullptr;
+    StopAlarm* stopAlarm_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");
@@ -211,6 +233,7 @@ private:
     std::array<QString, kFaultTableSize> faultTexts_{};
     std::array<QString, kPortEventCount> portEventTexts_{};
     std::array<QString, kEngines> statusTexts_{};
+    std::array<QString, kEngines> statusBeforeWait_{};
     std::array<bool, kEngines> portIndicators_{};
     QStringList events_;
     QStringList discovery_;

@@ -26,6 +26,8 @@ public:
     std::vector<AlarmChange> judge(int index, const LightEngineRecord& record);
     bool holds(int index, ReplyAlarm alarm) const;
     bool holdsAnywhere(ReplyAlarm alarm) const;
+    // START All: every engine starts without an alarm.
+    void reset() { held_ = {}; }
 
 private:
     int shtSetPoint_ = 40;

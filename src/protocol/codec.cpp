@@ -135,6 +135,9 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
         r.parameterReadPending = false;
         out.parametersRead = true;
     }
+    // Handled: echoed back, a 2 at position 0 would ask the FADEC for its block again.
+    if (r.ReplyType == kParameterReplyType)
+        r.frame[pos::ReplyType] = 0;
     r.ReplyType = 0;
     return out;
 }
@@ -159,7 +162,12 @@ SendOutcome composeFrame(EngineTables& tables, int index, bool portOpen)
     r.frame[pos::MotorSpeedSetPoint] = r.MotorSpeedSetPoint;
     r.frame[pos::Cooling] = r.ModeCode;
 
-    if (selected && tables.commandCode == static_cast<std::uint8_t>(CommandCode::WriteParameters)) {
+    const bool writing = selected && tables.commandCode == static_cast<std::uint8_t>(CommandCode::WriteParameters);
+    // A start's read goes to its own engine; a parameter write of the same engine goes first.
+    const bool startRead = r.parameterReadRequest && !writing;
+    if (startRead)
+        r.frame[pos::ReplyType] = static_cast<std::uint8_t>(CommandCode::ReadParameters);
+    if (writing) {
         r.frame[0] = 1;
         r.ParameterImage[0] = 1;
         for (std::size_t i = 1; i < kParameterCount; ++i) {
@@ -177,8 +185,10 @@ SendOutcome composeFrame(EngineTables& tables, int index, bool portOpen)
         out.written = true;
         for (std::size_t i = 0; i < kReplyFields; ++i)
             r.lastSent[i] = static_cast<std::uint8_t>(r.frame[i] & 0xFF);
-        if (selected && tables.commandCode == static_cast<std::uint8_t>(CommandCode::ReadParameters))
+        if (startRead || (selected && tables.commandCode == static_cast<std::uint8_t>(CommandCode::ReadParameters)))
             r.parameterReadPending = true;
+        if (startRead)
+            r.parameterReadRequest = false;
     }
     if (selected)
         tables.commandCode = 0;

@@ -59,6 +59,9 @@ struct LightEngineRecord {
     std::string rawReply;
 
     bool parameterReadPending = false;   // a read request went out; the next type-2 reply answers it
+    // A read of this engine's parameter block asked for by a start, whichever engine is selected;
+    // the next frame to this engine carries it at position 0.
+    bool parameterReadRequest = false;
 };
 
 // The seven-entry tables plus the values the station keeps once, not per engine.

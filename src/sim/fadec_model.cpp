@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 
 namespace tarvek::sim {
 
@@ -278,6 +279,11 @@ std::string FadecModel::reply()
     std::string text;
     if (parameterBlockNext_) {
         text = encodeParameterBlock(registers_);
+        if (blockType_ != kParameterReplyType) {
+            char cell[16];
+            std::snprintf(cell, sizeof cell, "%5d", blockType_ % 100000);
+            text.replace(0, kFieldWidth, cell, kFieldWidth);
+        }
         parameterBlockNext_ = false;
     } else {
         auto f = statusFields();

@@ -66,6 +66,9 @@ public:
     void omitSync(int replies = 1) { noSync_ += replies; }
     void setReplyType(int type) { replyType_ = type; }
     void setKeepRunning(bool on) { keepRunning_ = on; }
+    // The reply type a parameter block carries at position 0: 2 normally; anything else is a
+    // controller that answers a read with the wrong kind of reply.
+    void setBlockType(int type) { blockType_ = type; }
 
     // State.
     int phase() const { return phase_; }
@@ -75,6 +78,7 @@ public:
     bool silent() const { return silent_; }
     bool keepsRunning() const { return keepRunning_; }
     int replyType() const { return replyType_; }
+    int blockType() const { return blockType_; }
     int power() const { return power_; }
     int motorSetPoint() const { return motorSetPoint_; }
     int qth() const { return qth_; }
@@ -125,6 +129,7 @@ private:
     int dropPosition_ = -2;    // -2 none pending
     int noSync_ = 0;
     int replyType_ = 0;
+    int blockType_ = kParameterReplyType;
     bool keepRunning_ = false;
     bool parameterBlockNext_ = false;
 

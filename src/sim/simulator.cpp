@@ -34,7 +34,8 @@ const QStringList& commandWords()
 {
     static const QStringList words = {"help",    "state",     "registers", "fault",
                                       "silence", "garbage",   "drop-byte", "nosync",
-                                      "type",    "keep-running", "vanish", "stall", "quit"};
+                                      "type",    "block-type", "keep-running", "vanish",
+                                      "stall", "quit"};
     return words;
 }
 } // namespace
@@ -149,6 +150,7 @@ QString Simulator::helpText()
         "  drop-byte N [POS]     one byte (at POS 0..159, else anywhere) of N's next reply is lost\n"
         "  nosync N              N's next reply lacks the synchronisation value 123\n"
         "  type N T              N's status replies carry reply type T at position 0 (0 = normal)\n"
+        "  block-type N T        N answers a parameter read with reply type T (2 = normal)\n"
         "  keep-running N on|off N ignores stop requests / obeys them again\n"
         "  vanish N SECONDS      N's port disappears and comes back SECONDS later\n"
         "  stall N MS [POS]      N's next reply pauses MS ms after POS characters (default 80)\n"
@@ -262,14 +264,18 @@ QString Simulator::execute(const QString& line)
         m.dropByte(*at);
         return le + QStringLiteral("byte %1 of the next reply will be lost").arg(*at);
     }
-    if (command == QLatin1String("type")) {
+    if (command == QLatin1String("type") || command == QLatin1String("block-type")) {
         if (!argumentCount(3))
             return error;
         const auto type = parseInt(words[2], 0, 99999);
         if (!type)
             return QStringLiteral("error: reply types are 0..99999");
-        m.setReplyType(*type);
-        return le + QStringLiteral("reply type %1").arg(*type);
+        if (command == QLatin1String("type")) {
+            m.setReplyType(*type);
+            return le + QStringLiteral("reply type %1").arg(*type);
+        }
+        m.setBlockType(*type);
+        return le + QStringLiteral("parameter blocks of reply type %1").arg(*type);
     }
     if (command == QLatin1String("stall")) {
         if (words.size() != 3 && !argumentCount(4))

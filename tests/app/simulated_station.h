@@ -33,4 +33,12 @@ struct SimulatedEngines {
         return true;
     }
     tarvek::sim::FadecModel& model(int engine) { return simulator->engine(engine)->model(); }
+    // Phases 1..3 last a tenth of a second each: a start reaches phase 5 in about 1.3 s.
+    void shortenStarts()
+    {
+        tarvek::Registers fast = tarvek::defaultRegisters();
+        fast[18] = fast[19] = fast[20] = 1;
+        for (int n = 1; n <= 6; ++n)
+            model(n).setRegisters(fast);
+    }
 };

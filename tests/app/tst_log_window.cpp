@@ -341,8 +341,7 @@ private slots:
         QVERIFY(f.start());
         f.setOptions(true, true);
         f.logIn("dolphin");
-        for (const char* name : {"ComOperStartLE1", "ComOperStartLE6", "CommHalOperator", "StartAllLE",
-                                 "StopAllLE", "Label9", "PowerSetPoints", "mnu50", "mnuParameters",
+        for (const char* name : {"Label9", "PowerSetPoints", "mnu50", "mnuParameters",
                                  "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);

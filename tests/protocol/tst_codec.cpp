@@ -251,6 +251,27 @@ private slots:
         QCOMPARE(int(second.bytes[2]), 1);
     }
 
+    void aStartReadGoesToItsOwnEngineOnce()
+    {
+        EngineTables t;
+        t.selectedEngine = 2;
+        t.commandCode = 1; // a parameter write of the selected engine goes first
+        decodeReply(t, 1, encodeReply(statusFields()));
+        t.at(1).parameterReadRequest = true;
+        QCOMPARE(int(composeFrame(t, 1, true).bytes[0]), 1);
+        QVERIFY(t.at(1).parameterReadRequest);
+        decodeReply(t, 1, encodeReply(statusFields()));
+        QCOMPARE(int(composeFrame(t, 1, false).bytes[0]), 2); // port closed: still asked for
+        QVERIFY(t.at(1).parameterReadRequest);
+        QCOMPARE(int(composeFrame(t, 1, true).bytes[0]), 2);
+        QVERIFY(!t.at(1).parameterReadRequest);
+        QVERIFY(t.at(1).parameterReadPending);
+        // The block answers it; its type byte is not echoed back as a new read.
+        QVERIFY(decodeReply(t, 1, encodeParameterBlock(defaultRegisters())).parametersRead);
+        t.selectedEngine = 1;
+        QCOMPARE(int(composeFrame(t, 1, true).bytes[0]), 0);
+    }
+
     void closedPortSendsNothingButClearsTheRequest()
     {
         EngineTables t;

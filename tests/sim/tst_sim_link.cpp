@@ -307,6 +307,8 @@ private slots:
         QTest::newRow("silence, bad state") << "silence 2 maybe" << "error:";
         QTest::newRow("keep running") << "keep-running 1 on" << "LE1: keep-running on";
         QTest::newRow("type") << "type 2 2" << "LE2: reply type 2";
+        QTest::newRow("block type") << "block-type 1 0" << "LE1: parameter blocks of reply type 0";
+        QTest::newRow("block type, none") << "block-type 1" << "error:";
         QTest::newRow("drop anywhere") << "drop-byte 1" << "LE1: a byte";
         QTest::newRow("drop at") << "drop-byte 1 12" << "LE1: byte 12";
         QTest::newRow("drop past the end") << "drop-byte 1 160" << "error:";

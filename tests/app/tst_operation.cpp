@@ -1,0 +1,289 @@
+// Operating the engines end to end: the station against six simulated engines on pseudo-terminals.
+#include "app/station.h"
+#include "simulated_station.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+using namespace tarvek;
+
+namespace {
+constexpr int kWaitMs = 20'000;
+
+struct OperationRig {
+    SimulatedEngines engines;
+    ManualClock clock;
+    std::unique_ptr<Station> station;
+
+    OperationRig()
+    {
+        if (!engines.start())
+            qFatal("simulator did not start");
+        engines.shortenStarts();
+        station = std::make_unique<Station>(engines.folder, QString(), clock);
+    }
+    // Started up with every port confirmed, so nothing but the test changes the link.
+    void ready()
+    {
+        station->load();
+        QTRY_COMPARE_WITH_TIMEOUT(station->discovery().filter("COM(i) = 1").size(), 6, kWaitMs);
+        for (int k = 0; k < 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(station->tables().at(k).everReported, kWaitMs);
+    }
+    EngineOperation& op() { return station->engineOperation(); }
+    int phase(int engine) const { return station->tables().at(engine - 1).Phase; }
+    QString history() const { return QString::fromUtf8(test::readBytes(station->files().pathOf("\\Histo.txt"))); }
+    int historyCount(const QString& text) const { return static_cast<int>(history().count(text)); }
+    QString file(const QString& name) const { return QString::fromLatin1(test::readBytes(station->files().pathOf(name))); }
+    // Answers the question the station asked last.
+    void answerLast(QSignalSpy& questions, bool yes) { station->answer(questions.last().at(0).toInt(), yes); }
+    void startAndRun(int engine)
+    {
+        op().press(engine);
+        QTRY_COMPARE_WITH_TIMEOUT(phase(engine), 5, kWaitMs);
+    }
+};
+} // namespace
+
+class OperationTest : public QObject {
+    Q_OBJECT
+private slots:
+    void singleEnginesStartAfterTheirReadAndStop()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        // The read goes to the engine pressed, not to the selected one.
+        rig.station->selectEngine(4);
+        QSignalSpy buttons(&rig.op(), &EngineOperation::buttonState);
+        for (int engine : {2, 1}) {
+            rig.op().press(engine);
+            QVERIFY(rig.op().startedByUser(engine));
+            QCOMPARE(rig.op().readState(engine), StartRead::Asked);
+            QCOMPARE(rig.station->engineStatusText(engine - 1), QString("Waiting for LE%1 parameters").arg(engine));
+            QVERIFY(buttons.contains(QVariantList{engine, true}));
+            QTRY_COMPARE_WITH_TIMEOUT(rig.phase(engine), 5, kWaitMs);
+            QCOMPARE(rig.historyCount(QString("  Start LE %1   ").arg(engine)), 1);
+            QCOMPARE(rig.engines.model(engine).counts().parameterReads, 1); // its echo asks no more
+        }
+        // Engine 2 replaced the list; engine 1 appended to it.
+        QCOMPARE(rig.station->parameterList().lines().size(), 64);
+        QCOMPARE(rig.station->parameterList().lines().at(32 + 13), QString("18  1   ")); // z1 of LE1
+        QCOMPARE(rig.engines.model(4).counts().parameterReads, 0);
+
+        for (int engine : {2, 1}) {
+            rig.op().press(engine);
+            QVERIFY(!rig.op().startedByUser(engine));
+            QCOMPARE(rig.historyCount(QString("  OFF LE %1   ").arg(engine)), 1);
+        }
+        QCOMPARE(rig.op().startAux(1), 0);
+        // Back at rest after cooling: the rest countdown shows in the status picture.
+        for (int engine : {2, 1}) {
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->restCountdown().running(engine), kWaitMs);
+            QVERIFY(rig.station->engineStatusText(engine - 1).startsWith("Rest "));
+            QVERIFY(!rig.station->engineStatusIdle(engine - 1));
+        }
+        QCOMPARE(rig.historyCount("Start LE"), 2);
+        QCOMPARE(rig.historyCount("OFF LE"), 2);
+    }
+
+    void aWaitingEngineLeavesTheOthersCyclingUntilItIsStopped()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        // LE3 answers its read with a status reply: its start waits, with no time-out.
+        rig.engines.model(3).setBlockType(0);
+        rig.op().press(3);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(3).counts().parameterReads, 1, kWaitMs);
+        std::array<quint64, 6> before{};
+        for (int k = 1; k <= 6; ++k)
+            before[static_cast<std::size_t>(k - 1)] = rig.station->link().repliesReceived(k);
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().repliesReceived(k) > before[static_cast<std::size_t>(k - 1)] + 20,
+                                     kWaitMs);
+        QCOMPARE(rig.op().readState(3), StartRead::Asked);
+        QCOMPARE(rig.engines.model(3).counts().parameterReads, 1);
+        QCOMPARE(rig.phase(3), 0);
+
+        // The second press is a stop: the waiting start is cancelled, a late block starts nothing.
+        rig.op().press(3);
+        QCOMPARE(rig.op().readState(3), StartRead::Idle);
+        QVERIFY(!rig.op().startedByUser(3));
+        QCOMPARE(rig.station->engineStatusText(2), QString("Status = 16"));
+        rig.engines.model(3).setBlockType(2);
+        QTest::qWait(500);
+        QCOMPARE(rig.phase(3), 0);
+        QCOMPARE(rig.station->tables().at(2).RunCommand, 2);
+        QCOMPARE(rig.historyCount("  OFF LE 3   "), 1);
+        QCOMPARE(rig.historyCount("Start LE"), 0);
+    }
+
+    void aClosedPortRefusesWithItsWarning()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        QSignalSpy warnings(rig.station.get(), &Station::warning);
+        rig.station->link().closeSlot(5);
+        rig.op().press(5);
+        QCOMPARE(warnings.size(), 1);
+        QCOMPARE(warnings.at(0), (QVariantList{" Warning!", "Com Port not enabled"}));
+        QVERIFY(!rig.op().startedByUser(5));
+
+        // Started, then its port closes: the stop shows at once but is not sent or logged.
+        rig.startAndRun(6);
+        rig.station->link().closeSlot(6);
+        rig.op().press(6);
+        QCOMPARE(warnings.size(), 2);
+        QCOMPARE(warnings.at(1), (QVariantList{" Warning!", "COMx unactivated"}));
+        QVERIFY(!rig.op().startedByUser(6));
+        QCOMPARE(rig.historyCount("OFF LE"), 0);
+        QCOMPARE(rig.station->tables().at(5).RunCommand, 1);
+    }
+
+    void startAllAndStopAllTakeTheCheckedEnginesInTurn()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        SoftwareSettings s = rig.station->software();
+        s.groupCommands[3] = false; // LE4 takes no part
+        rig.station->setSoftwareSettings(s, false);
+        rig.startAndRun(2); // already running: START All leaves it
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        QStringList order;
+        connect(&rig.op(), &EngineOperation::startBegun, this, [&](int n) { order << QString("read %1").arg(n); });
+        connect(&rig.op(), &EngineOperation::started, this, [&](int n) { order << QString("start %1").arg(n); });
+
+        rig.station->groupOperation().requestStartAll();
+        QCOMPARE(questions.last().at(2).toString(), QString("START All LE"));
+        rig.answerLast(questions, true);
+        QTRY_COMPARE_WITH_TIMEOUT(order.size(), 8, kWaitMs);
+        QCOMPARE(order, (QStringList{"read 1", "start 1", "read 3", "start 3", "read 5", "start 5", "read 6", "start 6"}));
+        for (int n : {1, 3, 5, 6})
+            QTRY_COMPARE_WITH_TIMEOUT(rig.phase(n), 5, kWaitMs);
+        QCOMPARE(rig.phase(4), 0);
+        QCOMPARE(rig.historyCount("  Start LE 2   "), 1);
+        QCOMPARE(rig.engines.model(2).counts().parameterReads, 1);
+
+        // STOP All: one checked engine a tick of Timer16, in order.
+        int ticks = 0;
+        QStringList offs;
+        connect(rig.station->groupOperation().offAllTimer(), &QTimer::timeout, this, [&] { ++ticks; });
+        connect(rig.station.get(), &Station::eventAppended, this, [&](const QString& line) {
+            if (line.contains("Off LE"))
+                offs << QString("%1@%2").arg(line.mid(9, 1)).arg(ticks + 1);
+        });
+        rig.station->groupOperation().requestStopAll();
+        QCOMPARE(questions.last().at(2).toString(), QString("STOP All LE"));
+        rig.answerLast(questions, true);
+        QTRY_COMPARE_WITH_TIMEOUT(offs.size(), 5, kWaitMs);
+        QCOMPARE(offs, (QStringList{"1@1", "2@2", "3@3", "5@5", "6@6"}));
+        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("0\r\n"));
+        for (int n : {1, 2, 3, 5, 6}) {
+            QTRY_COMPARE_WITH_TIMEOUT(rig.phase(n), 0, kWaitMs);
+            QVERIFY(rig.station->groupOperation().offMarker(n));
+            QVERIFY(!rig.op().startedByUser(n));
+        }
+        QCOMPARE(rig.historyCount("Off LE"), 5);
+    }
+
+    void anEngineThatKeepsRunningRaisesTheStopAlarmOnce()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        rig.engines.model(2).setKeepRunning(true);
+        rig.startAndRun(1);
+        rig.startAndRun(2);
+        QSignalSpy captions(rig.station.get(), &Station::alarmCaptionChanged);
+        rig.station->alarms.stopAlarmSeconds = 2;
+        rig.station->stopAlarm().toggle();
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->stopAlarm().caption(), QString("Stop Alarm (Actived)"), kWaitMs);
+        QVERIFY(captions.contains(QVariantList{"mnuStopAlarm", "Stop Alarm (1 sec.)"}));
+
+        rig.op().press(2);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->stopAlarm().caption(), QString("Stop Alarm *"), kWaitMs);
+        QCOMPARE(rig.historyCount("  Stop Alarm (Actived) LE2"), 1);
+        QVERIFY(rig.station->events().contains("  Stop Alarm (Actived) LE2"));
+        // The off sequence stops the others.
+        QTRY_COMPARE_WITH_TIMEOUT(rig.phase(1), 0, kWaitMs);
+        QCOMPARE(rig.phase(2), 5);
+        QVERIFY(!rig.station->stopAlarm().watchTimer()->isActive());
+        QTest::qWait(2500);
+        QCOMPARE(rig.historyCount("Stop Alarm"), 1);
+    }
+
+    void aFaultIsLoggedOncePerEngine()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        rig.engines.model(3).setFaultCode(7); // at rest: not logged
+        rig.startAndRun(1);
+        rig.startAndRun(2);
+        const QString text = QString::fromUtf8("Temp. Magnetron > 50 \u00B0C FADEC internal  LE");
+        rig.engines.model(1).setFaultCode(7);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.historyCount(text + "1"), 1, kWaitMs);
+        QVERIFY(rig.history().contains("    007    " + text + "1"));
+        rig.engines.model(2).setFaultCode(7);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.historyCount(text), 2, kWaitMs);
+        QTest::qWait(500);
+        QCOMPARE(rig.historyCount(text), 2);
+        QCOMPARE(rig.station->events().filter(" Error " + text).size(), 2);
+        QVERIFY(!rig.station->faultLogger().logged(3, 7));
+    }
+
+    void qthLampsReachTheFramesAndTheFile()
+    {
+        OperationRig rig;
+        rig.ready();
+        if (QTest::currentTestFailed())
+            return;
+        SoftwareSettings s = rig.station->software();
+        s.qthLamps[5] = false;
+        rig.station->setSoftwareSettings(s, false);
+        QthLamps& qth = rig.station->qthLamps();
+        qth.press();
+        QCOMPARE(qth.caption(), QString("QTH-Stop"));
+        QVERIFY(qth.orange());
+        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("1\r\n"));
+        for (int n = 1; n <= 5; ++n)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 1, kWaitMs);
+        QCOMPARE(rig.engines.model(6).qth(), 0);
+
+        // The next start finds the lamps as the operator left them.
+        {
+            ManualClock clock;
+            Station again(rig.engines.folder, QString(), clock);
+            QSignalSpy done(&again, &Station::startupFinished);
+            again.load();
+            QVERIFY(done.wait(kWaitMs));
+            QVERIFY(again.qthLamps().on());
+            QCOMPARE(again.qthLamps().caption(), QString("QTH-Stop"));
+            QCOMPARE(again.tables().at(0).QthCommand, 1);
+            again.quit();
+        }
+
+        qth.press();
+        QCOMPARE(qth.caption(), QString("QTH-Start"));
+        QVERIFY(!qth.orange());
+        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("0\r\n"));
+        for (int n = 1; n <= 5; ++n)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 0, kWaitMs);
+    }
+};
+
+TARVEK_TEST(OperationTest)
+#include "tst_operation.moc"

@@ -1,0 +1,175 @@
+// The rules of operation that the simulator cannot reach: fault codes it never reports, the end
+// of a rest countdown, the stop-alarm countdown and the parameter list lines.
+#include "maintenance/parameter_list.h"
+#include "operation/fault_logger.h"
+#include "operation/rest_countdown.h"
+#include "operation/stop_alarm.h"
+#include "settings/settings_files.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tarvek;
+
+namespace {
+struct Rig {
+    QTemporaryDir dir;
+    SettingsFiles files{dir.path()};
+    ManualClock clock;
+    History history{files, clock};
+    EngineTables tables;
+    SoftwareSettings software;
+    OperationContext ctx{tables, history, clock, software, [](int) { return true; }};
+    std::array<QString, kFaultTableSize> texts = faultTextTable();
+    FaultLogger::MessageTable messages{};
+    FaultLogger faults{ctx, texts, messages};
+    QStringList events;
+
+    Rig()
+    {
+        QObject::connect(&faults, &FaultLogger::eventLine, [this](const QString& l) { events << l; });
+        for (auto& m : messages)
+            m.fill(QStringLiteral("slot"));
+    }
+    QStringList historyLines() const
+    {
+        return QString::fromUtf8(test::readBytes(history.path())).split("\r\n", Qt::SkipEmptyParts);
+    }
+};
+} // namespace
+
+class OperationRulesTest : public QObject {
+    Q_OBJECT
+private slots:
+    void faultCodes_data()
+    {
+        QTest::addColumn<int>("phase");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("history"); // code column and text; empty: nothing logged
+        QTest::addColumn<QString>("marker");
+        QTest::newRow("running") << 5 << 1 << "001    Motor M - speed too slow  LE2" << " Error ";
+        QTest::newRow("stop arrow") << 6 << 18 << "018    Stop activated  LE2" << " ------> ";
+        QTest::newRow("blank text") << 1 << 20 << "020       LE2" << " Error ";
+        QTest::newRow("no text") << 5 << 40 << "040      LE2" << " Error ";
+        QTest::newRow("outside the table") << 5 << 300 << "300      LE2" << " Error ";
+        QTest::newRow("at rest") << 0 << 7 << "" << "";
+    }
+    void faultCodes()
+    {
+        QFETCH(int, phase);
+        QFETCH(int, code);
+        QFETCH(QString, history);
+        QFETCH(QString, marker);
+        Rig rig;
+        rig.tables.at(1).Phase = static_cast<std::uint8_t>(phase);
+        rig.faults.log(2, code);
+        rig.faults.log(2, code); // repeated while flagged: nothing more
+        QCOMPARE(rig.historyLines().size(), history.isEmpty() ? 0 : 1);
+        QCOMPARE(rig.events.size(), history.isEmpty() ? 0 : 1);
+        QCOMPARE(rig.faults.logged(2, code), !history.isEmpty());
+        if (history.isEmpty())
+            return;
+        QVERIFY2(rig.historyLines().at(0).endsWith("    " + history), qPrintable(rig.historyLines().at(0)));
+        QCOMPARE(rig.events.at(0), rig.clock.dateText() + " / " + rig.clock.timeText() + marker + history.mid(7));
+        // Another engine logs the same code once more; a cleared engine logs it again.
+        rig.tables.at(2).Phase = static_cast<std::uint8_t>(phase);
+        rig.faults.log(3, code);
+        rig.faults.clearFlags(2);
+        rig.faults.log(2, code);
+        QCOMPARE(rig.historyLines().size(), 3);
+    }
+
+    void secondMessageTableAndStartAll()
+    {
+        Rig rig;
+        rig.tables.at(0).Phase = 5;
+        rig.faults.logMessage(1, 13);
+        rig.faults.logMessage(1, 13);
+        rig.faults.logMessage(1, 21); // no such slot
+        QCOMPARE(rig.historyLines().size(), 1);
+        QVERIFY(rig.historyLines().at(0).endsWith("013    slotLE1   "));
+        rig.faults.clearForStartAll();
+        QCOMPARE(rig.messages[0][13], QString());
+        QCOMPARE(rig.messages[0][14], QString("slot"));
+        rig.faults.logMessage(1, 13);
+        QCOMPARE(rig.historyLines().size(), 2);
+    }
+
+    void restCountdownEndsSilver()
+    {
+        RestCountdown rest;
+        QSignalSpy status(&rest, &RestCountdown::engineStatus);
+        rest.begin(4);
+        QVERIFY(rest.timer(4)->isActive());
+        QCOMPARE(rest.timer(4)->objectName(), QString("Timer39"));
+        for (int i = 0; i < 18; ++i)
+            rest.tick(4);
+        QCOMPARE(status.last(), (QVariantList{4, "Rest 42 sec."}));
+        for (int i = 0; i < 42; ++i)
+            rest.tick(4);
+        QCOMPARE(status.last(), (QVariantList{4, QString()}));
+        QCOMPARE(rest.restSeconds(4), 60);
+        QVERIFY(!rest.running(4));
+    }
+
+    void stopAlarmCountsDownThenWatches()
+    {
+        Rig rig;
+        AlarmState alarms;
+        alarms.stopAlarmSeconds = 3;
+        StopAlarm alarm(rig.ctx, alarms);
+        QSignalSpy captions(&alarm, &StopAlarm::captionChanged);
+        alarm.toggle();
+        for (int i = 0; i < 3; ++i)
+            alarm.countdownTick();
+        QStringList seen;
+        for (const auto& c : captions)
+            seen << c.at(0).toString();
+        QCOMPARE(seen, (QStringList{"Stop Alarm (3 sec.)", "Stop Alarm (2 sec.)", "Stop Alarm (1 sec.)",
+                                    "Stop Alarm (0 sec.)", "Stop Alarm (Actived)"}));
+        QVERIFY(alarm.watchTimer()->isActive());
+        QVERIFY(!alarm.countdownTimer()->isActive());
+        // A stop sent a moment ago is not yet an alarm; one seen on the next tick too is.
+        QSignalSpy offAll(&alarm, &StopAlarm::offAllRequested);
+        rig.tables.at(2).RunCommand = 2;
+        rig.tables.at(2).Phase = 5;
+        alarm.watchTick();
+        QCOMPARE(offAll.size(), 0);
+        alarm.watchTick();
+        QCOMPARE(offAll.size(), 1);
+        QCOMPARE(alarm.caption(), QString("Stop Alarm *"));
+        QVERIFY(alarm.raised(3));
+        alarm.toggle(); // armed again: the raised engine does not raise it twice
+        alarm.countdownTick();
+        alarm.countdownTick();
+        alarm.countdownTick();
+        alarm.watchTick();
+        alarm.watchTick();
+        QCOMPARE(offAll.size(), 1);
+        alarm.toggle(); // disarmed while watching
+        QCOMPARE(alarm.caption(), QString("Stop Alarm"));
+        QVERIFY(!alarm.watchTimer()->isActive());
+    }
+
+    void parameterListLines()
+    {
+        QCOMPARE(ParameterList::line(3, 5), QString("03  5   "));
+        QCOMPARE(ParameterList::line(31, 255), QString("31255   "));
+        ParameterList list;
+        std::array<std::uint8_t, 33> registers{};
+        registers[28] = 60;
+        list.fill(registers, true);
+        QCOMPARE(list.lines().size(), 32);
+        QCOMPARE(list.lines().at(3), QString("28 60   "));
+        // The line ends in blanks: the start parameter reads 0.
+        QCOMPARE(list.startParameter(), 0);
+        list.fill(registers, false);
+        QCOMPARE(list.lines().size(), 64);
+    }
+};
+
+TARVEK_TEST(OperationRulesTest)
+#include "tst_operation_rules.moc"
