@@ -42,6 +42,12 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     });
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
     connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
+    // A settings file that cannot be written, or a value that is not a number: once, on the status
+    // line and in List4; the station goes on with the values it holds.
+    connect(&files_, &SettingsFiles::problem, this, [this](const QString& text) {
+        emit statusText(text);
+        appendEvent(QStringLiteral("%1 / %2  %3").arg(clock_.dateText(), clock_.timeText(), text));
+    });
     connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
         emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
     });

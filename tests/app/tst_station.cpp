@@ -202,6 +202,31 @@ private slots:
         QCOMPARE(s.mode(), OperatingMode::Service);
     }
 
+    // A settings file that cannot be read or replaced is told once, on the status line and in
+    // List4, however often the station uses it; the station goes on with what it holds.
+    void settingsFaultsAreToldOnceInTheEventList()
+    {
+        Started started;
+        QVERIFY(QDir().mkpath(started.dir.filePath("ConsignePW.ini")));
+        QVERIFY(QDir().mkpath(started.dir.filePath("ParamLogStart.ini")));
+        QSignalSpy status(&started.s, &Station::statusText);
+        QVERIFY(started.start());
+        Station& s = started.s;
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(!s.setSoftwareSettings(s.software(), true));
+        QStringList faults = s.events().filter("ConsignePW.ini");
+        QCOMPARE(faults.size(), 1);
+        QVERIFY2(faults[0].contains("Cannot read ") && faults[0].startsWith(started.clock.dateText()), qPrintable(faults[0]));
+        faults = s.events().filter("ParamLogStart.ini"); // read at start-up, saved three times
+        QCOMPARE(faults.size(), 2);
+        QVERIFY2(faults[0].contains("Cannot read ") && faults[1].contains("Cannot write "), qPrintable(faults.join('\n')));
+        int told = 0;
+        for (const auto& args : status)
+            told += args.first().toString().contains(".ini") ? 1 : 0;
+        QCOMPARE(told, 3);
+        QCOMPARE(s.tables().at(0).PowerSetPoint, 50);
+    }
+
     void serviceModeTimesOutToUserMode_data()
     {
         QTest::addColumn<int>("limit");
