@@ -95,6 +95,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
 
     wireLink();
     wireHistory();
+    wirePasswords();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.

@@ -48,6 +48,7 @@ class QWidget;
 
 namespace tarvek {
 
+class ChangePasswordForm;
 class ConfigurationRS232;
 class FenQuestion;
 class HistoWindow;
@@ -82,6 +83,8 @@ public:
 
     // Opens (or raises) the software settings form ParamLogicielVB.
     SoftwareSettingsForm* openSoftwareSettings();
+    // Opens (or raises) the form ChangePassword, its entries empty.
+    ChangePasswordForm* openChangePassword();
     // Opens (or raises) the port configuration form ConfigurationRS232.
     ConfigurationRS232* openPortConfiguration();
     // Opens (or raises) the history window Histo.
@@ -116,6 +119,7 @@ private:
     void updatePortLabels();
     void wireLink();
     void wireHistory();
+    void wirePasswords();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -167,6 +171,7 @@ private:
     QPointer<Station> hosted_; // the station, while it hangs under this window for lookups by name
     QPointer<SoftwareSettingsForm> settingsForm_;
     QPointer<ConfigurationRS232> portsForm_;
+    QPointer<ChangePasswordForm> passwordForm_;
     QPointer<HistoWindow> histo_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
