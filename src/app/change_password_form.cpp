@@ -1,5 +1,6 @@
 #include "app/change_password_form.h"
 
+#include "app/form_buttons.h"
 #include "app/station.h"
 
 #include <QFormLayout>
@@ -52,18 +53,7 @@ ChangePasswordForm::ChangePasswordForm(Station& station, QWidget* parent)
     note->setWordWrap(true);
     outer->addWidget(note);
 
-    auto* buttons = new QHBoxLayout;
-    auto* saveButton = new QPushButton(QStringLiteral("Save"));
-    saveButton->setObjectName(QStringLiteral("Command1"));
-    saveButton->setDefault(true);
-    auto* closeButton = new QPushButton(QStringLiteral("Close"));
-    closeButton->setObjectName(QStringLiteral("Command2"));
-    buttons->addStretch();
-    buttons->addWidget(saveButton);
-    buttons->addWidget(closeButton);
-    outer->addLayout(buttons);
-    connect(saveButton, &QPushButton::clicked, this, &ChangePasswordForm::save);
-    connect(closeButton, &QPushButton::clicked, this, &QDialog::reject);
+    connect(addSaveCloseRow(this, outer), &QPushButton::clicked, this, &ChangePasswordForm::save);
 }
 
 void ChangePasswordForm::reset()
