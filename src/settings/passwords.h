@@ -8,7 +8,9 @@
 
 namespace tarvek::passwords {
 
-inline constexpr int kIterations = 100'000;
+// A log-in runs on the station's one thread: about 80 ms a record here (Qt's PBKDF2) keeps the
+// frame cycle's pause short. The count is in each record, so a later station may raise it.
+inline constexpr int kIterations = 20'000;
 inline constexpr int kSaltBytes = 16;
 
 // A new record for a password, with a fresh random salt.
