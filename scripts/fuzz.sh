@@ -80,5 +80,5 @@ for t in "${targets[@]}"; do
     echo "fuzz_$t failed (exit $status); the input is in $build/crashes/, the log in $log" >&2
     exit "$status"
   fi
-  grep -E '^(#[0-9]+ +DONE|Done |stat::number_of_executed_units|stat::peak_rss_mb)' "$log" || true
+  grep -aE '^(#[0-9]+ +DONE|Done |stat::number_of_executed_units|stat::peak_rss_mb)' "$log" || true
 done
