@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the station needs to build, test and run, when any is missing.
+# With --fuzz it adds clang, which only the fuzz targets need (scripts/fuzz.sh; the test command
+# runs them when clang is there).
 set -euo pipefail
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
           xvfb xauth fonts-dejavu-core)
+[ "${1:-}" = "--fuzz" ] && packages+=(clang)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -97,6 +97,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     wireLink();
     wireHistory();
     wireOperation();
+    wirePasswords();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.

@@ -48,6 +48,7 @@ class QWidget;
 
 namespace tarvek {
 
+class ChangePasswordForm;
 class ConfigurationRS232;
 class FenQuestion;
 class HistoWindow;
@@ -83,6 +84,8 @@ public:
 
     // Opens (or raises) the software settings form ParamLogicielVB.
     SoftwareSettingsForm* openSoftwareSettings();
+    // Opens (or raises) the form ChangePassword, its entries empty.
+    ChangePasswordForm* openChangePassword();
     // Opens (or raises) the port configuration form ConfigurationRS232.
     ConfigurationRS232* openPortConfiguration();
     // Opens (or raises) the history window Histo.
@@ -120,6 +123,7 @@ private:
     void wireLink();
     void wireHistory();
     void wireOperation();
+    void wirePasswords();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -171,6 +175,7 @@ private:
     QPointer<Station> hosted_; // the station, while it hangs under this window for lookups by name
     QPointer<SoftwareSettingsForm> settingsForm_;
     QPointer<ConfigurationRS232> portsForm_;
+    QPointer<ChangePasswordForm> passwordForm_;
     QPointer<HistoWindow> histo_;
     QPointer<MessagesError> messagesError_;
     QPointer<QDialog> lossBox_;

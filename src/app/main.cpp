@@ -1,4 +1,5 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
+#include "app/change_password_form.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/software_settings_form.h"
@@ -12,10 +13,23 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <optional>
 
 using namespace tarvek;
 
 namespace {
+constexpr int kUsageError = 64; // EX_USAGE: the command line was wrong
+
+struct Options {
+    QString folder;
+    QString loginFile;
+    QString screenshot;
+    QString form;
+    double quitAfter = -1;
+    QStringList com;
+    bool linkStats = false;
+};
+
 // The station folder when none is given: the user's application data folder, which is writable
 // on every system (the settings files, "Img" and "Datalogger" live there).
 QString defaultFolder()
@@ -23,40 +37,30 @@ QString defaultFolder()
     return QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
 }
 
-bool saveShot(QWidget* w, const QString& file)
+void setIdentity()
 {
-    const bool ok = w->grab().save(file, "PNG");
-    std::fprintf(stderr, ok ? "screenshot saved: %s\n" : "cannot save screenshot: %s\n",
-                 qPrintable(QDir::toNativeSeparators(file)));
-    return ok;
+    QCoreApplication::setApplicationName(QStringLiteral("tarvek-station"));
+    QCoreApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());
 }
-} // namespace
 
-int main(int argc, char** argv)
+int usageError(const QString& text)
 {
-    // Pictures and help need no screen: without a display they are made off screen.
-    const bool headless = qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-    if (headless && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        for (int i = 1; i < argc; ++i) {
-            const QByteArray arg(argv[i]);
-            if (arg.startsWith("--screenshot") || arg == "--help" || arg == "-h" || arg == "--version" ||
-                arg == "-v")
-                qputenv("QT_QPA_PLATFORM", "offscreen");
-        }
-    }
-    // Qt's own event dispatcher times the 30 ms senders to a fraction of a millisecond and wakes
-    // less often than the GLib one, which sleeps in whole milliseconds.
-    if (qEnvironmentVariableIsEmpty("QT_NO_GLIB"))
-        qputenv("QT_NO_GLIB", "1");
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("tarvek-station"));
-    QApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());
-    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
+    std::fprintf(stderr, "tarvek-station: %s\nTry 'tarvek-station --help' for more information.\n",
+                 qPrintable(text));
+    return kUsageError;
+}
 
+// Reads the command line on a core application, before any window system is asked for: help,
+// version and usage errors work without a display. Returns an exit code when the program ends here.
+std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
+{
+    QCoreApplication core(argc, argv);
+    setIdentity();
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Tarvek Light Engine Control station"));
-    parser.addHelpOption();
-    parser.addVersionOption();
+    parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+    const QCommandLineOption helpOption = parser.addHelpOption();
+    const QCommandLineOption versionOption = parser.addVersionOption();
     const QCommandLineOption folderOption(
         QStringLiteral("folder"),
         QStringLiteral("Station folder holding the settings files, Img and Datalogger (default: %1).")
@@ -72,7 +76,7 @@ int main(int argc, char** argv)
         QStringLiteral("FILE"));
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
-        QStringLiteral("Window to picture with --screenshot: Log (default), ParamLogicielVB or MessagesError."),
+        QStringLiteral("Window to picture with --screenshot: Log (default), ParamLogicielVB, MessagesError or ChangePassword."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -87,60 +91,103 @@ int main(int argc, char** argv)
         QStringLiteral("link-stats"),
         QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station."));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption});
-    parser.process(app);
 
-    const QString folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
-    if (!QDir().mkpath(folder)) {
-        std::fprintf(stderr, "cannot create the station folder %s\n", qPrintable(folder));
-        return 1;
+    // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
+    QStringList args;
+    for (const QString& a : QCoreApplication::arguments())
+        if (a.size() <= 2 || !a.startsWith(QLatin1Char('-')) || a.startsWith(QLatin1String("--")))
+            args << a;
+    if (!parser.parse(args))
+        return usageError(parser.errorText());
+    if (parser.isSet(helpOption)) {
+        std::fputs(qPrintable(parser.helpText()), stdout);
+        return 0;
     }
-    const QString form = parser.value(formOption);
-    if (form != QLatin1String("Log") && form != QLatin1String("ParamLogicielVB") &&
-        form != QLatin1String("MessagesError")) {
-        std::fprintf(stderr, "--screenshot-form: Log, ParamLogicielVB or MessagesError\n");
-        return 2;
+    if (parser.isSet(versionOption)) {
+        std::printf("%s %s\n", qPrintable(QCoreApplication::applicationName()),
+                    qPrintable(QCoreApplication::applicationVersion()));
+        return 0;
     }
-    double quitAfter = -1;
+
+    o.folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
+    o.loginFile = parser.value(loginOption);
+    o.screenshot = parser.value(shotOption);
+    o.form = parser.value(formOption);
+    if (!QStringList{"Log", "ParamLogicielVB", "MessagesError", "ChangePassword"}.contains(o.form))
+        return usageError(QStringLiteral("--screenshot-form: Log, ParamLogicielVB, MessagesError or ChangePassword, not ") + o.form);
     if (parser.isSet(quitOption)) {
         bool ok = false;
-        quitAfter = parser.value(quitOption).toDouble(&ok);
-        if (!ok || quitAfter < 0) {
-            std::fprintf(stderr, "--quit-after: a number of seconds\n");
-            return 2;
-        }
+        o.quitAfter = parser.value(quitOption).toDouble(&ok);
+        if (!ok || o.quitAfter < 0)
+            return usageError(QStringLiteral("--quit-after: a number of seconds, not ") + parser.value(quitOption));
     } else if (parser.isSet(shotOption)) {
-        quitAfter = 2;
+        o.quitAfter = 2;
     }
+    o.com = parser.values(comOption);
+    const QStringList badCom = ComMap().applyOverrides(o.com);
+    if (!badCom.isEmpty())
+        return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") + badCom.join(QStringLiteral(", ")));
+    o.linkStats = parser.isSet(statsOption);
+    return std::nullopt;
+}
+
+bool saveShot(QWidget* w, const QString& file)
+{
+    const bool ok = w->grab().save(file, "PNG");
+    std::fprintf(stderr, ok ? "screenshot saved: %s\n" : "cannot save screenshot: %s\n",
+                 qPrintable(QDir::toNativeSeparators(file)));
+    return ok;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+    // Qt's own event dispatcher times the 30 ms senders to a fraction of a millisecond and wakes
+    // less often than the GLib one, which sleeps in whole milliseconds.
+    if (qEnvironmentVariableIsEmpty("QT_NO_GLIB"))
+        qputenv("QT_NO_GLIB", "1");
+    Options options;
+    if (const auto rc = parseCommandLine(argc, argv, options))
+        return *rc;
+    if (!QDir().mkpath(options.folder)) {
+        std::fprintf(stderr, "cannot create the station folder %s\n", qPrintable(options.folder));
+        return 1;
+    }
+    // Pictures need no screen: without a display they are made off screen.
+    const bool headless = qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (headless && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && !options.screenshot.isEmpty())
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    QApplication app(argc, argv);
+    setIdentity();
+    QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
     SystemClock clock;
-    Station station(folder, parser.value(loginOption), clock);
-    const QStringList badCom = station.setComOverrides(parser.values(comOption));
-    if (!badCom.isEmpty()) {
-        std::fprintf(stderr, "--com: N=DEVICE with N from 1 to 14, not %s\n", qPrintable(badCom.join(", ")));
-        return 2;
-    }
+    Station station(options.folder, options.loginFile, clock);
+    station.setComOverrides(options.com);
     LogWindow window(station);
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
     window.show();
 
     int exitCode = 0;
-    if (quitAfter >= 0) {
-        const QString shot = parser.value(shotOption);
-        QTimer::singleShot(static_cast<int>(quitAfter * 1000), &app, [&] {
-            if (!shot.isEmpty()) {
+    if (options.quitAfter >= 0) {
+        QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&] {
+            if (!options.screenshot.isEmpty()) {
                 QWidget* target = &window;
-                if (form == QLatin1String("ParamLogicielVB"))
+                if (options.form == QLatin1String("ParamLogicielVB"))
                     target = window.openSoftwareSettings();
-                else if (form == QLatin1String("MessagesError"))
+                else if (options.form == QLatin1String("MessagesError"))
                     target = window.openMessagesError();
-                if (!saveShot(target, shot))
+                else if (options.form == QLatin1String("ChangePassword"))
+                    target = window.openChangePassword();
+                if (!saveShot(target, options.screenshot))
                     exitCode = 1;
             }
             station.quit();
         });
     }
     const int rc = app.exec();
-    if (parser.isSet(statsOption)) {
+    if (options.linkStats) {
         for (int k = 1; k <= 6; ++k) {
             const auto d = station.link().replyToFrameDelays(k);
             std::printf("link COM%d - frames %llu, reply to frame inside the station: median %.3f ms, "

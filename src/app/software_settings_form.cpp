@@ -1,5 +1,6 @@
 #include "app/software_settings_form.h"
 
+#include "app/form_buttons.h"
 #include "app/station.h"
 
 #include <QCheckBox>
@@ -89,18 +90,7 @@ SoftwareSettingsForm::SoftwareSettingsForm(Station& station, QWidget* parent)
     accessLayout->addWidget(timeOut_, 2, 1, Qt::AlignLeft);
     outer->addWidget(access);
 
-    auto* buttons = new QHBoxLayout;
-    auto* saveButton = new QPushButton(QStringLiteral("Save"));
-    saveButton->setObjectName(QStringLiteral("Command1"));
-    saveButton->setDefault(true);
-    auto* closeButton = new QPushButton(QStringLiteral("Close"));
-    closeButton->setObjectName(QStringLiteral("Command2"));
-    buttons->addStretch(1);
-    buttons->addWidget(saveButton);
-    buttons->addWidget(closeButton);
-    outer->addLayout(buttons);
-    connect(saveButton, &QPushButton::clicked, this, &SoftwareSettingsForm::save);
-    connect(closeButton, &QPushButton::clicked, this, &QDialog::reject);
+    connect(addSaveCloseRow(this, outer), &QPushButton::clicked, this, &SoftwareSettingsForm::save);
 
     reload();
 }

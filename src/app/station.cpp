@@ -1,6 +1,7 @@
 #include "app/station.h"
 
 #include "recording/named_timer.h"
+#include "settings/passwords.h"
 
 #include <QDir>
 
@@ -42,6 +43,12 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     });
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
     connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
+    // A settings file that cannot be written, or a value that is not a number: once, on the status
+    // line and in List4; the station goes on with the values it holds.
+    connect(&files_, &SettingsFiles::problem, this, [this](const QString& text) {
+        emit statusText(text);
+        appendEvent(QStringLiteral("%1 / %2  %3").arg(clock_.dateText(), clock_.timeText(), text));
+    });
     connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
         emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
     });
@@ -296,16 +303,15 @@ void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
 bool Station::logIn(const QString& password)
 {
     // The file is read on every attempt so a password changed on disk takes effect at once.
-    std::array<QString, 2> passwords = settings_.passwords;
-    files_.readStrings(SettingsFiles::loginFileName(), passwords);
-    settings_.passwords = passwords;
+    std::array<QString, 2> records = settings_.passwords;
+    files_.readStrings(SettingsFiles::loginFileName(), records);
+    settings_.passwords = records;
 
     // The attempt is judged while the mode reads "no valid log-in"; a failed one puts back what was.
     const OperatingMode before = tables_.mode;
     tables_.mode = OperatingMode::NotLoggedIn;
-    const QString typed = password.toUpper();
 
-    if (typed == passwords[0].toUpper()) {
+    if (passwords::matches(records[0], password)) {
         tables_.mode = OperatingMode::User;
         timer8_->stop();
         timer9_->stop();
@@ -317,7 +323,7 @@ bool Station::logIn(const QString& password)
             modeMenuCaption_ = QStringLiteral("Start in Service Mode");
     }
     // A station whose two passwords are the same logs in to service mode, the later check.
-    if (typed == passwords[1].toUpper()) {
+    if (passwords::matches(records[1], password)) {
         tables_.mode = OperatingMode::Service;
         serviceMarker_ = software_.serviceModeOption;
         functionsAvailable_ = software_.serviceModeOption;
@@ -334,6 +340,26 @@ bool Station::logIn(const QString& password)
     }
     emit modeChanged(static_cast<int>(tables_.mode));
     return true;
+}
+
+QString Station::changePassword(int record, const QString& password, const QString& again)
+{
+    if (tables_.mode != OperatingMode::Service || record < 0 || record > 1)
+        return QStringLiteral("Passwords are changed in service mode.");
+    std::array<QString, 2> records = settings_.passwords;
+    files_.readStrings(SettingsFiles::loginFileName(), records);
+    const auto r = static_cast<std::size_t>(record);
+    const QString refused = passwords::refusal(password, again, records[1 - r]);
+    if (!refused.isEmpty())
+        return refused;
+    records[r] = passwords::hashRecord(password);
+    // A file that cannot be replaced is also reported on the status line and in List4.
+    if (!files_.writeValues(SettingsFiles::loginFileName(), {records[0], records[1]}, LineFormat::Quoted))
+        return QStringLiteral("Cannot write the log-in file.");
+    settings_.passwords = records;
+    emit statusText(record == 0 ? QStringLiteral("The user password was changed")
+                                : QStringLiteral("The service password was changed"));
+    return {};
 }
 
 void Station::serviceTick()

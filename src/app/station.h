@@ -128,6 +128,10 @@ public:
     // Checks a password against the log-in file; false (and nothing changed) when it matches neither.
     bool logIn(const QString& password);
 
+    // Service mode only: sets record 0 (user) or 1 (service) of the log-in file, stored hashed.
+    // Returns why the password was refused, or empty once it is saved.
+    QString changePassword(int record, const QString& password, const QString& again);
+
     // The choice of engine on the main window, 1..6.
     void selectEngine(int engine);
 

@@ -115,9 +115,9 @@ QString SettingsFiles::unquote(QString line)
 {
     while (line.endsWith('\r') || line.endsWith('\n'))
         line.chop(1);
-    const QString t = line.trimmed();
-    if (t.size() >= 2 && t.startsWith('"') && t.endsWith('"'))
-        return t.mid(1, t.size() - 2);
+    const QStringView t = QStringView(line).trimmed();
+    if (t.size() >= 2 && t.startsWith(u'"') && t.endsWith(u'"'))
+        return t.mid(1, t.size() - 2).toString();
     return line;
 }
 
@@ -153,36 +153,80 @@ void SettingsFiles::ensureAll()
             ensure(s.name);
 }
 
-QStringList SettingsFiles::readValues(const QString& name)
+ReadLines SettingsFiles::readLines(QIODevice& in, qint64 limit)
+{
+    ReadLines out;
+    qint64 total = 0;
+    QByteArray buffer(static_cast<qsizetype>(limit) + 1, Qt::Uninitialized); // one line at most
+    while (total < limit) {
+        // At most the room left (readLine keeps one byte of its size for a terminator).
+        const qint64 n = in.readLine(buffer.data(), limit - total + 1);
+        if (n <= 0)
+            break;
+        total += n;
+        const QLatin1StringView line(buffer.constData(), static_cast<qsizetype>(n));
+        if (!line.endsWith('\n') && !in.atEnd()) {
+            out.tooLong = true; // the line goes on past the limit: the cut part is no value
+            return out;
+        }
+        out.values << unquote(QString(line));
+    }
+    out.tooLong = !in.atEnd();
+    return out;
+}
+
+ReadLines SettingsFiles::read(const QString& name, bool& clean)
 {
     ensure(name);
     QFile file(pathOf(name));
-    QStringList values;
+    clean = false;
     if (!file.open(QIODevice::ReadOnly)) {
         emit fileError(name, file.errorString());
-        return values;
+        report(name, Op::Read,
+               QStringLiteral("Cannot read %1: %2").arg(QDir::toNativeSeparators(file.fileName()), file.errorString()));
+        return {};
     }
-    const QByteArray all = file.readAll();
-    QList<QByteArray> lines = all.split('\n');
-    if (!lines.isEmpty() && lines.last().isEmpty())
-        lines.removeLast(); // the final line end does not start another value
-    for (const QByteArray& line : lines)
-        values << unquote(QString::fromLatin1(line));
-    return values;
+    ReadLines lines = readLines(file);
+    if (lines.tooLong) {
+        emit fileError(name, QStringLiteral("longer than %1 KiB").arg(kMaxFileBytes / 1024));
+        report(name, Op::Read, QStringLiteral("%1 is longer than %2 KiB: only its first lines were read")
+                                   .arg(QDir::toNativeSeparators(file.fileName()))
+                                   .arg(kMaxFileBytes / 1024));
+    }
+    clean = !lines.tooLong;
+    return lines;
+}
+
+QStringList SettingsFiles::readValues(const QString& name)
+{
+    bool clean = false;
+    ReadLines lines = read(name, clean);
+    if (clean)
+        settle(name, Op::Read);
+    return lines.values;
 }
 
 int SettingsFiles::readNumbers(const QString& name, std::span<int> values)
 {
-    const QStringList lines = readValues(name);
+    bool clean = false;
+    const QStringList lines = read(name, clean).values;
     int read = 0;
     for (std::size_t i = 0; i < values.size() && i < static_cast<std::size_t>(lines.size()); ++i) {
-        const auto n = toNumber(lines[static_cast<int>(i)]);
-        if (n)
+        const QString& text = lines[static_cast<int>(i)];
+        if (const auto n = toNumber(text)) {
             values[i] = *n;
-        else
-            emit malformedValue(name, static_cast<int>(i) + 1, lines[static_cast<int>(i)]);
+        } else {
+            clean = false;
+            emit malformedValue(name, static_cast<int>(i) + 1, text);
+            report(name, Op::Read, QStringLiteral("%1 line %2: \"%3\" is not a number; the value held is kept")
+                                       .arg(QDir::toNativeSeparators(pathOf(name)))
+                                       .arg(i + 1)
+                                       .arg(text.left(40)));
+        }
         ++read;
     }
+    if (clean)
+        settle(name, Op::Read);
     return read;
 }
 
@@ -202,16 +246,17 @@ bool SettingsFiles::writeValues(const QString& name, const QStringList& values, 
     const QString path = pathOf(name);
     QDir().mkpath(QFileInfo(path).absolutePath());
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        emit fileError(name, file.errorString());
-        return false;
+    if (file.open(QIODevice::WriteOnly)) {
+        file.write(render(values, format));
+        if (file.commit()) {
+            settle(name, Op::Write);
+            return true;
+        }
     }
-    file.write(render(values, format));
-    if (!file.commit()) {
-        emit fileError(name, file.errorString());
-        return false;
-    }
-    return true;
+    emit fileError(name, file.errorString());
+    report(name, Op::Write, QStringLiteral("Cannot write %1: %2; the station keeps its values")
+                                .arg(QDir::toNativeSeparators(path), file.errorString()));
+    return false;
 }
 
 bool SettingsFiles::writeValues(const QString& name, const QStringList& values)
@@ -226,6 +271,20 @@ bool SettingsFiles::writeNumbers(const QString& name, std::span<const int> value
     for (int v : values)
         lines << QString::number(v);
     return writeValues(name, lines);
+}
+
+void SettingsFiles::report(const QString& name, Op op, const QString& text)
+{
+    auto& seen = reported_[name + (op == Op::Read ? QLatin1Char('<') : QLatin1Char('>'))];
+    if (seen.contains(text))
+        return;
+    seen.insert(text);
+    emit problem(text);
+}
+
+void SettingsFiles::settle(const QString& name, Op op)
+{
+    reported_.remove(name + (op == Op::Read ? QLatin1Char('<') : QLatin1Char('>')));
 }
 
 } // namespace tarvek

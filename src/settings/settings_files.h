@@ -1,11 +1,15 @@
 #pragma once
 // The station folder and its small line-oriented settings files.
+#include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QStringList>
 
 #include <span>
 #include <vector>
+
+class QIODevice;
 
 namespace tarvek {
 
@@ -18,9 +22,18 @@ struct SettingsFileSpec {
     bool createdAtStart;  // false for files written by a form only
 };
 
+// The values of a file as read: one a line, quotes removed.
+struct ReadLines {
+    QStringList values;
+    bool tooLong = false; // the file goes on past the size limit; only the lines before it count
+};
+
 class SettingsFiles : public QObject {
     Q_OBJECT
 public:
+    // A settings file holds a few dozen short lines; anything larger is damaged or not ours.
+    static constexpr qint64 kMaxFileBytes = 64 * 1024;
+
     // loginFile empty: the station folder's Name.inc (the documented Windows path on Windows).
     explicit SettingsFiles(const QString& folder, const QString& loginFile = {},
                            QObject* parent = nullptr);
@@ -41,6 +54,7 @@ public:
     void ensureAll();
 
     // The values of a file, one a line, quotes removed; the file is created first when missing.
+    // Only the lines within the first kMaxFileBytes are read; a longer file is reported.
     QStringList readValues(const QString& name);
     // Reads numbers into `values` in order. A short file leaves the rest as they were; a line
     // that is not a number keeps its value and is reported through malformedValue().
@@ -58,16 +72,29 @@ public:
     static QByteArray render(const QStringList& values, LineFormat format);
     // One line as a value: CR dropped, quotes removed.
     static QString unquote(QString line);
+    // Reads values line by line, never more than `limit` bytes: the whole reader without a file.
+    static ReadLines readLines(QIODevice& in, qint64 limit = kMaxFileBytes);
     // A number as the station reads it: blanks around it and quotes accepted.
     static std::optional<int> toNumber(const QString& value);
 
 signals:
+    // Every time: a value that is not a number, a file that cannot be read or written.
     void malformedValue(const QString& file, int line, const QString& text);
     void fileError(const QString& file, const QString& reason);
+    // For the operator, naming the file: each fault once, until the file reads or writes cleanly
+    // again (a station runs all day and rereads some files on every use).
+    void problem(const QString& text);
 
 private:
+    enum class Op { Read, Write };
+    // Reads without settling the file's reports: the caller knows when the whole read was clean.
+    ReadLines read(const QString& name, bool& clean);
+    void report(const QString& name, Op op, const QString& text);
+    void settle(const QString& name, Op op);
+
     QString folder_;
     QString loginFile_;
+    QHash<QString, QSet<QString>> reported_; // per file and operation, the reports already made
 };
 
 } // namespace tarvek

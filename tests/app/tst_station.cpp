@@ -202,6 +202,58 @@ private slots:
         QCOMPARE(s.mode(), OperatingMode::Service);
     }
 
+    // A password set from the station is kept hashed in its record; the other stays as it was.
+    void passwordsChangedFromTheStationAreStoredHashed()
+    {
+        Started started;
+        QVERIFY(started.start());
+        Station& s = started.s;
+        const QString loginFile = s.files().loginFile();
+        QSignalSpy status(&s, &Station::statusText);
+        QVERIFY(!s.changePassword(1, "Whale", "Whale").isEmpty()); // not in service mode
+        QVERIFY(s.logIn("harvests"));
+        QVERIFY(!s.changePassword(1, "Whale", "Whale").isEmpty());
+        QVERIFY(s.logIn("dolphin"));
+        QCOMPARE(s.changePassword(1, "Whale", "Wahle"), QString("The two entries differ."));
+        QCOMPARE(s.changePassword(1, "Whale", "Whale"), QString());
+        QCOMPARE(status.last().first().toString(), QString("The service password was changed"));
+
+        const QList<QByteArray> records = readBytes(loginFile).split('\n');
+        QCOMPARE(records.size(), 3); // two lines and the final line end
+        QCOMPARE(records[0], QByteArray("\"harvests\"\r"));
+        QVERIFY2(records[1].startsWith("\"pbkdf2-sha256$") && !records[1].toUpper().contains("WHALE"), records[1]);
+        QVERIFY(!s.logIn("dolphin"));
+        QVERIFY(s.logIn("WHALE"));
+        QCOMPARE(s.mode(), OperatingMode::Service);
+        QVERIFY(s.logIn("Harvests"));
+        QCOMPARE(s.mode(), OperatingMode::User);
+    }
+
+    // A settings file that cannot be read or replaced is told once, on the status line and in
+    // List4, however often the station uses it; the station goes on with what it holds.
+    void settingsFaultsAreToldOnceInTheEventList()
+    {
+        Started started;
+        QVERIFY(QDir().mkpath(started.dir.filePath("ConsignePW.ini")));
+        QVERIFY(QDir().mkpath(started.dir.filePath("ParamLogStart.ini")));
+        QSignalSpy status(&started.s, &Station::statusText);
+        QVERIFY(started.start());
+        Station& s = started.s;
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(!s.setSoftwareSettings(s.software(), true));
+        QStringList faults = s.events().filter("ConsignePW.ini");
+        QCOMPARE(faults.size(), 1);
+        QVERIFY2(faults[0].contains("Cannot read ") && faults[0].startsWith(started.clock.dateText()), qPrintable(faults[0]));
+        faults = s.events().filter("ParamLogStart.ini"); // read at start-up, saved three times
+        QCOMPARE(faults.size(), 2);
+        QVERIFY2(faults[0].contains("Cannot read ") && faults[1].contains("Cannot write "), qPrintable(faults.join('\n')));
+        int told = 0;
+        for (const auto& args : status)
+            told += args.first().toString().contains(".ini") ? 1 : 0;
+        QCOMPARE(told, 3);
+        QCOMPARE(s.tables().at(0).PowerSetPoint, 50);
+    }
+
     void serviceModeTimesOutToUserMode_data()
     {
         QTest::addColumn<int>("limit");

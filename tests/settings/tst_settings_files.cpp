@@ -3,6 +3,7 @@
 #include "test_registry.h"
 #include "test_support.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -167,6 +168,81 @@ private slots:
         s.loadAll(files);
         QCOMPARE(s.powerSetPoints[0], 50);
         QVERIFY(errors.count() > 0);
+    }
+
+    // Each fault reaches the operator once, naming the file, however often the file is used; the
+    // values held stay. A clean read or write makes the next fault news again.
+    void faultsAreReportedOnceWithTheFileName_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("says");
+        QTest::newRow("not a number") << "malformed" << "ConsignePW.ini line 2: \"5O\" is not a number";
+        QTest::newRow("too long") << "long" << "ConsignePW.ini is longer than 64 KiB";
+        QTest::newRow("cannot replace") << "unwritable" << "Cannot write " ;
+        QTest::newRow("cannot read") << "unreadable" << "Cannot read ";
+    }
+    void faultsAreReportedOnceWithTheFileName()
+    {
+        QFETCH(QString, fault);
+        QFETCH(QString, says);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        const QString path = files.pathOf("\\ConsignePW.ini");
+        QSignalSpy problems(&files, &SettingsFiles::problem);
+        std::array<int, 6> values{1, 2, 3, 4, 5, 6};
+        const auto use = [&] {
+            if (fault == "unwritable")
+                return files.writeNumbers("\\ConsignePW.ini", values);
+            return files.readNumbers("\\ConsignePW.ini", values) >= 0;
+        };
+        if (fault == "malformed")
+            writeBytes(path, "60\r\n5O\r\n");
+        else if (fault == "long") // one line runs on for 10 MB: read up to the limit, not whole
+            writeBytes(path, "60\r\n70\r\n" + QByteArray(10 << 20, 'x'));
+        else
+            QVERIFY(QDir().mkpath(path)); // a folder in the file's place can be neither read nor replaced
+        for (int i = 0; i < 3; ++i)
+            use();
+        QCOMPARE(problems.size(), 1);
+        const QString text = problems.first().first().toString();
+        QVERIFY2(text.contains(says) && text.contains("ConsignePW.ini"), qPrintable(text));
+        QCOMPARE(values[2], 3); // held
+        if (fault == "malformed" || fault == "long")
+            QCOMPARE(values[0], 60);
+
+        QVERIFY(QDir().rmdir(path) || QFile::remove(path));
+        QVERIFY(files.writeNumbers("\\ConsignePW.ini", values));
+        QCOMPARE(files.readNumbers("\\ConsignePW.ini", values), 6);
+        if (fault == "unwritable" || fault == "unreadable")
+            QVERIFY(QFile::remove(path) && QDir().mkpath(path));
+        else
+            writeBytes(path, fault == "malformed" ? "60\r\n5O\r\n" : "60\r\n" + QByteArray(70000, 'x'));
+        use();
+        QCOMPARE(problems.size(), 2);
+    }
+
+    // The reader stops at its limit: a file that ends within it is whole, one byte more is not.
+    void readerStopsAtTheLimit_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QStringList>("values");
+        QTest::addColumn<bool>("tooLong");
+        QTest::newRow("ends at the limit") << QByteArray("12\r\n\"34\"\n") << QStringList{"12", "34"} << false;
+        QTest::newRow("no final line end") << QByteArray("12\r\n\"345\"") << QStringList{"12", "345"} << false;
+        QTest::newRow("one byte over") << QByteArray("12\r\n\"345\"\n") << QStringList{"12"} << true;
+        QTest::newRow("one long line") << QByteArray(100, '7') << QStringList{} << true;
+        QTest::newRow("empty lines") << QByteArray("\n\n") << QStringList{"", ""} << false;
+    }
+    void readerStopsAtTheLimit()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QStringList, values);
+        QFETCH(bool, tooLong);
+        QBuffer in(&bytes);
+        QVERIFY(in.open(QIODevice::ReadOnly));
+        const ReadLines got = SettingsFiles::readLines(in, 9);
+        QCOMPARE(got.values, values);
+        QCOMPARE(got.tooLong, tooLong);
     }
 };
 

@@ -1,0 +1,68 @@
+// The form ChangePassword from the Service menu: service mode only, refusals shown on the form.
+#include "app/change_password_form.h"
+#include "app/log_window.h"
+#include "app/station.h"
+#include "settings/passwords.h"
+#include "test_registry.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace tarvek;
+
+class ChangePasswordTest : public QObject {
+    Q_OBJECT
+private slots:
+    void serviceSetsAPasswordThroughTheForm()
+    {
+        QTemporaryDir dir;
+        ManualClock clock;
+        Station station(dir.path(), {}, clock);
+        LogWindow window(station);
+        window.show();
+        QSignalSpy done(&station, &Station::startupFinished);
+        QVERIFY(station.startedUp() || done.wait(10'000));
+        QAction* entry = window.action("mnuChangePassword");
+        QVERIFY(entry);
+        QVERIFY(station.logIn("harvests"));
+        QVERIFY(!entry->isEnabled());
+        QVERIFY(station.logIn("dolphin"));
+        QVERIFY(entry->isEnabled());
+
+        entry->trigger();
+        auto* form = window.findChild<ChangePasswordForm*>("ChangePassword");
+        QVERIFY(form && form->isVisible());
+        const auto type = [form](const char* first, const char* second) {
+            for (auto [name, text] : {std::pair{"TextPassword", first}, std::pair{"TextRepeat", second}}) {
+                auto* edit = form->findChild<QLineEdit*>(name);
+                edit->clear();
+                QTest::keyClicks(edit, text);
+            }
+            QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        };
+        type("orca", "orka");
+        QCOMPARE(form->findChild<QLabel*>("LabelRefusal")->text(), QString("The two entries differ."));
+        QVERIFY(form->isVisible());
+        type("orca", "orca");
+        QVERIFY(!form->isVisible());
+        QVERIFY(station.logIn("ORCA"));
+        QCOMPARE(station.mode(), OperatingMode::User);
+        QVERIFY(passwords::isHashed(station.settings().passwords[0]));
+
+        // Leaving service mode (a user log-in or the time-out) closes the form.
+        QVERIFY(station.logIn("dolphin"));
+        entry->trigger();
+        QVERIFY(form->isVisible());
+        QVERIFY(station.logIn("orca"));
+        QVERIFY(!form->isVisible());
+    }
+};
+
+TARVEK_TEST(ChangePasswordTest)
+#include "tst_change_password.moc"

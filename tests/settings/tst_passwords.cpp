@@ -1,0 +1,78 @@
+#include "settings/passwords.h"
+#include "test_registry.h"
+
+#include <QTest>
+
+using namespace tarvek;
+
+namespace {
+// Few iterations keep the tests quick; the record says how many, so matching follows it.
+QString hashed(const QString& password)
+{
+    return passwords::hashRecord(password, QByteArray("0123456789abcdef"), 1000);
+}
+} // namespace
+
+class PasswordsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void recordsOpenWithTheirPasswordInAnyCase_data()
+    {
+        QTest::addColumn<QString>("record");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("clear, same") << "dolphin" << "dolphin" << true;
+        QTest::newRow("clear, other case") << "Dolphin" << "DOLPHIN" << true;
+        QTest::newRow("clear, longer") << "dolphin" << "dolphins" << false;
+        QTest::newRow("clear, empty typed") << "dolphin" << "" << false;
+        QTest::newRow("hashed, other case") << hashed("Sesame") << "sESAME" << true;
+        QTest::newRow("hashed, blank added") << hashed("Sesame") << "sesame " << false;
+        QTest::newRow("hashed, wrong") << hashed("Sesame") << "sesam" << false;
+        QTest::newRow("hashed text typed") << hashed("Sesame") << hashed("Sesame") << false;
+        QTest::newRow("accented") << hashed("éTé") << "ÉtÉ" << true;
+        // A damaged record is no hash: it opens only with its own text, as an old station's would.
+        QTest::newRow("damaged, own text") << "pbkdf2-sha256$0$AA==$AA==" << "PBKDF2-SHA256$0$AA==$AA==" << true;
+        QTest::newRow("damaged, other") << "pbkdf2-sha256$0$AA==$AA==" << "" << false;
+    }
+    void recordsOpenWithTheirPasswordInAnyCase()
+    {
+        QFETCH(QString, record);
+        QFETCH(QString, typed);
+        QFETCH(bool, opens);
+        QCOMPARE(passwords::matches(record, typed), opens);
+    }
+
+    void newRecordsAreSaltedHashes()
+    {
+        const QString a = passwords::hashRecord("harvests");
+        const QString b = passwords::hashRecord("harvests");
+        QVERIFY(a.startsWith(QStringLiteral("pbkdf2-sha256$%1$").arg(passwords::kIterations)));
+        QVERIFY(!a.contains("harvests", Qt::CaseInsensitive));
+        QVERIFY(a != b); // a fresh salt each time
+        QVERIFY(passwords::isHashed(a) && !passwords::isHashed("harvests"));
+        QVERIFY(passwords::matches(a, "HARVESTS") && passwords::matches(b, "harvests"));
+        QVERIFY(!a.contains('"') && !a.contains('\n'));
+    }
+
+    void newPasswordsAreChecked_data()
+    {
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<QString>("second");
+        QTest::addColumn<QString>("refusal");
+        QTest::newRow("accepted") << "Open" << "Open" << "";
+        QTest::newRow("empty") << "" << "" << "The new password is empty.";
+        QTest::newRow("entries differ") << "Open" << "Opne" << "The two entries differ.";
+        QTest::newRow("opens the other record") << "HARVESTS" << "HARVESTS" << "The user and service passwords must differ.";
+    }
+    void newPasswordsAreChecked()
+    {
+        QFETCH(QString, first);
+        QFETCH(QString, second);
+        QFETCH(QString, refusal);
+        QCOMPARE(passwords::refusal(first, second, "harvests"), refusal);
+        QCOMPARE(passwords::refusal(first, second, hashed("harvests")), refusal);
+    }
+};
+
+TARVEK_TEST(PasswordsTest)
+#include "tst_passwords.moc"
