@@ -3,6 +3,7 @@
 // the rest is the reply.
 #include "protocol/codec.h"
 #include "protocol/parameter_block.h"
+#include "protocol/reply_framer.h"
 
 #include <cstdint>
 #include <cstdlib>
@@ -75,7 +76,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (!sent.blocked) {
         check(sent.bytes[32] == '\r' && sent.bytes[33] == '\n');
         for (int k = 0; k < kReplyFields && !writesBlock; ++k) {
-            if (stationWrites(k, selected))
+            // A handled parameter block is not echoed back as a new read request.
+            if (stationWrites(k, selected) || (k == 0 && out.replyType == kParameterReplyType))
                 continue;
             // The quick path of the decoder and the lenient one must read a field alike.
             const auto v = parseNumber(replyField(reply, k));
@@ -85,6 +87,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     decodeParameterBlock(reply);
     parseNumber(reply);
+
+    // The same bytes as a line delivers them, in pieces of how % 17 + 1: every reply the framer
+    // hands out is whole and on the field grid, and it holds less than a reply besides.
+    ReplyFramer framer;
+    const std::size_t piece = how % 17 + 1;
+    for (std::size_t at = 0; at < reply.size(); at += piece)
+        framer.feed(reply.substr(at, piece), [](std::string_view whole) {
+            check(whole.size() == static_cast<std::size_t>(kReplyLength) && ReplyFramer::onFieldGrid(whole));
+        });
+    check(framer.pending() < static_cast<std::size_t>(kReplyLength));
     if (data[0] >= 0x80) // half the inputs: the encoders are slow under the sanitizers
         roundTrip(data + 2, size - 2);
     return 0;
