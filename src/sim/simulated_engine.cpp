@@ -55,8 +55,8 @@ bool SimulatedEngine::start()
 
 void SimulatedEngine::stallNextReply(int ms, int afterCharacters)
 {
-    stallMs_ = std::max(0, ms);
-    stallAt_ = std::clamp(afterCharacters, 1, kReplyLength - 1);
+    nextStallMs_ = std::max(0, ms);
+    nextStallAt_ = std::clamp(afterCharacters, 1, kReplyLength - 1);
 }
 
 void SimulatedEngine::resume()
@@ -112,6 +112,8 @@ void SimulatedEngine::sendReply(qint64 lateNs)
     }
     outgoing_ = QByteArray(text.data(), static_cast<qsizetype>(text.size()));
     sent_ = 0;
+    stallMs_ = std::exchange(nextStallMs_, 0);
+    stallAt_ = nextStallAt_;
     if (!paced_ && stallMs_ > 0) {
         sent_ = std::min(stallAt_, outgoing_.size());
         transport_->write(outgoing_.left(sent_));

@@ -91,8 +91,10 @@ private:
     QElapsedTimer frameArrival_; // first byte of the frame being received
     QTimer pacer_;
     QTimer stall_;           // the pause inside a reply
-    int stallMs_ = 0;        // 0: no pause pending
+    int stallMs_ = 0;        // the pause inside the reply going out; 0: none
     qsizetype stallAt_ = 0;
+    int nextStallMs_ = 0;    // asked for while a reply may be going out: it is the next one's
+    qsizetype nextStallAt_ = 0;
     QTimer frameTimeout_;
 };
 
