@@ -333,13 +333,16 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
     if ((error == QSerialPort::ResourceError || error == QSerialPort::ReadError) && s.open) {
         // The device is gone or hung up; reading on would only repeat the error. It is opened
         // again as soon as it is back, while the slot is enabled and the link connected.
-        s.openError = QStringLiteral("%1: %2").arg(s.port->portName(), s.port->errorString());
+        // The port's own text may still be that of an earlier, harmless error (a missing RTS line).
+        const QString reason = error == QSerialPort::ResourceError ? QStringLiteral("the device went away")
+                                                                   : QStringLiteral("the device stopped reading");
+        s.openError = QStringLiteral("%1: %2").arg(s.port->portName(), reason);
         const QString device = s.openDevice;
         closeSlot(slot);
         if (connected_ && enabled(slot)) {
             s.lostOnError = true;
             s.reconnect->start();
-            emit portLost(slot, device, s.port->errorString());
+            emit portLost(slot, device, reason);
         }
     }
     if (s.port->isOpen())
