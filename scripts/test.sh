@@ -5,10 +5,11 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 "$root/scripts/build.sh"
 build="${BUILD_DIR:-$root/build}"
 export QT_QPA_PLATFORM=offscreen
-(cd "$build" && ctest --output-on-failure -j "$(nproc)" "$@")
-# A few seconds of each fuzz target when clang is installed; nothing is lost without it.
+# A few seconds of each fuzz target when clang is installed; nothing is lost without it. They
+# run first so that CTest's summary closes the output.
 if "$root/scripts/fuzz.sh" --available; then
   "$root/scripts/fuzz.sh" --seconds "${FUZZ_SECONDS:-5}"
 else
   echo "clang with libFuzzer not installed: fuzz targets skipped"
 fi
+cd "$build" && ctest --output-on-failure -j "$(nproc)" "$@"
