@@ -1,5 +1,6 @@
 #include "app/pw6_sliders.h"
 
+#include "app/form_buttons.h"
 #include "app/station.h"
 
 #include <QGridLayout>
@@ -63,18 +64,8 @@ PW6Sliders::PW6Sliders(Station& station, QWidget* parent) : QDialog(parent), sta
     }
     outer->addLayout(grid);
 
-    auto* buttons = new QHBoxLayout;
-    auto* ok = new QPushButton(QStringLiteral("Validate"));
-    ok->setObjectName(QStringLiteral("PWValide"));
-    ok->setDefault(true);
-    auto* quit = new QPushButton(QStringLiteral("Close"));
-    quit->setObjectName(QStringLiteral("PWQuitter"));
-    buttons->addStretch(1);
-    buttons->addWidget(ok);
-    buttons->addWidget(quit);
-    outer->addLayout(buttons);
+    QPushButton* ok = addButtonRow(this, outer, {"PWValide", QStringLiteral("Validate")}, {"PWQuitter", QStringLiteral("Close")});
     connect(ok, &QPushButton::clicked, this, &PW6Sliders::validate);
-    connect(quit, &QPushButton::clicked, this, &QDialog::reject);
     connect(preset, &QPushButton::clicked, this, &PW6Sliders::presetEqual);
     reload();
 }

@@ -1,9 +1,9 @@
 #include "app/saisie.h"
 
+#include "app/form_buttons.h"
 #include "setpoints/value_entry.h"
 
 #include <QFormLayout>
-#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -38,19 +38,10 @@ Saisie::Saisie(ValueEntry& entry, QWidget* parent) : QDialog(parent), entry_(ent
     form->addRow(QStringLiteral("Value:"), text1_);
     outer->addLayout(form);
 
-    auto* buttons = new QHBoxLayout;
-    auto* ok = new QPushButton(QStringLiteral("OK"));
-    ok->setObjectName(QStringLiteral("ValidationSaisie"));
-    ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("Cancel"));
-    cancel->setObjectName(QStringLiteral("AnnulerSaisie"));
-    buttons->addStretch(1);
-    buttons->addWidget(ok);
-    buttons->addWidget(cancel);
-    outer->addLayout(buttons);
-
+    // AnnulerSaisie goes through reject(), which cancels the entry.
+    QPushButton* ok = addButtonRow(this, outer, {"ValidationSaisie", QStringLiteral("OK")},
+                                   {"AnnulerSaisie", QStringLiteral("Cancel")});
     connect(ok, &QPushButton::clicked, this, [this] { entry_.validate(text1_->text()); });
-    connect(cancel, &QPushButton::clicked, &entry_, &ValueEntry::cancel);
     connect(text1_, &QLineEdit::textEdited, &entry_, &ValueEntry::edited);
     connect(&entry_, &ValueEntry::opened, this, &Saisie::showEntry);
     connect(&entry_, &ValueEntry::warning, this, &Saisie::showWarning);
