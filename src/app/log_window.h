@@ -53,6 +53,8 @@ class ConfigurationRS232;
 class FenQuestion;
 class HistoWindow;
 class MessagesError;
+class PW6Sliders;
+class Saisie;
 class QuestionRouter;
 class SoftwareSettingsForm;
 
@@ -92,6 +94,12 @@ public:
     HistoWindow* openHistory();
     // Opens (or raises) the fault code window MessagesError.
     MessagesError* openMessagesError();
+    // Opens (or raises) the power set-point form PW6Sliders, showing the stored set-points.
+    PW6Sliders* openPowerSetPoints();
+    // Label9: opens Saisie for the motor speed of the selected engine; nullptr when none is selected.
+    Saisie* openMotorSpeedEntry();
+    // The value entry form, made on first use.
+    Saisie* saisie();
     QuestionRouter& questions() { return *router_; }
     // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
     QDialog* lossBox() const { return lossBox_; }
@@ -124,6 +132,7 @@ private:
     void wireHistory();
     void wireOperation();
     void wirePasswords();
+    void wireSetPoints();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -178,6 +187,8 @@ private:
     QPointer<ChangePasswordForm> passwordForm_;
     QPointer<HistoWindow> histo_;
     QPointer<MessagesError> messagesError_;
+    QPointer<PW6Sliders> sliders_;
+    QPointer<Saisie> saisie_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

@@ -2,6 +2,8 @@
 #include "app/change_password_form.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
+#include "app/pw6_sliders.h"
+#include "app/saisie.h"
 #include "app/software_settings_form.h"
 #include "app/station.h"
 
@@ -76,7 +78,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("FILE"));
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
-        QStringLiteral("Window to picture with --screenshot: Log (default), ParamLogicielVB, MessagesError or ChangePassword."),
+        QStringLiteral("Window to picture with --screenshot: Log (default), ParamLogicielVB, MessagesError, ChangePassword, "
+                       "PW6Sliders or Saisie (the motor speed entry of LE1)."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -113,8 +116,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.loginFile = parser.value(loginOption);
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
-    if (!QStringList{"Log", "ParamLogicielVB", "MessagesError", "ChangePassword"}.contains(o.form))
-        return usageError(QStringLiteral("--screenshot-form: Log, ParamLogicielVB, MessagesError or ChangePassword, not ") + o.form);
+    if (!QStringList{"Log", "ParamLogicielVB", "MessagesError", "ChangePassword", "PW6Sliders", "Saisie"}.contains(o.form))
+        return usageError(QStringLiteral("--screenshot-form: Log, ParamLogicielVB, MessagesError, ChangePassword, "
+                                         "PW6Sliders or Saisie, not ") + o.form);
     if (parser.isSet(quitOption)) {
         bool ok = false;
         o.quitAfter = parser.value(quitOption).toDouble(&ok);
@@ -180,6 +184,12 @@ int main(int argc, char** argv)
                     target = window.openMessagesError();
                 else if (options.form == QLatin1String("ChangePassword"))
                     target = window.openChangePassword();
+                else if (options.form == QLatin1String("PW6Sliders"))
+                    target = window.openPowerSetPoints();
+                else if (options.form == QLatin1String("Saisie")) {
+                    station.selectEngine(1);
+                    target = window.openMotorSpeedEntry();
+                }
                 if (!saveShot(target, options.screenshot))
                     exitCode = 1;
             }

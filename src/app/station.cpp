@@ -70,6 +70,10 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(timer8_, &QTimer::timeout, this, &Station::serviceTick);
     connect(timer9_, &QTimer::timeout, this, &Station::serviceNotice);
     buildOperation();
+
+    powerSetPoints_ = new PowerSetPoints(tables_, files_, *history_, this);
+    valueEntry_ = new ValueEntry(this);
+    connect(powerSetPoints_, &PowerSetPoints::statusText, this, &Station::showStatus);
 }
 
 void Station::buildOperation()
@@ -225,9 +229,7 @@ void Station::startUp()
     emit selectedCaptionChanged(selectedCaption_);
     functionKey_ = QStringLiteral("F1");
     emit functionKeyMarkerChanged(functionKey_);
-    for (int i = 0; i < kEngines; ++i)
-        tables_.at(i).PowerSetPoint = static_cast<std::uint8_t>(
-            std::clamp(settings_.powerSetPoints[static_cast<std::size_t>(i)], 30, 130));
+    powerSetPoints_->restore(settings_.powerSetPoints);
     emit powerSetPointsLoaded();
 
     // 7. The engine records' initial values.

@@ -23,6 +23,8 @@
 #include "settings/settings_files.h"
 #include "settings/software_settings.h"
 #include "settings/station_settings.h"
+#include "setpoints/power_setpoints.h"
+#include "setpoints/value_entry.h"
 
 #include <QHash>
 #include <QObject>
@@ -76,6 +78,9 @@ public:
     RestCountdown& restCountdown() { return *rest_; }
     FaultLogger& faultLogger() { return *faultLogger_; }
     StopAlarm& stopAlarm() { return *stopAlarm_; }
+    // Power and motor-speed set-points, and the checked value entry they share with the parameters.
+    PowerSetPoints& powerSetPoints() { return *powerSetPoints_; }
+    ValueEntry& valueEntry() { return *valueEntry_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
     const ParameterList& parameterList() const { return parameters_; }
     ComMap& comMap() { return comMap_; }
@@ -221,6 +226,8 @@ private:
     RestCountdown* rest_ = nullptr;
     FaultLogger* faultLogger_ = nullptr;
     StopAlarm* stopAlarm_ = nullptr;
+    PowerSetPoints* powerSetPoints_ = nullptr;
+    ValueEntry* valueEntry_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");
