@@ -44,6 +44,7 @@ class QListWidget;
 class QMenu;
 class QMessageBox;
 class QPushButton;
+class QTabWidget;
 class QWidget;
 
 namespace tarvek {
@@ -51,6 +52,7 @@ namespace tarvek {
 class ChangePasswordForm;
 class ConfigurationRS232;
 class FenQuestion;
+class GraphiqueScreen;
 class HistoWindow;
 class MessagesError;
 class QuestionRouter;
@@ -92,6 +94,10 @@ public:
     HistoWindow* openHistory();
     // Opens (or raises) the fault code window MessagesError.
     MessagesError* openMessagesError();
+    // Opens (or raises) the screenshot viewer GraphiqueScreen, its list read again.
+    GraphiqueScreen* openGraphiqueScreen();
+    // The page of the engine columns and the page of the trend graphs.
+    QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
     // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
     QDialog* lossBox() const { return lossBox_; }
@@ -124,6 +130,7 @@ private:
     void wireHistory();
     void wireOperation();
     void wirePasswords();
+    void wireGraphs();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -146,6 +153,7 @@ private:
     QLabel* picture10_ = nullptr;
     QListWidget* list4_ = nullptr;
     QListWidget* list3_ = nullptr;
+    QTabWidget* pages_ = nullptr;
 
     struct EngineWidgets {
         QLabel* title = nullptr;
@@ -178,6 +186,7 @@ private:
     QPointer<ChangePasswordForm> passwordForm_;
     QPointer<HistoWindow> histo_;
     QPointer<MessagesError> messagesError_;
+    QPointer<GraphiqueScreen> graphique_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

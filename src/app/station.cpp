@@ -70,6 +70,11 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(timer8_, &QTimer::timeout, this, &Station::serviceTick);
     connect(timer9_, &QTimer::timeout, this, &Station::serviceNotice);
     buildOperation();
+    trendGraphs_ = new TrendGraphs(
+        tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
+        {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
+         [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
+        this);
 }
 
 void Station::buildOperation()
@@ -241,6 +246,7 @@ void Station::startUp()
     openLink();
     qthLamps_->restore();
     timer12_->start();
+    trendGraphs_->start();
 
     startedUp_ = true;
     emit startupFinished();

@@ -3,6 +3,7 @@
 //
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
+#include "app/trend_graphs.h"
 #include "maintenance/parameter_list.h"
 #include "operation/alarm_state.h"
 #include "operation/engine_operation.h"
@@ -76,6 +77,8 @@ public:
     RestCountdown& restCountdown() { return *rest_; }
     FaultLogger& faultLogger() { return *faultLogger_; }
     StopAlarm& stopAlarm() { return *stopAlarm_; }
+    // The six trend graphs' timers, time scale, sweeps and screenshots.
+    TrendGraphs& trendGraphs() { return *trendGraphs_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
     const ParameterList& parameterList() const { return parameters_; }
     ComMap& comMap() { return comMap_; }
@@ -221,6 +224,7 @@ private:
     RestCountdown* rest_ = nullptr;
     FaultLogger* faultLogger_ = nullptr;
     StopAlarm* stopAlarm_ = nullptr;
+    TrendGraphs* trendGraphs_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");
