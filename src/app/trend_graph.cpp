@@ -8,6 +8,7 @@
 #include <QThreadPool>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace tarvek {
@@ -69,18 +70,18 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted)
             continue;
         }
         const int y = static_cast<int>(std::lround((1.0 - levels[s]) * (kHeight - 2))) + 1;
+        // Two pixels thick, to read from across the room; a curve joins its previous column,
+        // unless this is the first column of a sweep.
         p.setPen(QPen(TrendGraphPage::colour(s), 1));
-        // A curve joins its previous column, unless this is the first column of a sweep.
-        if (last != kNoLine && column > 0)
-            p.drawLine(column, last, column, y);
-        else
-            p.drawPoint(column, y);
+        const int from = last != kNoLine && column > 0 ? last : y;
+        p.drawLine(std::max(column - 1, 0), from, column, y);
+        p.drawLine(std::max(column - 1, 0), from + 1, column, y + 1);
         last = y;
     }
     if (shifted)
         update();
     else
-        update(column, 0, 1, kHeight);
+        update(std::max(column - 1, 0), 0, 2, kHeight);
 }
 
 void TrendGraph::save(const QString& path) const
