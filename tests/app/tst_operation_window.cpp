@@ -3,7 +3,7 @@
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/station.h"
-#include "simulated_station.h"
+#include "window_rig.h"
 #include "test_registry.h"
 #include "test_support.h"
 
@@ -23,44 +23,6 @@ using namespace tarvek;
 namespace {
 constexpr int kWaitMs = 20'000;
 
-struct WindowRig {
-    SimulatedEngines engines;
-    ManualClock clock;
-    std::unique_ptr<Station> station;
-    std::unique_ptr<LogWindow> window;
-
-    // withEngines false: a station folder of its own whose ports stay closed.
-    bool start(bool withEngines)
-    {
-        QString folder = engines.dir.filePath("alone");
-        if (withEngines) {
-            if (!engines.start())
-                return false;
-            folder = engines.folder;
-        }
-        QDir().mkpath(folder);
-        station = std::make_unique<Station>(folder, QString(), clock);
-        window = std::make_unique<LogWindow>(*station);
-        window->show();
-        QSignalSpy done(station.get(), &Station::startupFinished);
-        if (!station->startedUp() && !done.wait(kWaitMs))
-            return false;
-        auto* text1 = get<QLineEdit>("Text1");
-        QTest::keyClicks(text1, "harvests");
-        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
-        return station->mode() == OperatingMode::User;
-    }
-    template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
-    QPushButton* button(int n) const { return get<QPushButton>(QString("ComOperStartLE%1").arg(n)); }
-    QString save(QWidget* w, const QString& name) const
-    {
-        const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
-        QDir().mkpath(folder);
-        const QString path = folder + "/" + name;
-        w->grab().save(path, "PNG");
-        return path;
-    }
-};
 } // namespace
 
 class OperationWindowTest : public QObject {

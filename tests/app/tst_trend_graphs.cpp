@@ -4,7 +4,7 @@
 #include "app/log_window.h"
 #include "app/station.h"
 #include "app/trend_graph.h"
-#include "simulated_station.h"
+#include "window_rig.h"
 #include "test_registry.h"
 #include "test_support.h"
 
@@ -25,13 +25,6 @@ using namespace tarvek;
 
 namespace {
 constexpr int kWaitMs = 60'000;
-
-QString shotPath(const QString& name)
-{
-    const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
-    QDir().mkpath(folder);
-    return folder + "/" + name;
-}
 
 QStringList bitmaps(const QString& folder)
 {
@@ -64,33 +57,6 @@ struct GraphRig {
     void touch(const QString& name) { test::writeBytes(dir.filePath(name), "x"); }
 };
 
-struct WindowRig {
-    SimulatedEngines engines;
-    ManualClock clock;
-    std::unique_ptr<Station> station;
-    std::unique_ptr<LogWindow> window;
-    bool start(bool withEngines)
-    {
-        QString folder = engines.dir.filePath("alone");
-        if (withEngines) {
-            if (!engines.start())
-                return false;
-            engines.shortenStarts();
-            folder = engines.folder;
-        }
-        QDir().mkpath(folder);
-        station = std::make_unique<Station>(folder, QString(), clock);
-        window = std::make_unique<LogWindow>(*station);
-        window->show();
-        QSignalSpy done(station.get(), &Station::startupFinished);
-        if (!station->startedUp() && !done.wait(kWaitMs))
-            return false;
-        QTest::keyClicks(window->findChild<QLineEdit*>("Text1"), "harvests");
-        QTest::mouseClick(window->findChild<QPushButton*>("OkStart"), Qt::LeftButton);
-        return station->mode() == OperatingMode::User;
-    }
-    QString img() const { return station->trendGraphs().imageFolder(); }
-};
 } // namespace
 
 class TrendGraphsTest : public QObject {
@@ -176,7 +142,7 @@ private slots:
         QCOMPARE(viewer.files().first(), QString("LE4-0013.bmp"));
         QCOMPARE(viewer.files().last(), QString("LE1-0007.bmp"));
         QCOMPARE(viewer.shown(), QString("LE4-0013.bmp"));
-        viewer.grab().save(shotPath("graphique_screen.png"), "PNG");
+        WindowRig::save(&viewer, "graphique_screen.png");
     }
 
     void clearAndScrollDoWhatTheMenuSays()
@@ -217,8 +183,9 @@ private slots:
     void runningEnginesDrawAndSaveOnTheSimulator()
     {
         WindowRig rig;
-        QVERIFY(rig.start(true));
-        test::writeBytes(rig.img() + "/LE1-0007.bmp", "x");
+        QVERIFY(rig.start(true, true));
+        const QString img = rig.station->trendGraphs().imageFolder();
+        test::writeBytes(img + "/LE1-0007.bmp", "x");
         rig.window->action("mnu50")->trigger();
         rig.window->action("mnuClearScreen")->trigger();
         rig.window->action("mnuAutoSaveScreen")->trigger();
@@ -228,10 +195,10 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(k).everReported, kWaitMs);
         for (int engine : {1, 2, 3, 5})
             rig.station->engineOperation().press(engine);
-        QTRY_COMPARE_WITH_TIMEOUT(bitmaps(rig.img()).size(), 5, kWaitMs);
-        rig.window->grab().save(shotPath("trend_graphs.png"), "PNG");
+        QTRY_COMPARE_WITH_TIMEOUT(bitmaps(img).size(), 5, kWaitMs);
+        rig.save(rig.window.get(), "trend_graphs.png");
         QStringList engines;
-        for (const QString& name : bitmaps(rig.img()))
+        for (const QString& name : bitmaps(img))
             engines << name.left(4);
         QCOMPARE(engines, (QStringList{"LE1-", "LE1-", "LE2-", "LE3-", "LE5-"}));
     }

@@ -1,0 +1,60 @@
+#pragma once
+// The main window on a station logged in to user mode, with or without six simulated engines.
+#include "app/log_window.h"
+#include "app/station.h"
+#include "simulated_station.h"
+
+#include <QDir>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+inline constexpr int kRigWaitMs = 60'000;
+
+struct WindowRig {
+    using LogWindow = tarvek::LogWindow;
+    using Station = tarvek::Station;
+    using ManualClock = tarvek::ManualClock;
+    using OperatingMode = tarvek::OperatingMode;
+    SimulatedEngines engines;
+    ManualClock clock;
+    std::unique_ptr<Station> station;
+    std::unique_ptr<LogWindow> window;
+
+    // withEngines false: a station folder of its own whose ports stay closed.
+    bool start(bool withEngines, bool shortStarts = false)
+    {
+        QString folder = engines.dir.filePath("alone");
+        if (withEngines) {
+            if (!engines.start())
+                return false;
+            if (shortStarts)
+                engines.shortenStarts();
+            folder = engines.folder;
+        }
+        QDir().mkpath(folder);
+        station = std::make_unique<Station>(folder, QString(), clock);
+        window = std::make_unique<LogWindow>(*station);
+        window->show();
+        QSignalSpy done(station.get(), &Station::startupFinished);
+        if (!station->startedUp() && !done.wait(kRigWaitMs))
+            return false;
+        auto* text1 = get<QLineEdit>("Text1");
+        QTest::keyClicks(text1, "harvests");
+        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
+        return station->mode() == OperatingMode::User;
+    }
+    template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
+    QPushButton* button(int n) const { return get<QPushButton>(QString("ComOperStartLE%1").arg(n)); }
+    static QString save(QWidget* w, const QString& name)
+    {
+        const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
+        QDir().mkpath(folder);
+        const QString path = folder + "/" + name;
+        w->grab().save(path, "PNG");
+        return path;
+    }
+};
