@@ -1,8 +1,10 @@
 // Runs the station program against six paced simulated engines and prints, per engine, the cycle
 // rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
 // the station's CPU share and peak resident memory.
-//   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM]
+//   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM] [--graphs MS | --no-graphs]
 // --station runs another build of the station program (an earlier one, to compare).
+// --graphs runs the station on its graph page with all six curves at MS ms a pixel; --no-graphs
+// hides every curve, so the two runs show what the graphs cost.
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 
@@ -81,8 +83,12 @@ int main(int argc, char** argv)
     int seconds = 60;
     int warmup = 5;
     QString program = QStringLiteral(TARVEK_STATION_BIN);
+    QString graphsMs;
     const QStringList args = app.arguments();
+    const bool noGraphs = args.contains(QStringLiteral("--no-graphs"));
     for (int i = 1; i + 1 < args.size(); ++i) {
+        if (args[i] == "--graphs")
+            graphsMs = args[i + 1];
         if (args[i] == "--seconds")
             seconds = args[i + 1].toInt();
         if (args[i] == "--warmup")
@@ -104,6 +110,16 @@ int main(int argc, char** argv)
         devices << QString();
     writeLines(station + "/ParamComx.ini", comx);
     writeLines(station + "/ComDevices.ini", devices);
+    if (noGraphs || !graphsMs.isEmpty()) {
+        // The software settings: lines 19..24 say whether each engine's curve is drawn.
+        QStringList software;
+        for (int line = 1; line <= 18; ++line)
+            software << QStringLiteral("1");
+        for (int n = 1; n <= 6; ++n)
+            software << (noGraphs ? QStringLiteral("0") : QStringLiteral("1"));
+        software << QStringLiteral("0") << QStringLiteral("0") << QStringLiteral("1") << QStringLiteral("30");
+        writeLines(station + "/ParamLogStart.ini", software);
+    }
 
     sim::SimulatorOptions options;
     options.directory = ports;
@@ -141,8 +157,11 @@ int main(int argc, char** argv)
     env.insert("QT_QPA_PLATFORM", "offscreen");
     stationProcess.setProcessEnvironment(env);
     stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    stationProcess.start(program, {"--folder", station, "--link-stats", "--quit-after",
-                                                              QString::number(seconds + warmup + 2)});
+    QStringList stationArgs{"--folder", station, "--link-stats", "--quit-after", QString::number(seconds + warmup + 2)};
+    if (!graphsMs.isEmpty())
+        stationArgs << "--time-scale" << graphsMs << "--show-graphs";
+    std::printf("trend graphs: %s\n", noGraphs ? "none" : graphsMs.isEmpty() ? "default" : qPrintable(graphsMs + " ms/pixel, all six shown"));
+    stationProcess.start(program, stationArgs);
     if (!stationProcess.waitForStarted(10000)) {
         std::fprintf(stderr, "could not start the station\n");
         return 1;

@@ -24,6 +24,7 @@
 #include <QPushButton>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -99,6 +100,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     wireOperation();
     wirePasswords();
     wireSetPoints();
+    wireGraphs();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.
@@ -452,7 +454,11 @@ void LogWindow::buildCentral()
         e.fault->setMinimumHeight(3 * fontMetrics().height() + 4);
         grid->setColumnStretch(n, 1);
     }
-    outer->addWidget(panels, 1);
+    // The engine columns and the trend graphs share the middle of the window, one page each.
+    pages_ = new QTabWidget;
+    pages_->setObjectName(QStringLiteral("Pages"));
+    pages_->addTab(panels, QStringLiteral("Engines"));
+    outer->addWidget(pages_, 1);
 
     // Commands that act on the link and on several engines.
     auto* commands = new QHBoxLayout;

@@ -44,6 +44,7 @@ class QListWidget;
 class QMenu;
 class QMessageBox;
 class QPushButton;
+class QTabWidget;
 class QWidget;
 
 namespace tarvek {
@@ -51,6 +52,7 @@ namespace tarvek {
 class ChangePasswordForm;
 class ConfigurationRS232;
 class FenQuestion;
+class GraphiqueScreen;
 class HistoWindow;
 class MessagesError;
 class PW6Sliders;
@@ -100,6 +102,10 @@ public:
     Saisie* openMotorSpeedEntry();
     // The value entry form, made on first use.
     Saisie* saisie();
+    // Opens (or raises) the screenshot viewer GraphiqueScreen, its list read again.
+    GraphiqueScreen* openGraphiqueScreen();
+    // The page of the engine columns and the page of the trend graphs.
+    QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
     // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
     QDialog* lossBox() const { return lossBox_; }
@@ -133,6 +139,7 @@ private:
     void wireOperation();
     void wirePasswords();
     void wireSetPoints();
+    void wireGraphs();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -155,6 +162,7 @@ private:
     QLabel* picture10_ = nullptr;
     QListWidget* list4_ = nullptr;
     QListWidget* list3_ = nullptr;
+    QTabWidget* pages_ = nullptr;
 
     struct EngineWidgets {
         QLabel* title = nullptr;
@@ -189,6 +197,7 @@ private:
     QPointer<MessagesError> messagesError_;
     QPointer<PW6Sliders> sliders_;
     QPointer<Saisie> saisie_;
+    QPointer<GraphiqueScreen> graphique_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

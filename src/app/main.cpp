@@ -1,5 +1,6 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/change_password_form.h"
+#include "app/graphique_screen.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/pw6_sliders.h"
@@ -12,8 +13,10 @@
 #include <QDir>
 #include <QStandardPaths>
 #include <QStyleFactory>
+#include <QTabWidget>
 #include <QTimer>
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 
@@ -30,6 +33,8 @@ struct Options {
     double quitAfter = -1;
     QStringList com;
     bool linkStats = false;
+    int timeScale = 0; // ms/pixel of the trend graphs; 0 keeps the menu's default
+    bool showGraphs = false;
 };
 
 // The station folder when none is given: the user's application data folder, which is writable
@@ -78,8 +83,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("FILE"));
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
-        QStringLiteral("Window to picture with --screenshot: Log (default), ParamLogicielVB, MessagesError, ChangePassword, "
-                       "PW6Sliders or Saisie (the motor speed entry of LE1)."),
+        QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
+                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders or Saisie "
+                       "(the motor speed entry of LE1)."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -93,7 +99,14 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     const QCommandLineOption statsOption(
         QStringLiteral("link-stats"),
         QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station."));
-    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption});
+    const QCommandLineOption scaleOption(
+        QStringLiteral("time-scale"),
+        QStringLiteral("Trend graph time scale at start: 50, 100, 200, 400 or 800 ms a pixel."),
+        QStringLiteral("MS"));
+    const QCommandLineOption graphsOption(QStringLiteral("show-graphs"),
+                                          QStringLiteral("Open the main window on its graph page."));
+    parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
+                       scaleOption, graphsOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -116,9 +129,16 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.loginFile = parser.value(loginOption);
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
-    if (!QStringList{"Log", "ParamLogicielVB", "MessagesError", "ChangePassword", "PW6Sliders", "Saisie"}.contains(o.form))
-        return usageError(QStringLiteral("--screenshot-form: Log, ParamLogicielVB, MessagesError, ChangePassword, "
-                                         "PW6Sliders or Saisie, not ") + o.form);
+    if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
+                     "PW6Sliders", "Saisie"}.contains(o.form))
+        return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
+                                         "ChangePassword, GraphiqueScreen, PW6Sliders or Saisie, not ") + o.form);
+    if (parser.isSet(scaleOption)) {
+        o.timeScale = parser.value(scaleOption).toInt();
+        const auto& scales = TrendGraphs::kScalesMs;
+        if (std::find(scales.begin(), scales.end(), o.timeScale) == scales.end())
+            return usageError(QStringLiteral("--time-scale: 50, 100, 200, 400 or 800, not ") + parser.value(scaleOption));
+    }
     if (parser.isSet(quitOption)) {
         bool ok = false;
         o.quitAfter = parser.value(quitOption).toDouble(&ok);
@@ -132,6 +152,7 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     if (!badCom.isEmpty())
         return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") + badCom.join(QStringLiteral(", ")));
     o.linkStats = parser.isSet(statsOption);
+    o.showGraphs = parser.isSet(graphsOption);
     return std::nullopt;
 }
 
@@ -170,6 +191,10 @@ int main(int argc, char** argv)
     Station station(options.folder, options.loginFile, clock);
     station.setComOverrides(options.com);
     LogWindow window(station);
+    if (options.timeScale > 0)
+        station.trendGraphs().setTimeScale(options.timeScale);
+    if (options.showGraphs)
+        window.pages()->setCurrentIndex(1);
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
     window.show();
 
@@ -190,6 +215,10 @@ int main(int argc, char** argv)
                     station.selectEngine(1);
                     target = window.openMotorSpeedEntry();
                 }
+                else if (options.form == QLatin1String("GraphiqueScreen"))
+                    target = window.openGraphiqueScreen();
+                else if (options.form == QLatin1String("Graphs"))
+                    window.pages()->setCurrentIndex(1);
                 if (!saveShot(target, options.screenshot))
                     exitCode = 1;
             }

@@ -74,6 +74,11 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     powerSetPoints_ = new PowerSetPoints(tables_, files_, *history_, this);
     valueEntry_ = new ValueEntry(this);
     connect(powerSetPoints_, &PowerSetPoints::statusText, this, &Station::showStatus);
+    trendGraphs_ = new TrendGraphs(
+        tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
+        {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
+         [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
+        this);
 }
 
 void Station::buildOperation()
@@ -243,6 +248,7 @@ void Station::startUp()
     openLink();
     qthLamps_->restore();
     timer12_->start();
+    trendGraphs_->start();
 
     startedUp_ = true;
     emit startupFinished();

@@ -3,6 +3,7 @@
 //
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
+#include "app/trend_graphs.h"
 #include "maintenance/parameter_list.h"
 #include "operation/alarm_state.h"
 #include "operation/engine_operation.h"
@@ -81,6 +82,8 @@ public:
     // Power and motor-speed set-points, and the checked value entry they share with the parameters.
     PowerSetPoints& powerSetPoints() { return *powerSetPoints_; }
     ValueEntry& valueEntry() { return *valueEntry_; }
+    // The six trend graphs' timers, time scale, sweeps and screenshots.
+    TrendGraphs& trendGraphs() { return *trendGraphs_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
     const ParameterList& parameterList() const { return parameters_; }
     ComMap& comMap() { return comMap_; }
@@ -228,6 +231,7 @@ private:
     StopAlarm* stopAlarm_ = nullptr;
     PowerSetPoints* powerSetPoints_ = nullptr;
     ValueEntry* valueEntry_ = nullptr;
+    TrendGraphs* trendGraphs_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

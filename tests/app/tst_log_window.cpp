@@ -341,7 +341,7 @@ private slots:
         QVERIFY(f.start());
         f.setOptions(true, true);
         f.logIn("dolphin");
-        for (const char* name : {"mnu50", "mnuParameters",
+        for (const char* name : {"mnuParameters",
                                  "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);

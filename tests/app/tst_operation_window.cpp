@@ -20,6 +20,10 @@
 
 using namespace tarvek;
 
+namespace {
+constexpr int kWaitMs = 20'000;
+
+} // namespace
 
 class OperationWindowTest : public QObject {
     Q_OBJECT

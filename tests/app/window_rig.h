@@ -1,5 +1,5 @@
 #pragma once
-// The main window on a station, logged in as a user, its ports on six simulated engines or closed.
+// The main window on a station logged in to user mode, with or without six simulated engines.
 #include "app/log_window.h"
 #include "app/station.h"
 #include "simulated_station.h"
@@ -13,23 +13,27 @@
 
 #include <memory>
 
-namespace {
-using namespace tarvek;
-constexpr int kWaitMs = 20'000;
+inline constexpr int kRigWaitMs = 60'000;
 
 struct WindowRig {
+    using LogWindow = tarvek::LogWindow;
+    using Station = tarvek::Station;
+    using ManualClock = tarvek::ManualClock;
+    using OperatingMode = tarvek::OperatingMode;
     SimulatedEngines engines;
     ManualClock clock;
     std::unique_ptr<Station> station;
     std::unique_ptr<LogWindow> window;
 
     // withEngines false: a station folder of its own whose ports stay closed.
-    bool start(bool withEngines)
+    bool start(bool withEngines, bool shortStarts = false)
     {
         QString folder = engines.dir.filePath("alone");
         if (withEngines) {
             if (!engines.start())
                 return false;
+            if (shortStarts)
+                engines.shortenStarts();
             folder = engines.folder;
         }
         QDir().mkpath(folder);
@@ -37,7 +41,7 @@ struct WindowRig {
         window = std::make_unique<LogWindow>(*station);
         window->show();
         QSignalSpy done(station.get(), &Station::startupFinished);
-        if (!station->startedUp() && !done.wait(kWaitMs))
+        if (!station->startedUp() && !done.wait(kRigWaitMs))
             return false;
         auto* text1 = get<QLineEdit>("Text1");
         QTest::keyClicks(text1, "harvests");
@@ -46,7 +50,7 @@ struct WindowRig {
     }
     template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
     QPushButton* button(int n) const { return get<QPushButton>(QString("ComOperStartLE%1").arg(n)); }
-    QString save(const QPixmap& picture, const QString& name) const
+    static QString save(const QPixmap& picture, const QString& name)
     {
         const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
         QDir().mkpath(folder);
@@ -54,6 +58,5 @@ struct WindowRig {
         picture.save(path, "PNG");
         return path;
     }
-    QString save(QWidget* w, const QString& name) const { return save(w->grab(), name); }
+    static QString save(QWidget* w, const QString& name) { return save(w->grab(), name); }
 };
-} // namespace

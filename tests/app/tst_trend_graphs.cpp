@@ -1,0 +1,207 @@
+// The trend graphs: the time scale, the sweep with its screenshots, clear and scroll, the viewer,
+// and the graphs of engines running on the simulator.
+#include "app/graphique_screen.h"
+#include "app/log_window.h"
+#include "app/station.h"
+#include "app/trend_graph.h"
+#include "window_rig.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QAction>
+#include <QDir>
+#include <QFileInfo>
+#include <QImage>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QTest>
+#include <QTimer>
+
+#include <memory>
+
+using namespace tarvek;
+
+namespace {
+constexpr int kWaitMs = 60'000;
+
+QStringList bitmaps(const QString& folder)
+{
+    QStringList names = QDir(folder).entryList({"*.bmp"}, QDir::Files, QDir::Name);
+    return names;
+}
+
+// The graphs alone on a table the test fills: every engine answers, their phases are the test's.
+struct GraphRig {
+    QTemporaryDir dir;
+    EngineTables tables;
+    std::unique_ptr<TrendGraphs> logic;
+    std::unique_ptr<TrendGraphPage> page;
+    GraphRig()
+    {
+        for (int i = 0; i < kEngines; ++i) {
+            tables.at(i).everReported = true;
+            tables.at(i).reported[pos::Mat] = static_cast<std::int16_t>(20 + 10 * i);
+            tables.at(i).reported[pos::TachoM] = 100;
+        }
+        logic = std::make_unique<TrendGraphs>(tables, dir.path(), TrendGraphs::Hooks{});
+        page = std::make_unique<TrendGraphPage>(*logic);
+    }
+    void sweep(int columns)
+    {
+        for (int c = 0; c < columns; ++c)
+            for (int i = 0; i < kEngines; ++i)
+                logic->tick(i);
+    }
+    void touch(const QString& name) { test::writeBytes(dir.filePath(name), "x"); }
+};
+
+} // namespace
+
+class TrendGraphsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void timeScaleMovesAllSixTimers_data()
+    {
+        QTest::addColumn<int>("ms");
+        for (int ms : TrendGraphs::kScalesMs)
+            QTest::newRow(qPrintable(QString::number(ms))) << ms;
+    }
+    void timeScaleMovesAllSixTimers()
+    {
+        QFETCH(int, ms);
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        rig.window->action(QString("mnu%1").arg(ms))->trigger();
+        for (const char* name : {"Timer4", "Timer6", "Timer10", "Timer18", "Timer20", "Timer28"}) {
+            auto* t = rig.window->findChild<QTimer*>(name);
+            QVERIFY2(t, name);
+            QCOMPARE(t->interval(), ms);
+            QVERIFY(t->isActive());
+        }
+        int checked = 0;
+        for (int s : TrendGraphs::kScalesMs)
+            checked += rig.window->action(QString("mnu%1").arg(s))->isChecked() ? 1 : 0;
+        QCOMPARE(checked, 1);
+        QVERIFY(rig.window->action(QString("mnu%1").arg(ms))->isChecked());
+    }
+
+    void numberingContinuesFromTheFolder_data()
+    {
+        QTest::addColumn<QStringList>("existing");
+        QTest::addColumn<QString>("next");
+        QTest::newRow("empty") << QStringList{} << "LE1-0001.bmp";
+        QTest::newRow("seven") << QStringList{"LE1-0007.bmp", "LE4-0003.bmp"} << "LE1-0008.bmp";
+        QTest::newRow("past 99") << QStringList{"LE2-0099.bmp", "LE1-0012.bmp"} << "LE1-0100.bmp";
+        QTest::newRow("past 100") << QStringList{"LE3-0100.bmp", "le5-0064.BMP"} << "LE1-0101.bmp";
+        QTest::newRow("past 9999") << QStringList{"LE6-9999.bmp"} << "LE1-10000.bmp";
+        QTest::newRow("others ignored") << QStringList{"notes.bmp", "LE1-0005.png", "LE2-0002.bmp"} << "LE1-0003.bmp";
+    }
+    void numberingContinuesFromTheFolder()
+    {
+        QFETCH(QStringList, existing);
+        QFETCH(QString, next);
+        GraphRig rig;
+        for (const QString& name : existing)
+            rig.touch(name);
+        rig.tables.at(0).Phase = 5;
+        rig.logic->setAutoSave(true);
+        QSignalSpy saves(rig.logic.get(), &TrendGraphs::saveRequested);
+        for (int c = 0; c < TrendGraphs::kSaveColumn; ++c)
+            rig.logic->tick(0);
+        QCOMPARE(saves.size(), 1);
+        QCOMPARE(QFileInfo(saves.at(0).at(1).toString()).fileName(), next);
+    }
+
+    void aSweepSavesOneFilePerRunningEngine()
+    {
+        GraphRig rig;
+        rig.touch("LE1-0007.bmp");
+        for (int engine : {1, 3, 4})
+            rig.tables.at(engine - 1).Phase = 5;
+        rig.tables.at(1).Phase = 0;
+        rig.logic->setAutoSave(true);
+        rig.sweep(TrendGraphs::kWidth);
+        QTRY_COMPARE_WITH_TIMEOUT(bitmaps(rig.dir.path()).size(), 4, kWaitMs);
+        QCOMPARE(bitmaps(rig.dir.path()),
+                 (QStringList{"LE1-0007.bmp", "LE1-0008.bmp", "LE3-0009.bmp", "LE4-0010.bmp"}));
+        // What was saved is the picture: a BMP of the graph's size.
+        const QImage saved(rig.dir.filePath("LE3-0009.bmp"));
+        QCOMPARE(saved.size(), QSize(TrendGraphs::kWidth, TrendGraph::kHeight));
+        // The next sweep saves again; auto-save off saves nothing.
+        rig.sweep(TrendGraphs::kWidth);
+        QTRY_COMPARE_WITH_TIMEOUT(bitmaps(rig.dir.path()).size(), 7, kWaitMs);
+        rig.logic->setAutoSave(false);
+        QSignalSpy saves(rig.logic.get(), &TrendGraphs::saveRequested);
+        rig.sweep(TrendGraphs::kWidth);
+        QCOMPARE(saves.size(), 0);
+
+        GraphiqueScreen viewer(rig.dir.path());
+        viewer.show();
+        QCOMPARE(viewer.files().first(), QString("LE4-0013.bmp"));
+        QCOMPARE(viewer.files().last(), QString("LE1-0007.bmp"));
+        QCOMPARE(viewer.shown(), QString("LE4-0013.bmp"));
+        WindowRig::save(&viewer, "graphique_screen.png");
+    }
+
+    void clearAndScrollDoWhatTheMenuSays()
+    {
+        GraphRig rig;
+        TrendGraph* g = rig.page->graph(0);
+        const QColor blank = g->picture().pixelColor(TrendGraphs::kWidth - 1, 1);
+        rig.sweep(TrendGraphs::kWidth);
+        QCOMPARE(rig.logic->x(0), TrendGraphs::kWidth);
+        const int yMat = TrendGraph::kHeight - 1 - static_cast<int>((TrendGraph::kHeight - 2) * 20.0 / 150.0 + 0.5);
+        QCOMPARE(g->picture().pixelColor(TrendGraphs::kWidth - 1, yMat), TrendGraphPage::colour(3));
+
+        // Scroll: the picture moves left, the graph stays at the right edge.
+        rig.logic->setScroll(true);
+        const QImage before = g->picture().copy();
+        rig.logic->tick(0);
+        QCOMPARE(rig.logic->x(0), TrendGraphs::kWidth);
+        const int kept = TrendGraphs::kWidth - 1;
+        QCOMPARE(g->picture().copy(0, 0, kept, TrendGraph::kHeight), before.copy(1, 0, kept, TrendGraph::kHeight));
+
+        // No scroll: the next column begins a new sweep at the left edge on an empty picture.
+        rig.logic->setScroll(false);
+        rig.logic->tick(0);
+        QCOMPARE(rig.logic->x(0), 1);
+        QCOMPARE(g->picture().pixelColor(TrendGraphs::kWidth - 2, yMat), blank);
+
+        // Clear: every graph empty and back at the left edge; Freeze: nothing moves.
+        rig.sweep(10);
+        rig.logic->clear();
+        for (int i = 0; i < kEngines; ++i)
+            QCOMPARE(rig.logic->x(i), 0);
+        QCOMPARE(g->picture().pixelColor(5, yMat), blank);
+        rig.logic->setFrozen(true);
+        rig.sweep(10);
+        QCOMPARE(rig.logic->x(0), 0);
+    }
+
+    void runningEnginesDrawAndSaveOnTheSimulator()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(true, true));
+        const QString img = rig.station->trendGraphs().imageFolder();
+        test::writeBytes(img + "/LE1-0007.bmp", "x");
+        rig.window->action("mnu50")->trigger();
+        rig.window->action("mnuClearScreen")->trigger();
+        rig.window->action("mnuAutoSaveScreen")->trigger();
+        QVERIFY(rig.station->trendGraphs().autoSave());
+        rig.window->pages()->setCurrentIndex(1);
+        for (int k = 0; k < kEngines; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(k).everReported, kWaitMs);
+        for (int engine : {1, 2, 3, 5})
+            rig.station->engineOperation().press(engine);
+        QTRY_COMPARE_WITH_TIMEOUT(bitmaps(img).size(), 5, kWaitMs);
+        rig.save(rig.window.get(), "trend_graphs.png");
+        QStringList engines;
+        for (const QString& name : bitmaps(img))
+            engines << name.left(4);
+        QCOMPARE(engines, (QStringList{"LE1-", "LE1-", "LE2-", "LE3-", "LE5-"}));
+    }
+};
+TARVEK_TEST(TrendGraphsTest)
+#include "tst_trend_graphs.moc"
