@@ -1,0 +1,114 @@
+// The main window's live values: port labels and the engine columns, refreshed on every display tick.
+#include "app/colours.h"
+#include "app/log_window.h"
+
+#include <QLabel>
+
+#include <algorithm>
+#include <cmath>
+
+namespace tarvek {
+
+namespace {
+// Coefficient rows of "\Coefficients.ini".
+enum CoefficientRow { RowLpc, RowLfc, RowVis, RowIr, RowRh, RowSbv, RowVcc, RowMat, RowSht, RowM, RowV1, RowV2 };
+
+const QString kNoValue = QStringLiteral("---");
+} // namespace
+
+void LogWindow::updatePortLabels()
+{
+    const StationSettings& s = station_.settings();
+    SerialLink& link = station_.link();
+    for (int i = 0; i < kEngines; ++i) {
+        const auto k = static_cast<std::size_t>(i);
+        const bool enabled = SettingsFiles::toNumber(s.portEnabled[k]).value_or(0) == 1;
+        QString text = link.portLabel(i + 1);
+        if (!enabled)
+            text += QStringLiteral(" off");
+        engines_[k].port->setText(text);
+        // Where the port leads and, for a technician, why it is not open.
+        QString tip = link.deviceName(i + 1);
+        if (link.portOpen(i + 1))
+            tip += QStringLiteral(" (open)");
+        else if (link.reconnecting(i + 1))
+            tip += QStringLiteral("\nlost, opened again as soon as it is back: ") + link.openError(i + 1);
+        else if (!link.openError(i + 1).isEmpty())
+            tip += QStringLiteral("\nnot open: ") + link.openError(i + 1);
+        engines_[k].port->setToolTip(tip);
+    }
+}
+
+QString LogWindow::scaled(int index, int position, int coefficientRow, const char* unit) const
+{
+    const int raw = station_.tables().at(index).reported[static_cast<std::size_t>(position)];
+    const StationSettings& s = station_.settings();
+    QString text;
+    if (s.displayWithCoefficients == 1) {
+        const auto at = [&](int k) { return s.coefficients[static_cast<std::size_t>(3 * coefficientRow + k)]; };
+        // The factor counts in units of the last shown decimal: "0, 4, 2" reads raw x 0.04.
+        const int decimals = std::clamp(at(2), 0, 6);
+        const double value = raw * static_cast<double>(at(1)) / std::pow(10.0, decimals) + at(0);
+        text = QString::number(value, 'f', decimals);
+    } else {
+        text = QString::number(raw);
+    }
+    return text + QString::fromUtf8(unit);
+}
+
+void LogWindow::refreshEngine(int index)
+{
+    EngineWidgets& e = engines_.at(static_cast<std::size_t>(index));
+    const LightEngineRecord& r = station_.tables().at(index);
+    const bool live = r.everReported && !station_.linkLost[static_cast<std::size_t>(index)];
+    const bool passive = station_.software().cooling == CoolingType::Passive;
+
+    // A slot that is not enabled in the port configuration shows its heading greyed.
+    e.title->setEnabled(
+        SettingsFiles::toNumber(station_.settings().portEnabled[static_cast<std::size_t>(index)]).value_or(0) == 1);
+    QFont tf = e.title->font();
+    tf.setUnderline(station_.tables().isSelected(index));
+    e.title->setFont(tf);
+
+    e.status->setText(station_.engineStatusText(index));
+    colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());
+    e.power->setText(QString::number(r.PowerSetPoint * 10) + QStringLiteral(" We"));
+
+    if (!live) {
+        for (QLabel* l : {e.phase, e.step, e.motor, e.fan1, e.fan2, e.mat, e.sht, e.lpc, e.lfc, e.vis,
+                          e.ir, e.rh, e.sbv, e.vcc, e.fault})
+            l->setText(kNoValue);
+        e.fault->setToolTip(QString());
+        return;
+    }
+    e.phase->setText(QString::number(r.Phase));
+    e.motor->setText(scaled(index, pos::TachoM, RowM, ""));
+    e.fan1->setText(passive ? QStringLiteral("n/a") : scaled(index, pos::TachoV1, RowV1, ""));
+    e.fan2->setText(passive ? QStringLiteral("n/a") : scaled(index, pos::TachoV2, RowV2, ""));
+    e.mat->setText(scaled(index, pos::Mat, RowMat, ""));
+    e.sht->setText(scaled(index, pos::Sht, RowSht, ""));
+    e.lpc->setText(scaled(index, pos::Lpc, RowLpc, ""));
+    e.lfc->setText(scaled(index, pos::Lfc, RowLfc, ""));
+    e.vis->setText(scaled(index, pos::Vis, RowVis, ""));
+    e.ir->setText(scaled(index, pos::Ir, RowIr, ""));
+    e.rh->setText(scaled(index, pos::Rh, RowRh, ""));
+    e.sbv->setText(scaled(index, pos::Sbv, RowSbv, " V"));
+    e.vcc->setText(scaled(index, pos::Vcc, RowVcc, " V"));
+    const int code = r.FaultCode;
+    const QString fault = (code >= 0 && code < kFaultTableSize && !station_.faultTexts()[static_cast<std::size_t>(code)].isEmpty())
+                              ? station_.faultTexts()[static_cast<std::size_t>(code)]
+                              : QStringLiteral("Code %1").arg(code);
+    e.fault->setText(fault.trimmed().isEmpty() ? QStringLiteral(" ") : fault);
+    e.fault->setToolTip(QStringLiteral("Fault code %1").arg(code));
+}
+
+void LogWindow::refreshDisplay()
+{
+    if (freeze_ && freeze_->isChecked())
+        return;
+    updatePortLabels();
+    for (int i = 0; i < kEngines; ++i)
+        refreshEngine(i);
+}
+
+} // namespace tarvek
