@@ -45,10 +45,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
     // A settings file that cannot be written, or a value that is not a number: once, on the status
     // line and in List4; the station goes on with the values it holds.
-    connect(&files_, &SettingsFiles::problem, this, [this](const QString& text) {
-        emit statusText(text);
-        appendEvent(QStringLiteral("%1 / %2  %3").arg(clock_.dateText(), clock_.timeText(), text));
-    });
+    connect(&files_, &SettingsFiles::problem, this, &Station::reportProblem);
     connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
         emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
     });
@@ -79,6 +76,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
         this);
+    connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::reportProblem);
 }
 
 void Station::buildOperation()
@@ -269,6 +267,12 @@ void Station::watchdogTick()
     watchdog_->tick();
     for (int k = 1; k <= kEngines; ++k)
         linkLost[static_cast<std::size_t>(k - 1)] = watchdog_->linkLost(k);
+}
+
+void Station::reportProblem(const QString& text)
+{
+    emit statusText(text);
+    appendEvent(QStringLiteral("%1 / %2  %3").arg(clock_.dateText(), clock_.timeText(), text));
 }
 
 void Station::journalLink(const QString& text)

@@ -201,6 +201,8 @@ private:
     void openLink();
     void watchdogTick();
     void reportLoss(int engine);
+    // A file the station could not read or write: on the status line and in List4.
+    void reportProblem(const QString& text);
     // One List4 line and one history line for a port that went away or came back.
     void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);

@@ -4,12 +4,14 @@
 #include <QLabel>
 #include <QPaintEvent>
 #include <QPainter>
+#include <QPromise>
 #include <QSaveFile>
 #include <QThreadPool>
 #include <QVBoxLayout>
 
 #include <algorithm>
 #include <cmath>
+#include <memory>
 
 namespace tarvek {
 
@@ -84,15 +86,22 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted)
         update(std::max(column - 1, 0), 0, 2, kHeight);
 }
 
-void TrendGraph::save(const QString& path) const
+QFuture<QString> TrendGraph::save(const QString& path) const
 {
     // The copy is the picture as it is now; the worker owns it.
     // The file appears under its name only once it is whole, for the viewer and the numbering.
-    QThreadPool::globalInstance()->start([shot = picture_.copy(), path] {
+    auto promise = std::make_shared<QPromise<QString>>();
+    QFuture<QString> done = promise->future();
+    QThreadPool::globalInstance()->start([promise, shot = picture_.copy(), path] {
+        promise->start();
         QSaveFile file(path);
-        if (file.open(QIODevice::WriteOnly) && shot.save(&file, "BMP"))
-            file.commit();
+        QString error;
+        if (!file.open(QIODevice::WriteOnly) || !shot.save(&file, "BMP") || !file.commit())
+            error = file.errorString().isEmpty() ? QStringLiteral("cannot write the picture") : file.errorString();
+        promise->addResult(error);
+        promise->finish();
     });
+    return done;
 }
 
 void TrendGraph::paintEvent(QPaintEvent* event)
@@ -158,8 +167,9 @@ TrendGraphPage::TrendGraphPage(TrendGraphs& logic, QWidget* parent) : QWidget(pa
         graph(index)->drawColumn(x, levels, shifted);
     });
     connect(&logic, &TrendGraphs::cleared, this, [this](int index) { graph(index)->clear(); });
-    connect(&logic, &TrendGraphs::saveRequested, this,
-            [this](int index, const QString& path) { graph(index)->save(path); });
+    connect(&logic, &TrendGraphs::saveRequested, this, [this, &logic](int index, const QString& path) {
+        graph(index)->save(path).then(&logic, [&logic, path](const QString& error) { logic.saveFinished(path, error); });
+    });
 }
 
 } // namespace tarvek

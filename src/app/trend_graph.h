@@ -7,6 +7,7 @@
 // reply.
 #include "app/trend_graphs.h"
 
+#include <QFuture>
 #include <QImage>
 #include <QWidget>
 
@@ -23,8 +24,9 @@ public:
     const QImage& picture() const { return picture_; }
     void drawColumn(int x, const QList<double>& levels, bool shifted);
     void clear();
-    // Writes the picture as a BMP file off the GUI thread.
-    void save(const QString& path) const;
+    // Writes the picture as a BMP file off the GUI thread; the future holds why it failed, or
+    // nothing once the file is whole.
+    QFuture<QString> save(const QString& path) const;
     QSize sizeHint() const override;
 
 protected:

@@ -148,4 +148,16 @@ void TrendGraphs::tick(int index)
     }
 }
 
+void TrendGraphs::saveFinished(const QString& path, const QString& error)
+{
+    if (error.isEmpty()) {
+        saveFailing_ = false;
+        return;
+    }
+    // A full disk fails every sweep; the operator hears of it once, not every few minutes.
+    if (!saveFailing_)
+        emit saveFailed(QStringLiteral("Screenshot not saved: %1: %2").arg(QDir::toNativeSeparators(path), error));
+    saveFailing_ = true;
+}
+
 } // namespace tarvek

@@ -78,6 +78,8 @@ public:
 
     // One tick of engine index 0..5's timer.
     void tick(int index);
+    // A screenshot's writer is done: error is empty when the file is whole.
+    void saveFinished(const QString& path, const QString& error);
 
 signals:
     // Draw column x of the graph; levels are 0..1 of each series' full scale, NaN for no value.
@@ -87,6 +89,8 @@ signals:
     // Save the graph picture of engine index 0..5 to this file now.
     void saveRequested(int index, const QString& path);
     void timeScaleChanged(int ms);
+    // A screenshot could not be written; said once until one is written again.
+    void saveFailed(const QString& text);
 
 private:
     QList<double> levels(int index) const;
@@ -102,6 +106,7 @@ private:
     bool scroll_ = false;
     bool autoSave_ = false;
     bool frozen_ = false;
+    bool saveFailing_ = false;
 };
 
 } // namespace tarvek

@@ -17,6 +17,7 @@
 #include <QSignalSpy>
 #include <QTabWidget>
 #include <QTest>
+#include <QThreadPool>
 #include <QTimer>
 
 #include <memory>
@@ -38,14 +39,14 @@ struct GraphRig {
     EngineTables tables;
     std::unique_ptr<TrendGraphs> logic;
     std::unique_ptr<TrendGraphPage> page;
-    GraphRig()
+    explicit GraphRig(const QString& subfolder = QString())
     {
         for (int i = 0; i < kEngines; ++i) {
             tables.at(i).everReported = true;
             tables.at(i).reported[pos::Mat] = static_cast<std::int16_t>(20 + 10 * i);
             tables.at(i).reported[pos::TachoM] = 100;
         }
-        logic = std::make_unique<TrendGraphs>(tables, dir.path(), TrendGraphs::Hooks{});
+        logic = std::make_unique<TrendGraphs>(tables, dir.filePath(subfolder), TrendGraphs::Hooks{});
         page = std::make_unique<TrendGraphPage>(*logic);
     }
     void sweep(int columns)
@@ -143,6 +144,31 @@ private slots:
         QCOMPARE(viewer.files().last(), QString("LE1-0007.bmp"));
         QCOMPARE(viewer.shown(), QString("LE4-0013.bmp"));
         WindowRig::save(&viewer, "graphique_screen.png");
+    }
+
+    void aFailedSaveIsToldOncePerEpisode()
+    {
+        GraphRig rig(QStringLiteral("Img")); // not there yet: nothing can be written
+        rig.tables.at(0).Phase = 5;
+        rig.logic->setAutoSave(true);
+        QSignalSpy failed(rig.logic.get(), &TrendGraphs::saveFailed);
+        const auto sweepAndSettle = [&rig] {
+            QSignalSpy saves(rig.logic.get(), &TrendGraphs::saveRequested);
+            rig.sweep(TrendGraphs::kWidth);
+            QCOMPARE(saves.size(), 1);
+            QThreadPool::globalInstance()->waitForDone();
+            QCoreApplication::processEvents(); // the writer's answer comes back as an event
+        };
+        sweepAndSettle();
+        sweepAndSettle();
+        QCOMPARE(failed.size(), 1);
+        QVERIFY(failed.at(0).at(0).toString().contains("LE1-0001.bmp"));
+        QVERIFY(QDir(rig.dir.path()).mkdir("Img"));
+        sweepAndSettle();
+        QCOMPARE(bitmaps(rig.dir.filePath("Img")), QStringList{"LE1-0003.bmp"});
+        QVERIFY(QDir(rig.dir.filePath("Img")).removeRecursively());
+        sweepAndSettle();
+        QCOMPARE(failed.size(), 2);
     }
 
     void clearAndScrollDoWhatTheMenuSays()
