@@ -177,16 +177,10 @@ private slots:
         QCOMPARE(int(out.bytes[4]), 77); // the FADEC's own byte
         QVERIFY(!out.parameterBlockSent);
         QCOMPARE(t.commandCode, 1);      // still waiting for the selected engine
-    }
-
-    void noSelectedEngineNeverTouchesPositionZero()
-    {
-        EngineTables t;
-        t.commandCode = 1;
-        auto f = statusFields();
-        f[pos::ReplyType] = 0;
+        // With no engine selected, none takes the request.
+        t.selectedEngine = 0;
         for (int i = 0; i < kEngines; ++i) {
-            decodeReply(t, i, encodeReply(f));
+            decodeReply(t, i, encodeReply(statusFields()));
             QCOMPARE(int(composeFrame(t, i, true).bytes[0]), 0);
         }
         QCOMPARE(t.commandCode, 1);
