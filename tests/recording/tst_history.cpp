@@ -185,11 +185,6 @@ private slots:
         QTest::newRow("LF and no final line end")
             << QByteArray("one\ntwo\r\nthree") << QStringList{"one", "two", "three"}
             << QByteArray("one\r\ntwo\r\nthree\r\n");
-        QTest::newRow("UTF-8") << QByteArray("Temp\xc3\xa9rature\r\n") << QStringList{QString::fromUtf8("Temp\xc3\xa9rature")}
-                               << QByteArray("Temp\xc3\xa9rature\r\n");
-        QTest::newRow("Latin-1 bytes survive") << QByteArray("Temp\xe9rature\r\n")
-                                               << QStringList{QString::fromLatin1("Temp\xe9rature")}
-                                               << QByteArray("Temp\xe9rature\r\n");
         QTest::newRow("UTF-8 and Latin-1 lines mixed")
             << QByteArray("\r\nA\xc3\xa9\r\nB\xe9\nC\r\r\n")
             << QStringList{"", QString::fromUtf8("A\xc3\xa9"), QString::fromLatin1("B\xe9"), "C\r"}
