@@ -27,7 +27,6 @@ PtyPeer::PtyPeer()
                 break;
             received_.append(buf, static_cast<qsizetype>(n));
         }
-        emit bytesArrived();
     });
 }
 
@@ -49,13 +48,4 @@ void PtyPeer::send(const QByteArray& bytes)
             break;
         done += n;
     }
-}
-
-QList<QByteArray> PtyPeer::frames() const
-{
-    // Frames are cut by length: CR LF may also stand inside one as a data byte.
-    QList<QByteArray> out;
-    for (qsizetype start = 0; received_.size() - start >= 34; start += 34)
-        out << received_.mid(start, 34);
-    return out;
 }

@@ -10,16 +10,9 @@ class PtyPeer : public QObject {
 public:
     PtyPeer();
     ~PtyPeer() override;
-    bool ok() const { return master_ >= 0; }
     QString device() const { return slaveName_; }
     void send(const QByteArray& bytes);
     QByteArray received() const { return received_; }
-    void clearReceived() { received_.clear(); }
-    // Frames received so far, split at CR LF.
-    QList<QByteArray> frames() const;
-
-signals:
-    void bytesArrived();
 
 private:
     int master_ = -1;

@@ -71,24 +71,7 @@ private slots:
         QCOMPARE(s.passwords[1], QString("dolphin"));
         QCOMPARE(s.shtAlarmFlags[11], 1);
         QVERIFY(!QFile::exists(dir.filePath("Consigne.ini ")));
-        QVERIFY(QFile::exists(dir.filePath("Name.inc")));
         QVERIFY(!QFile::exists(dir.filePath("ParamLogStart.ini"))); // written by its form only
-    }
-
-    void filesAreCreatedInIndexOrder()
-    {
-        QTemporaryDir dir;
-        SettingsFiles files(dir.path());
-        QStringList created;
-        // The index order is the start-up order; loadAll must follow it.
-        StationSettings s;
-        s.loadAll(files);
-        for (const auto& file : SettingsFiles::index())
-            if (file.createdAtStart)
-                created << file.name;
-        QCOMPARE(created.first(), QString("\\ConsignePW.ini"));
-        QCOMPARE(created.indexOf("\\ParamSt.ini") + 1, created.indexOf(SettingsFiles::loginFileName()));
-        QCOMPARE(created.last(), QString("\\SHTPCStatusHal.ini"));
     }
 
     void lenientReading()

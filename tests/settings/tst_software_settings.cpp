@@ -24,11 +24,6 @@ private slots:
         QVERIFY(!s.load(files));
         QVERIFY(!s.groupCommands[2]); // nothing read, nothing changed
         QVERIFY(!QFile::exists(files.pathOf(SoftwareSettings::kFileName)));
-        const SoftwareSettings d;
-        QVERIFY(d.groupCommands == (std::array<bool, 6>{true, true, true, true, true, true}));
-        QVERIFY(d.serviceModeOption);
-        QVERIFY(!d.userModeOption);
-        QCOMPARE(d.serviceTimeOut, 30);
     }
 
     void savedBytesFollowTheDocumentedLineOrder()

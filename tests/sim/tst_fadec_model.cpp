@@ -12,13 +12,17 @@ using namespace tarvek::sim;
 
 namespace {
 // The station's side of one exchange, through its own codec: decode the reply, answer with the
-// frame that the sender would write.
+// frame that the sender would write. The engine starts quickly unless a test sets its registers.
 struct Bench {
     FadecModel fadec{7};
     EngineTables station;
     ReplyOutcome last;
 
-    Bench() { station.selectedEngine = 1; }
+    Bench()
+    {
+        station.selectedEngine = 1;
+        withRegisters(1, 1, 1);
+    }
     LightEngineRecord& record() { return station.at(0); }
 
     // One reply and its frame; `edit` may change the frame before it goes out.
@@ -60,21 +64,6 @@ struct Bench {
 class FadecModelTest : public QObject {
     Q_OBJECT
 private slots:
-    void restingReplyIsGood()
-    {
-        FadecModel fadec;
-        const std::string text = fadec.reply();
-        QCOMPARE(text.size(), std::size_t(kReplyLength));
-        EngineTables t;
-        const auto out = decodeReply(t, 0, text);
-        QVERIFY(out.good);
-        QCOMPARE(out.skippedFields, 0);
-        QCOMPARE(out.replyType, 0);
-        QCOMPARE(t.at(0).Phase, 0);
-        QCOMPARE(t.at(0).FaultCode, 0); // "Arret LE"
-        QCOMPARE(t.at(0).reported[pos::TachoM], 0);
-    }
-
     void startPhasesAreTimedByTheRegisters_data()
     {
         QTest::addColumn<int>("z1");
@@ -131,10 +120,9 @@ private slots:
         QCOMPARE(b.record().FaultCode, 17);
     }
 
-    void stopCoolsDownToRest()
+    void stopCoolsDownToRestAndRefusesAStartMeanwhile()
     {
         Bench b;
-        b.withRegisters(1, 1, 1);
         b.runUp();
         QCOMPARE(b.fadec.phase(), 5);
         b.record().RunCommand = 2;
@@ -143,34 +131,21 @@ private slots:
         b.exchange();
         QCOMPARE(b.record().Phase, 6);
         QCOMPARE(b.record().FaultCode, 18); // "Stop activated"
+        b.record().RunCommand = 1;
+        b.exchange();
+        b.exchange();
+        QCOMPARE(b.record().Phase, 6);
+        QCOMPARE(b.record().FaultCode, 11); // "Startup failed - LE cooling down"
         b.fadec.advance(kCoolingMs - 1);
         QCOMPARE(b.fadec.phase(), 6);
         b.fadec.advance(1);
         b.exchange();
         QCOMPARE(b.record().Phase, 0);
         QCOMPARE(b.record().FaultCode, 0);
-        // Still asked to stop: it stays at rest.
+        // The refused request does not start it later.
         b.fadec.advance(10000);
+        b.exchange();
         QCOMPARE(b.fadec.phase(), 0);
-    }
-
-    void startDuringCoolingIsRefused()
-    {
-        Bench b;
-        b.withRegisters(1, 1, 1);
-        b.runUp();
-        b.record().RunCommand = 2;
-        b.exchange();
-        b.record().RunCommand = 1;
-        b.exchange();
-        b.exchange();
-        QCOMPARE(b.record().Phase, 6);
-        QCOMPARE(b.record().FaultCode, 11); // "Startup failed - LE cooling down"
-        b.fadec.advance(kCoolingMs);
-        b.fadec.advance(5000);
-        b.exchange();
-        QCOMPARE(b.record().Phase, 0); // the refused request does not start it later
-        QCOMPARE(b.record().FaultCode, 0);
     }
 
     void powerIsTakenInPhaseFiveOnly_data()
@@ -206,7 +181,6 @@ private slots:
     void stationPowerSetPointReachesTheLamp()
     {
         Bench b;
-        b.withRegisters(1, 1, 1);
         b.record().PowerSetPoint = 110;
         b.runUp();
         b.exchange();
@@ -226,16 +200,18 @@ private slots:
     {
         QTest::addColumn<int>("setPoint");
         QTest::addColumn<int>("expected");
-        QTest::newRow("none: fixed speed") << 0 << kFixedMotorSpeed;
-        QTest::newRow("1000 rpm") << 33 << 33;
-        QTest::newRow("4000 rpm") << 133 << 133;
+        QTest::addColumn<int>("fault");
+        QTest::newRow("none: fixed speed") << 0 << kFixedMotorSpeed << 20;
+        QTest::newRow("1000 rpm") << 33 << 33 << 20;
+        QTest::newRow("4000 rpm") << 133 << 133 << 20;
+        QTest::newRow("4500 rpm: overspeed") << 150 << 150 << 9;
     }
     void tachometersFollowTheMotorSetPoint()
     {
         QFETCH(int, setPoint);
         QFETCH(int, expected);
+        QFETCH(int, fault);
         Bench b;
-        b.withRegisters(1, 1, 1);
         b.record().MotorSpeedSetPoint = static_cast<std::uint8_t>(setPoint);
         b.runUp();
         b.fadec.advance(10000);
@@ -244,17 +220,7 @@ private slots:
         QVERIFY(std::abs(b.record().reported[pos::TachoM] - expected) <= 1);
         QVERIFY(b.record().reported[pos::TachoV1] > 0);
         QVERIFY(b.record().reported[pos::TachoV2] > 0);
-    }
-
-    void overspeedIsReported()
-    {
-        Bench b;
-        b.withRegisters(1, 1, 1);
-        b.record().MotorSpeedSetPoint = 150; // 4500 rpm
-        b.runUp();
-        b.fadec.advance(10000);
-        b.exchange();
-        QCOMPARE(b.record().FaultCode, 9);
+        QCOMPARE(b.record().FaultCode, fault);
     }
 
     void parameterWriteAndReadRoundTrip()
@@ -333,12 +299,13 @@ private slots:
         fadec.setSilent(false);
         const auto next = decodeReply(t, 0, fadec.reply());
         QVERIFY(next.good); // one reply is spoiled, not the link
+        QCOMPARE(next.skippedFields, 0);
+        QCOMPARE(t.at(0).FaultCode, 0); // at rest: "Arret LE"
     }
 
     void replyTypeTwoLeavesThePhase()
     {
         Bench b;
-        b.withRegisters(1, 1, 1);
         b.runUp();
         b.fadec.setReplyType(2);
         b.record().RunCommand = 2;
@@ -348,6 +315,8 @@ private slots:
         QVERIFY(b.last.good);
         QCOMPARE(b.last.replyType, 2);
         QCOMPARE(b.record().Phase, 5); // the station does not take the phase of such a reply
+        QCOMPARE(b.record().FaultCode, 18); // but takes its other fields
+        QCOMPARE(b.record().ReplyType, 0);
         b.fadec.setReplyType(0);
         b.exchange();
         QCOMPARE(b.record().Phase, 6);
@@ -365,7 +334,6 @@ private slots:
         QFETCH(int, code);
         QFETCH(bool, stops);
         Bench b;
-        b.withRegisters(1, 1, 1);
         b.runUp();
         b.fadec.setFaultCode(code);
         b.exchange(); // the station reads the code and answers
@@ -385,7 +353,6 @@ private slots:
     void keepRunningIgnoresTheStop()
     {
         Bench b;
-        b.withRegisters(1, 1, 1);
         b.runUp();
         b.fadec.setKeepRunning(true);
         b.record().RunCommand = 2;

@@ -6,6 +6,7 @@
 #include "sim/simulator.h"
 #include "sim/tcp_transport.h"
 #include "test_registry.h"
+#include "test_support.h"
 
 #include <QFileInfo>
 #include <QProcess>
@@ -89,9 +90,6 @@ struct PtyEngine {
         link = dir.filePath(QStringLiteral("COM1"));
         engine = std::make_unique<SimulatedEngine>(1, std::make_unique<PtyTransport>(link), 11);
         engine->setPaced(paced);
-        Registers r = defaultRegisters();
-        r[18] = r[19] = r[20] = 2; // a quick start: 0.6 s, then the warm-up
-        engine->model().setRegisters(r);
     }
 
     // Starts the engine and opens its link as the station would, with a station end on it.
@@ -113,6 +111,14 @@ struct PtyEngine {
 QString programPath()
 {
     return QStringLiteral(TARVEK_BINARY_DIR "/src/sim/program/fadec-sim");
+}
+
+SimulatorOptions optionsIn(const QTemporaryDir& dir, int engines)
+{
+    SimulatorOptions options;
+    options.engines = engines;
+    options.directory = dir.path();
+    return options;
 }
 } // namespace
 
@@ -145,22 +151,6 @@ private slots:
             ++next;
         }
         QCOMPARE(e.engine->discardedBytes(), 0);
-    }
-
-    void engineStartsAndStopsThroughThePort()
-    {
-        PtyEngine e(false);
-        QVERIFY(e.startWithStation());
-        StationEnd& station = *e.station;
-        QTRY_VERIFY_WITH_TIMEOUT(station.replies >= 1, kWait);
-        station.record().RunCommand = 1;
-        station.record().PowerSetPoint = 80;
-        QTRY_COMPARE_WITH_TIMEOUT(station.record().Phase, 5, 20000);
-        QTRY_COMPARE_WITH_TIMEOUT(station.record().reported[pos::Power], 80, kWait);
-        station.record().RunCommand = 2;
-        QTRY_COMPARE_WITH_TIMEOUT(station.record().Phase, 6, kWait);
-        QTRY_COMPARE_WITH_TIMEOUT(station.record().Phase, 0, 20000);
-        QCOMPARE(station.record().FaultCode, 0);
     }
 
     void unansweredStatusIsRepeated()
@@ -224,18 +214,6 @@ private slots:
         QCOMPARE(station.record().ReplySeen, kSyncValue);
     }
 
-    void linkIsRemovedWhenTheEngineGoes()
-    {
-        QString link;
-        {
-            PtyEngine e(false);
-            link = e.link;
-            QVERIFY(e.engine->start());
-            QVERIFY(QFileInfo(link).isSymLink());
-        }
-        QVERIFY(!QFileInfo(link).isSymLink());
-    }
-
     void tcpCarriesTheSameExchange()
     {
         auto transport = std::make_unique<TcpTransport>(0, QHostAddress::LocalHost);
@@ -283,10 +261,7 @@ private slots:
         QFETCH(QString, line);
         QFETCH(QString, answer);
         QTemporaryDir dir;
-        SimulatorOptions options;
-        options.engines = 2;
-        options.directory = dir.path();
-        Simulator simulator(options);
+        Simulator simulator(optionsIn(dir, 2));
         const QString got = simulator.execute(line);
         if (answer.isEmpty())
             QVERIFY2(got.isEmpty(), qPrintable(got));
@@ -297,9 +272,7 @@ private slots:
     void commandsReachTheEngines()
     {
         QTemporaryDir dir;
-        SimulatorOptions options;
-        options.engines = 3;
-        options.directory = dir.path();
+        SimulatorOptions options = optionsIn(dir, 3);
         options.paced = false;
         Simulator simulator(options);
         QVERIFY(simulator.start());
@@ -327,14 +300,8 @@ private slots:
     {
         QTemporaryDir dir;
         const QString path = dir.filePath("steps.txt");
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("# warm-up\n0 fault 1 5\n\n0.2 silence 2 on\n");
-        file.close();
-        SimulatorOptions options;
-        options.engines = 2;
-        options.directory = dir.path();
-        Simulator simulator(options);
+        tarvek::test::writeBytes(path, "# warm-up\n0 fault 1 5\n\n0.2 silence 2 on\n");
+        Simulator simulator(optionsIn(dir, 2));
         QString error;
         QVERIFY2(simulator.runScript(path, &error), qPrintable(error));
         QTRY_COMPARE_WITH_TIMEOUT(simulator.engine(1)->model().injectedFault(), 5, kWait);
@@ -356,14 +323,8 @@ private slots:
         QFETCH(QString, where);
         QTemporaryDir dir;
         const QString path = dir.filePath("steps.txt");
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(text);
-        file.close();
-        SimulatorOptions options;
-        options.engines = 1;
-        options.directory = dir.path();
-        Simulator simulator(options);
+        tarvek::test::writeBytes(path, text);
+        Simulator simulator(optionsIn(dir, 1));
         QString error;
         QVERIFY(!simulator.runScript(path, &error));
         QVERIFY2(error.contains(where), qPrintable(error));
@@ -408,18 +369,6 @@ private slots:
         QVERIFY(!QFileInfo(dir.filePath("COM1")).isSymLink());
     }
 
-    void helpDocumentsEveryOption()
-    {
-        if (!QFileInfo::exists(programPath()))
-            QFAIL("fadec-sim is not built");
-        QProcess sim;
-        sim.start(programPath(), {"--help"});
-        QVERIFY(sim.waitForFinished(kWait));
-        const QString out = QString::fromLocal8Bit(sim.readAllStandardOutput());
-        for (const char* word : {"--engines", "--dir", "--unpaced", "--tcp", "--script", "--quiet",
-                                 "fault N CODE", "vanish N SECONDS", "keep-running N on|off"})
-            QVERIFY2(out.contains(QLatin1String(word)), word);
-    }
 };
 
 TARVEK_TEST(SimLinkTest)
