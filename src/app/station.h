@@ -16,6 +16,7 @@
 #include "operation/stop_alarm.h"
 #include "protocol/engine.h"
 #include "recording/clock.h"
+#include "recording/data_logger.h"
 #include "recording/history.h"
 #include "serial/com_map.h"
 #include "serial/link_supervision.h"
@@ -82,6 +83,8 @@ public:
     // Power and motor-speed set-points, and the checked value entry they share with the parameters.
     PowerSetPoints& powerSetPoints() { return *powerSetPoints_; }
     ValueEntry& valueEntry() { return *valueEntry_; }
+    // The data logger: Timer42, its choices and one file per ticked engine.
+    DataLogger& dataLogger() { return *dataLogger_; }
     // The six trend graphs' timers, time scale, sweeps and screenshots.
     TrendGraphs& trendGraphs() { return *trendGraphs_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
@@ -205,6 +208,7 @@ private:
     void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
+    void buildLogger();
     void prepareStartAll();
     void serviceTick();
     void serviceNotice();
@@ -232,6 +236,7 @@ private:
     PowerSetPoints* powerSetPoints_ = nullptr;
     ValueEntry* valueEntry_ = nullptr;
     TrendGraphs* trendGraphs_ = nullptr;
+    DataLogger* dataLogger_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");
