@@ -239,9 +239,8 @@ bool DataLogger::start()
             if (choices_.engines[static_cast<std::size_t>(n - 1)] && QFile::exists(fileFor(n)) &&
                 !QFile::remove(fileFor(n)))
                 fail(n - 1, fileFor(n), QStringLiteral("cannot erase it"));
-    emit statusText(QStringLiteral("Datalogger ON: %1, every%2").arg(QDir::toNativeSeparators(fileFor(1)).replace(
-                                                                         QStringLiteral("_LE1"), QStringLiteral("_LE*")),
-                                                                     intervalCaptions().at(choices_.interval)));
+    const QString files = QDir::toNativeSeparators(fileFor(1)).replace(QStringLiteral("_LE1"), QStringLiteral("_LE*"));
+    emit statusText(QStringLiteral("Datalogger ON: %1, every %2").arg(files, intervalCaptions().at(choices_.interval).trimmed()));
     pass();
     countdown_ = intervalMinutes(choices_.interval) - 1;
     timer42_->start();
