@@ -2,9 +2,13 @@
 // rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
 // the station's CPU share and peak resident memory.
 //   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM] [--graphs MS | --no-graphs]
+//               [--logger [--logger-ms 100]]
 // --station runs another build of the station program (an earlier one, to compare).
 // --graphs runs the station on its graph page with all six curves at MS ms a pixel; --no-graphs
 // hides every curve, so the two runs show what the graphs cost.
+// --logger has the station's data logger write a row for every engine, every column, at each of
+// its ticks, every --logger-ms ms (a minute is the shortest interval an operator can choose), so
+// the run can be set beside one without it.
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 
@@ -84,8 +88,10 @@ int main(int argc, char** argv)
     int warmup = 5;
     QString program = QStringLiteral(TARVEK_STATION_BIN);
     QString graphsMs;
+    int loggerMs = 100;
     const QStringList args = app.arguments();
     const bool noGraphs = args.contains(QStringLiteral("--no-graphs"));
+    const bool logger = args.contains(QStringLiteral("--logger"));
     for (int i = 1; i + 1 < args.size(); ++i) {
         if (args[i] == "--graphs")
             graphsMs = args[i + 1];
@@ -95,6 +101,8 @@ int main(int argc, char** argv)
             warmup = args[i + 1].toInt();
         if (args[i] == "--station")
             program = args[i + 1];
+        if (args[i] == "--logger-ms")
+            loggerMs = args[i + 1].toInt();
     }
 
     QTemporaryDir dir;
@@ -160,6 +168,10 @@ int main(int argc, char** argv)
     QStringList stationArgs{"--folder", station, "--link-stats", "--quit-after", QString::number(seconds + warmup + 2)};
     if (!graphsMs.isEmpty())
         stationArgs << "--time-scale" << graphsMs << "--show-graphs";
+    if (logger)
+        stationArgs << "--logger-tick" << QString::number(loggerMs);
+    std::printf("data logger: %s\n", logger ? qPrintable(QStringLiteral("every engine, every column, a row each %1 ms").arg(loggerMs))
+                                              : "off");
     std::printf("trend graphs: %s\n", noGraphs ? "none" : graphsMs.isEmpty() ? "default" : qPrintable(graphsMs + " ms/pixel, all six shown"));
     stationProcess.start(program, stationArgs);
     if (!stationProcess.waitForStarted(10000)) {
@@ -213,6 +225,18 @@ int main(int argc, char** argv)
         // The station's own view: from a whole reply in its buffer to the frame's write.
         stationProcess.waitForFinished(15000);
         std::printf("%s", stationProcess.readAllStandardOutput().constData());
+        if (logger) {
+            // Rows on disk, to show the logger kept up: header lines aside, one a tick.
+            std::printf("logger rows:");
+            for (int n = 1; n <= 6; ++n) {
+                QFile f(QStringLiteral("%1/Datalogger/bench_LE%2.txt").arg(station).arg(n));
+                long rows = 0;
+                if (f.open(QIODevice::ReadOnly))
+                    rows = static_cast<long>(f.readAll().count("\r\n")) - 4;
+                std::printf(" LE%d %ld", n, rows);
+            }
+            std::printf(" (%.0f ticks expected over the whole run)\n", (seconds + warmup + 2) * 1000.0 / loggerMs);
+        }
         app.quit();
     });
     return app.exec();

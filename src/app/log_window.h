@@ -51,6 +51,7 @@ namespace tarvek {
 
 class ChangePasswordForm;
 class ConfigurationRS232;
+class DataloggerForm;
 class FenQuestion;
 class GraphiqueScreen;
 class HistoWindow;
@@ -104,6 +105,8 @@ public:
     Saisie* saisie();
     // Opens (or raises) the screenshot viewer GraphiqueScreen, its list read again.
     GraphiqueScreen* openGraphiqueScreen();
+    // Opens (or raises) the data logger's set-up form Datalogger.
+    DataloggerForm* openDatalogger();
     // The page of the engine columns and the page of the trend graphs.
     QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
@@ -140,6 +143,7 @@ private:
     void wirePasswords();
     void wireSetPoints();
     void wireGraphs();
+    void wireLogger();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -198,6 +202,8 @@ private:
     QPointer<PW6Sliders> sliders_;
     QPointer<Saisie> saisie_;
     QPointer<GraphiqueScreen> graphique_;
+    QPointer<DataloggerForm> datalogger_;
+    QPointer<QMessageBox> okTransfert_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

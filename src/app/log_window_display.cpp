@@ -1,18 +1,13 @@
 // The main window's live values: port labels and the engine columns, refreshed on every display tick.
 #include "app/colours.h"
 #include "app/log_window.h"
+#include "settings/display_values.h"
 
 #include <QLabel>
-
-#include <algorithm>
-#include <cmath>
 
 namespace tarvek {
 
 namespace {
-// Coefficient rows of "\Coefficients.ini".
-enum CoefficientRow { RowLpc, RowLfc, RowVis, RowIr, RowRh, RowSbv, RowVcc, RowMat, RowSht, RowM, RowV1, RowV2 };
-
 const QString kNoValue = QStringLiteral("---");
 } // namespace
 
@@ -42,17 +37,7 @@ void LogWindow::updatePortLabels()
 QString LogWindow::scaled(int index, int position, int coefficientRow, const char* unit) const
 {
     const int raw = station_.tables().at(index).reported[static_cast<std::size_t>(position)];
-    const StationSettings& s = station_.settings();
-    QString text;
-    if (s.displayWithCoefficients == 1) {
-        const auto at = [&](int k) { return s.coefficients[static_cast<std::size_t>(3 * coefficientRow + k)]; };
-        // The factor counts in units of the last shown decimal: "0, 4, 2" reads raw x 0.04.
-        const int decimals = std::clamp(at(2), 0, 6);
-        const double value = raw * static_cast<double>(at(1)) / std::pow(10.0, decimals) + at(0);
-        text = QString::number(value, 'f', decimals);
-    } else {
-        text = QString::number(raw);
-    }
+    const QString text = displayValue(station_.settings(), raw, coefficientRow);
     return text + QString::fromUtf8(unit);
 }
 

@@ -1,5 +1,6 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/change_password_form.h"
+#include "app/datalogger_form.h"
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
@@ -35,6 +36,7 @@ struct Options {
     bool linkStats = false;
     int timeScale = 0; // ms/pixel of the trend graphs; 0 keeps the menu's default
     bool showGraphs = false;
+    int loggerTickMs = 0; // 0: the data logger waits for the operator
 };
 
 // The station folder when none is given: the user's application data folder, which is writable
@@ -84,8 +86,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
         QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
-                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders or Saisie "
-                       "(the motor speed entry of LE1)."),
+                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders, Saisie "
+                       "(the motor speed entry of LE1) or Datalogger."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -105,8 +107,14 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("MS"));
     const QCommandLineOption graphsOption(QStringLiteral("show-graphs"),
                                           QStringLiteral("Open the main window on its graph page."));
+    const QCommandLineOption loggerOption(
+        QStringLiteral("logger-tick"),
+        QStringLiteral("Start the data logger at start-up on all six engines and every column, into "
+                       "Datalogger/bench_LEn, with Timer42 ticking every MS ms instead of a minute and a row "
+                       "each tick (for benchmarks; the saved logger choices are left as they are)."),
+        QStringLiteral("MS"));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
-                       scaleOption, graphsOption});
+                       scaleOption, graphsOption, loggerOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -130,9 +138,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
     if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
-                     "PW6Sliders", "Saisie"}.contains(o.form))
+                     "PW6Sliders", "Saisie", "Datalogger"}.contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
-                                         "ChangePassword, GraphiqueScreen, PW6Sliders or Saisie, not ") + o.form);
+                                         "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie or Datalogger, not ") +
+                          o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -146,6 +155,12 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
             return usageError(QStringLiteral("--quit-after: a number of seconds, not ") + parser.value(quitOption));
     } else if (parser.isSet(shotOption)) {
         o.quitAfter = 2;
+    }
+    if (parser.isSet(loggerOption)) {
+        bool ok = false;
+        o.loggerTickMs = parser.value(loggerOption).toInt(&ok);
+        if (!ok || o.loggerTickMs < 10 || o.loggerTickMs > DataLogger::kTickMs)
+            return usageError(QStringLiteral("--logger-tick: 10 to 60000 ms, not ") + parser.value(loggerOption));
     }
     o.com = parser.values(comOption);
     const QStringList badCom = ComMap().applyOverrides(o.com);
@@ -195,6 +210,17 @@ int main(int argc, char** argv)
         station.trendGraphs().setTimeScale(options.timeScale);
     if (options.showGraphs)
         window.pages()->setCurrentIndex(1);
+    if (options.loggerTickMs > 0)
+        QObject::connect(&station, &Station::startupFinished, &station, [&station, &options] {
+            LoggerChoices all = station.dataLogger().choices();
+            all.engines.fill(true);
+            all.columns.fill(true);
+            all.interval = 0;
+            all.name = QStringLiteral("bench");
+            station.dataLogger().setChoices(all, false);
+            station.dataLogger().setTickInterval(options.loggerTickMs);
+            station.dataLogger().start();
+        });
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
     window.show();
 
@@ -215,6 +241,8 @@ int main(int argc, char** argv)
                     station.selectEngine(1);
                     target = window.openMotorSpeedEntry();
                 }
+                else if (options.form == QLatin1String("Datalogger"))
+                    target = window.openDatalogger();
                 else if (options.form == QLatin1String("GraphiqueScreen"))
                     target = window.openGraphiqueScreen();
                 else if (options.form == QLatin1String("Graphs"))

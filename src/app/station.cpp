@@ -1,6 +1,7 @@
 #include "app/station.h"
 
 #include "recording/named_timer.h"
+#include "settings/display_values.h"
 #include "settings/passwords.h"
 
 #include <QDir>
@@ -45,7 +46,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
     // A settings file that cannot be written, or a value that is not a number: once, on the status
     // line and in List4; the station goes on with the values it holds.
-    connect(&files_, &SettingsFiles::problem, this, &Station::reportProblem);
+    connect(&files_, &SettingsFiles::problem, this, &Station::announce);
     connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
         emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
     });
@@ -76,7 +77,28 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
         this);
-    connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::reportProblem);
+    connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::announce);
+    buildLogger();
+}
+
+void Station::buildLogger()
+{
+    // The logger writes what the main window shows: the last reading held, empty before any.
+    dataLogger_ = new DataLogger(files_, clock_, [this](int i, LoggerColumn column) {
+        static constexpr std::array<std::pair<int, int>, kLoggerColumns> kSource{{
+            {pos::Lpc, RowLpc}, {pos::Lfc, RowLfc}, {pos::Vis, RowVis}, {pos::Ir, RowIr},
+            {pos::Rh, RowRh}, {pos::Power, -1}, {pos::Sht, RowSht}, {pos::Mat, RowMat}}};
+        const LightEngineRecord& r = tables_.at(i);
+        const auto [position, row] = kSource.at(static_cast<std::size_t>(column));
+        if (!r.everReported || row < 0)
+            return QString();
+        return displayValue(settings_, r.reported.at(static_cast<std::size_t>(position)), row);
+    }, this);
+    connect(dataLogger_, &DataLogger::warning, this, &Station::warn);
+    connect(dataLogger_, &DataLogger::statusText, this, &Station::showStatus);
+    // A file that cannot be written: once on the status line and in List4, and once when it is back.
+    connect(dataLogger_, &DataLogger::problem, this, &Station::announce);
+    connect(dataLogger_, &DataLogger::recovered, this, &Station::announce);
 }
 
 void Station::buildOperation()
@@ -234,6 +256,7 @@ void Station::startUp()
     emit functionKeyMarkerChanged(functionKey_);
     powerSetPoints_->restore(settings_.powerSetPoints);
     emit powerSetPointsLoaded();
+    dataLogger_->restore(settings_.loggerSteps, settings_.loggerFileType);
 
     // 7. The engine records' initial values.
     for (int i = 0; i < kEngines; ++i) {
@@ -269,7 +292,7 @@ void Station::watchdogTick()
         linkLost[static_cast<std::size_t>(k - 1)] = watchdog_->linkLost(k);
 }
 
-void Station::reportProblem(const QString& text)
+void Station::announce(const QString& text)
 {
     emit statusText(text);
     appendEvent(QStringLiteral("%1 / %2  %3").arg(clock_.dateText(), clock_.timeText(), text));

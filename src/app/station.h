@@ -16,6 +16,7 @@
 #include "operation/stop_alarm.h"
 #include "protocol/engine.h"
 #include "recording/clock.h"
+#include "recording/data_logger.h"
 #include "recording/history.h"
 #include "serial/com_map.h"
 #include "serial/link_supervision.h"
@@ -82,6 +83,8 @@ public:
     // Power and motor-speed set-points, and the checked value entry they share with the parameters.
     PowerSetPoints& powerSetPoints() { return *powerSetPoints_; }
     ValueEntry& valueEntry() { return *valueEntry_; }
+    // The data logger: Timer42, its choices and one file per ticked engine.
+    DataLogger& dataLogger() { return *dataLogger_; }
     // The six trend graphs' timers, time scale, sweeps and screenshots.
     TrendGraphs& trendGraphs() { return *trendGraphs_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
@@ -201,12 +204,13 @@ private:
     void openLink();
     void watchdogTick();
     void reportLoss(int engine);
-    // A file the station could not read or write: on the status line and in List4.
-    void reportProblem(const QString& text);
+    // What the operator must know about a file: on the status line and in List4.
+    void announce(const QString& text);
     // One List4 line and one history line for a port that went away or came back.
     void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
+    void buildLogger();
     void prepareStartAll();
     void serviceTick();
     void serviceNotice();
@@ -234,6 +238,7 @@ private:
     PowerSetPoints* powerSetPoints_ = nullptr;
     ValueEntry* valueEntry_ = nullptr;
     TrendGraphs* trendGraphs_ = nullptr;
+    DataLogger* dataLogger_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

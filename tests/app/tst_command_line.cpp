@@ -23,6 +23,7 @@ private slots:
         QTest::newRow("value missing") << QStringList{"--folder"} << 64 << "" << "Missing value after '--folder'";
         QTest::newRow("bad form") << QStringList{"--screenshot-form", "Nope"} << 64 << "" << "not Nope";
         QTest::newRow("bad time") << QStringList{"--quit-after", "soon"} << 64 << "" << tryHelp;
+        QTest::newRow("logger tick too short") << QStringList{"--logger-tick", "5"} << 64 << "" << "--logger-tick: 10 to 60000 ms, not 5";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
     }
     void answeredWithoutADisplay()

@@ -342,7 +342,7 @@ private slots:
         f.setOptions(true, true);
         f.logIn("dolphin");
         for (const char* name : {"mnuParameters",
-                                 "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
+                                 "mnuAlarmHalogen", "mnuEspion"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);
             QVERIFY2(c, name);

@@ -1,0 +1,85 @@
+// The data logger against six simulated engines: rows hold what the engines report, and a folder
+// that cannot be written is told once while every engine keeps being answered.
+#include "app/station.h"
+#include "simulated_station.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tarvek;
+
+namespace {
+constexpr int kCycleWaitMs = 20'000;
+} // namespace
+
+class DataLoggerCycleTest : public QObject {
+    Q_OBJECT
+private slots:
+    void unwritableFolderIsToldOnceAndTheCycleGoesOn()
+    {
+        SimulatedEngines engines;
+        QVERIFY(engines.start());
+        ManualClock clock;
+        Station station(engines.folder, QString(), clock);
+        station.load();
+        QTRY_COMPARE_WITH_TIMEOUT(station.discovery().filter("COM(i) = 1").size(), 6, kCycleWaitMs);
+        for (int i = 0; i < 6; ++i)
+            QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(i).everReported, kCycleWaitMs);
+
+        DataLogger& logger = station.dataLogger();
+        LoggerChoices c = logger.choices();
+        c.engines = {true, true, false, false, false, false};
+        c.columns.fill(true);
+        c.name = "cycle";
+        logger.setChoices(c);
+        logger.setTickInterval(50);
+        const QString folder = logger.folder();
+        QVERIFY(QDir(folder).removeRecursively());
+        test::writeBytes(folder, "a file where the folder was");
+
+        QSignalSpy status(&station, &Station::statusText);
+        QSignalSpy passes(&logger, &DataLogger::passWritten);
+        QVERIFY(logger.start());
+        std::array<quint64, 6> replies{};
+        for (int k = 1; k <= 6; ++k)
+            replies[static_cast<std::size_t>(k - 1)] = station.link().repliesReceived(k);
+        QTRY_VERIFY_WITH_TIMEOUT(passes.size() >= 8, kCycleWaitMs);
+        const QStringList told = station.events().filter("Datalogger LE");
+        QCOMPARE(told.size(), 2); // once per file, not once per row
+        QVERIFY(told[0].contains("Datalogger LE1: cannot write "));
+        QVERIFY(told[1].contains("Datalogger LE2: cannot write "));
+        int statusLines = 0;
+        for (const auto& s : status)
+            statusLines += s.first().toString().startsWith("Datalogger LE") ? 1 : 0;
+        QCOMPARE(statusLines, 2);
+        // Every engine is still answered while the logger fails.
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(station.link().repliesReceived(k) > replies[static_cast<std::size_t>(k - 1)] + 5,
+                                     kCycleWaitMs);
+        QVERIFY(logger.running());
+
+        // The folder is back: the next tick writes, with the values the engines report.
+        QVERIFY(QFile::remove(folder));
+        QTRY_VERIFY_WITH_TIMEOUT(!logger.failing(1) && !logger.failing(2), kCycleWaitMs);
+        QCOMPARE(station.events().filter("writing again").size(), 2);
+        logger.off();
+        const QList<QByteArray> lines = test::readBytes(logger.fileFor(1)).split('\n');
+        QVERIFY(lines.size() >= 6);
+        const QByteArray row = lines.at(4).trimmed(); // after the empty line, names, units, blank
+        const QList<QByteArray> cells = row.split(',');
+        QVERIFY2(cells.size() >= 11, row.constData());
+        const auto& record = station.tables().at(0);
+        QCOMPARE(cells.at(cells.size() - 3), QByteArray::number(record.PowerSetPoint * 10)); // LOS
+        for (qsizetype k = cells.size() - 8; k < cells.size(); ++k) {
+            bool number = false;
+            cells.at(k).trimmed().toDouble(&number);
+            QVERIFY2(number, row.constData());
+        }
+        QCOMPARE(station.events().filter("Datalogger LE").size(), 4);
+    }
+};
+
+TARVEK_TEST(DataLoggerCycleTest)
+#include "tst_data_logger_cycle.moc"

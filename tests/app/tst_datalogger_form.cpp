@@ -1,0 +1,97 @@
+// The form Datalogger on the main window: the three steps, the two Recording entries, and its
+// pictures stopped and running.
+#include "app/datalogger_form.h"
+#include "test_registry.h"
+#include "test_support.h"
+#include "window_rig.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QLabel>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QRadioButton>
+
+using namespace tarvek;
+
+class DataloggerFormTest : public QObject {
+    Q_OBJECT
+private slots:
+    void stepsStartAndStopFromTheMenu()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        const QString folder = rig.station->dataLogger().folder();
+        test::writeBytes(folder + "/old_LE1.txt", "x");
+        test::writeBytes(folder + "/other_LE2.csv", "x");
+        rig.window->action("mnuCreateDataLogger")->trigger();
+        auto* form = rig.get<DataloggerForm>("Datalogger");
+        QVERIFY(form && form->isVisible());
+        QCOMPARE(form->windowTitle(), "Datalogger");
+        const auto child = [form](const char* name) { return form->findChild<QWidget*>(name); };
+        const auto status = [form] { return form->findChild<QLabel*>("LabelStatus")->text(); };
+        auto* start = form->findChild<QPushButton*>("CommandStart");
+        QCOMPARE(start->text(), "Press to START");
+        QCOMPARE(status(), "Please Complete Step 1 to 3  ");
+        QVERIFY(!start->isEnabled());
+        QVERIFY(child("EErase") && child("EAppend"));
+        QVERIFY(static_cast<QRadioButton*>(child("EAppend"))->isChecked());
+
+        auto* intervals = form->findChild<QListWidget*>("ListInterval");
+        QStringList captions;
+        for (int i = 0; i < intervals->count(); ++i)
+            captions << intervals->item(i)->text();
+        QCOMPARE(captions, QStringList({"  [1 minute]", "  [2 minutes]", "  [5 minutes]", "  [10 minutes]",
+                                        "  [20 minutes]", "  [30 minutes]", "  [1 hour]", "  [2 hours]",
+                                        "  [3 hours]", "  [4 hours]", "  [5 hours]"}));
+        intervals->setCurrentRow(1);
+        QCOMPARE(rig.station->dataLogger().choices().interval, 1);
+
+        // The file list follows the type.
+        auto* files = form->findChild<QListWidget*>("File1");
+        QCOMPARE(files->count(), 1);
+        QCOMPARE(files->item(0)->text(), "old_LE1.txt");
+        static_cast<QRadioButton*>(child("OptionCsv"))->click();
+        QCOMPARE(files->count(), 1);
+        QCOMPARE(files->item(0)->text(), "other_LE2.csv");
+        static_cast<QRadioButton*>(child("OptionTxt"))->click();
+
+        // Saving a name with no engine ticked: nothing to save.
+        auto* name = form->findChild<QLineEdit*>("FileName");
+        QTest::keyClicks(name, "shift");
+        static_cast<QPushButton*>(child("Enregistrer"))->click();
+        QTRY_VERIFY(rig.window->findChild<QMessageBox*>("MessageWarning"));
+        QCOMPARE(rig.window->findChild<QMessageBox*>("MessageWarning")->text(), "There is nothing to save! ");
+        rig.window->findChild<QMessageBox*>("MessageWarning")->accept();
+
+        static_cast<QCheckBox*>(child("CheckLE1"))->click();
+        static_cast<QCheckBox*>(child("CheckLPC"))->click();
+        static_cast<QCheckBox*>(child("CheckMAT"))->click();
+        static_cast<QPushButton*>(child("Enregistrer"))->click();
+        auto* notice = rig.window->findChild<QMessageBox*>("OKTransfert");
+        QVERIFY(notice && notice->isVisible());
+        QCOMPARE(notice->windowTitle(), " Warning !");
+        QVERIFY(notice->text().contains("shift_LE1.txt"));
+        notice->accept();
+        QCOMPARE(status(), "Data logging is ready to run");
+        QVERIFY(start->isEnabled());
+        WindowRig::save(form, "Datalogger-stopped.png");
+
+        QTest::mouseClick(start, Qt::LeftButton);
+        QVERIFY(rig.station->dataLogger().running());
+        QVERIFY(!start->isEnabled()); // OFF Datalogger first
+        QVERIFY(form->findChild<QLabel*>("LabelRunning")->text().startsWith("Logging into "));
+        QVERIFY(QFile::exists(folder + "/shift_LE1.txt"));
+        QCOMPARE(files->count(), 2); // the new file joins the list
+        WindowRig::save(form, "Datalogger-running.png");
+
+        rig.window->action("mnuOffDataLogger")->trigger();
+        QVERIFY(!rig.station->dataLogger().running());
+        QVERIFY(!rig.station->findChild<QTimer*>("Timer42")->isActive());
+        QVERIFY(form->findChild<QLabel*>("LabelRunning")->text().startsWith("Not logging"));
+        QVERIFY(start->isEnabled());
+    }
+};
+
+TARVEK_TEST(DataloggerFormTest)
+#include "tst_datalogger_form.moc"

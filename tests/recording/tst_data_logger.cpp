@@ -1,0 +1,358 @@
+#include "recording/data_logger.h"
+#include "settings/settings_files.h"
+#include "settings/station_settings.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <csignal>
+#include <memory>
+#include <sys/resource.h>
+
+using namespace tarvek;
+using tarvek::test::readBytes;
+using tarvek::test::writeBytes;
+
+namespace {
+
+const QDateTime kStart(QDate(2026, 11, 23), QTime(9, 30, 0));
+
+// A station folder with its set-points filed (LE2 1200 We, LE5 800 We) and a logger whose values
+// name their engine and column ("2.0" is LPC of LE2).
+struct Rig {
+    QTemporaryDir dir;
+    std::unique_ptr<SettingsFiles> files;
+    ManualClock clock{kStart};
+    std::unique_ptr<DataLogger> logger;
+
+    explicit Rig(std::array<bool, kLoggerColumns> columns = {}, bool csv = false, int interval = 0, bool erase = false)
+    {
+        files = std::make_unique<SettingsFiles>(dir.path());
+        QDir(dir.path()).mkpath("Datalogger");
+        writeBytes(files->pathOf("\\ConsignePW.ini"), "50\r\n120\r\n50\r\n50\r\n80\r\n50\r\n");
+        logger = std::make_unique<DataLogger>(*files, clock, [](int i, LoggerColumn c) {
+            return QStringLiteral("%1.%2").arg(i + 1).arg(static_cast<int>(c));
+        });
+        LoggerChoices c;
+        c.csv = csv;
+        c.interval = interval;
+        c.engines[1] = c.engines[4] = true; // LE2 and LE5
+        c.columns = columns;
+        c.erase = erase;
+        c.name = "run";
+        logger->setChoices(c, false);
+    }
+    QByteArray file(int engine) const { return readBytes(logger->fileFor(engine)); }
+    // One minute later, Timer42's tick.
+    void minute()
+    {
+        clock.advanceSeconds(60);
+        logger->tick();
+    }
+};
+
+std::array<bool, kLoggerColumns> columnsOf(const QString& mask)
+{
+    std::array<bool, kLoggerColumns> c{};
+    for (int k = 0; k < kLoggerColumns; ++k)
+        c[static_cast<std::size_t>(k)] = mask.at(k) == QLatin1Char('1');
+    return c;
+}
+
+// A row from its template: {n} counter, {d} date, {t} time, {e} engine, {los} its set-point in We.
+QByteArray expectedRow(QByteArray pattern, int counter, const QDateTime& at, int engine)
+{
+    ManualClock then(at);
+    return pattern.replace("{n}", QByteArray::number(counter))
+        .replace("{d}", then.dateText().toLatin1())
+        .replace("{t}", then.timeText().toLatin1())
+        .replace("{e}", QByteArray::number(engine))
+        .replace("{los}", engine == 2 ? "1200" : "800");
+}
+
+} // namespace
+
+class DataLoggerTest : public QObject {
+    Q_OBJECT
+private slots:
+    void filesOfTwoEnginesOverTicks_data()
+    {
+        QTest::addColumn<bool>("csv");
+        QTest::addColumn<QString>("columns"); // LPC LFC VIS IR RH LOS SHT MAT
+        QTest::addColumn<int>("interval");
+        QTest::addColumn<bool>("erase");
+        QTest::addColumn<QList<int>>("rowMinutes"); // rows of the first run, minutes after its start
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<QByteArray>("row");
+
+        QTest::newRow("txt, every column, each minute")
+            << false << "11111111" << 0 << false << QList<int>{0, 1, 2, 3, 4}
+            << QByteArray("\r\n[CNT ],[Date],[Time],[LPC ],[LFC ],[VIS ],[IR  ],[RH  ],[LOS ],[SHT ],[MAT ]\r\n"
+                          "[CNT ],[Date],[Time],[AU  ],[%   ],[W/m2],[%   ],[%   ],[We  ],[\xB0" "C/F],[\xB0" "C/F]\r\n \r\n")
+            << QByteArray("{n},{d},{t},{e}.0,{e}.1,{e}.2,{e}.3,{e}.4,{los},{e}.6,{e}.7 \r\n");
+        QTest::newRow("csv, every column, every two minutes, erased on the second start")
+            << true << "11111111" << 1 << true << QList<int>{0, 2, 4}
+            << QByteArray("\r\n[CNT ];[Date];[Time];[LPC ];[LFC ];[VIS ];[IR  ];[RH  ];[LOS ];[SHT ];[MAT ]\r\n"
+                          "[CNT ];[Date];[Time];[AU  ];[%   ];[W/m2];[%   ];[%   ];[We  ];[\xB0" "C/F];[\xB0" "C/F]\r\n \r\n")
+            << QByteArray("{n};{d};{t};{e}.0;{e}.1;{e}.2;{e}.3;{e}.4;{los};{e}.6;{e}.7 \r\n");
+        QTest::newRow("txt without MAT: the header pair runs on one line")
+            << false << "10000010" << 0 << false << QList<int>{0, 1, 2, 3, 4}
+            << QByteArray("\r\n[CNT ],[Date],[Time],[LPC ],[SHT ],[CNT ],[Date],[Time],[AU  ],[\xB0" "C/F], \r\n")
+            << QByteArray("{n},{d},{t},{e}.0,{e}.6,\r\n");
+        QTest::newRow("csv without MAT, five minutes")
+            << true << "00000100" << 2 << false << QList<int>{0}
+            << QByteArray("\r\n[CNT ];[Date];[Time];[LOS ];[CNT ];[Date];[Time];[We  ]; \r\n")
+            << QByteArray("{n};{d};{t};{los};\r\n");
+        QTest::newRow("csv, MAT alone")
+            << true << "00000001" << 0 << false << QList<int>{0, 1, 2, 3, 4}
+            << QByteArray("\r\n[CNT ];[Date];[Time];[MAT ]\r\n[CNT ];[Date];[Time];[\xB0" "C/F]\r\n \r\n")
+            << QByteArray("{n};{d};{t};{e}.7 \r\n");
+        QTest::newRow("txt, no column: counter, date and time")
+            << false << "00000000" << 0 << false << QList<int>{0, 1, 2, 3, 4}
+            << QByteArray("\r\n[CNT ],[Date],[Time],[CNT ],[Date],[Time], \r\n") << QByteArray("{n},{d},{t},\r\n");
+    }
+    void filesOfTwoEnginesOverTicks()
+    {
+        QFETCH(bool, csv);
+        QFETCH(QString, columns);
+        QFETCH(int, interval);
+        QFETCH(bool, erase);
+        QFETCH(QList<int>, rowMinutes);
+        QFETCH(QByteArray, header);
+        QFETCH(QByteArray, row);
+        Rig rig(columnsOf(columns), csv, interval, erase);
+        const QString ext = csv ? ".csv" : ".txt";
+        QCOMPARE(QFileInfo(rig.logger->fileFor(2)).fileName(), "run_LE2" + ext);
+
+        QVERIFY(rig.logger->start());
+        for (int m = 0; m < 4; ++m)
+            rig.minute();
+        rig.logger->off();
+        rig.minute(); // stopped: no row
+        std::array<QByteArray, 2> expected;
+        for (int k = 0; k < 2; ++k) {
+            const int engine = k == 0 ? 2 : 5;
+            expected[k] = header;
+            for (int r = 0; r < rowMinutes.size(); ++r)
+                expected[k] += expectedRow(row, r + 1, kStart.addSecs(60 * rowMinutes[r]), engine);
+            QCOMPARE(rig.file(engine), expected[k]);
+        }
+
+        // A second start: EErase begins the file again, EAppend continues it; the header pair again.
+        QVERIFY(rig.logger->start());
+        for (int k = 0; k < 2; ++k) {
+            const int engine = k == 0 ? 2 : 5;
+            const QByteArray second = header + expectedRow(row, 1, kStart.addSecs(300), engine);
+            QCOMPARE(rig.file(engine), erase ? second : expected[k] + second);
+        }
+        QCOMPARE(QDir(rig.logger->folder()).entryList(QDir::Files), QStringList({"run_LE2" + ext, "run_LE5" + ext}));
+    }
+
+    void unwritableFileIsReportedOncePerEpisode_data()
+    {
+        QTest::addColumn<bool>("folderIsAFile");
+        QTest::newRow("LE2's file is a directory: LE5 goes on") << false;
+        QTest::newRow("the folder is a file: both fail") << true;
+    }
+    void unwritableFileIsReportedOncePerEpisode()
+    {
+        QFETCH(bool, folderIsAFile);
+        Rig rig(columnsOf("10000001"));
+        QSignalSpy problems(rig.logger.get(), &DataLogger::problem);
+        QSignalSpy recovered(rig.logger.get(), &DataLogger::recovered);
+        const auto breakIt = [&] {
+            if (folderIsAFile) {
+                QVERIFY(QDir(rig.logger->folder()).removeRecursively());
+                writeBytes(rig.logger->folder(), "not a folder");
+            } else {
+                QFile::remove(rig.logger->fileFor(2));
+                QVERIFY(QDir().mkpath(rig.logger->fileFor(2)));
+            }
+        };
+        const auto repair = [&] {
+            if (folderIsAFile)
+                QVERIFY(QFile::remove(rig.logger->folder()));
+            else
+                QVERIFY(QDir(rig.logger->fileFor(2)).removeRecursively());
+        };
+        const int broken = folderIsAFile ? 2 : 1;
+
+        breakIt();
+        QVERIFY(rig.logger->start());
+        rig.minute();
+        rig.minute();
+        QCOMPARE(problems.size(), broken);
+        QVERIFY(problems.first().first().toString().startsWith("Datalogger LE2: cannot write "));
+        QVERIFY(rig.logger->failing(2));
+        QCOMPARE(rig.logger->rowCounter(), 3);
+        if (!folderIsAFile)
+            QCOMPARE(rig.file(5).count("\r\n"), 4 + 3); // empty line, names, units, blank, three rows
+
+        // Repaired: the next row goes in, after the header pair it never got.
+        repair();
+        rig.minute();
+        QCOMPARE(recovered.size(), broken);
+        QVERIFY(!rig.logger->failing(2));
+        QVERIFY(rig.file(2).startsWith("\r\n[CNT ],[Date],[Time],[LPC ],[MAT ]\r\n"));
+        QVERIFY(rig.file(2).endsWith("\r\n4,"
+                                     + ManualClock(kStart.addSecs(180)).dateText().toLatin1() + ","
+                                     + ManualClock(kStart.addSecs(180)).timeText().toLatin1() + ",2.0,2.7 \r\n"));
+
+        // A new failure is a new episode: told again, once.
+        breakIt();
+        rig.minute();
+        rig.minute();
+        QCOMPARE(problems.size(), 2 * broken);
+    }
+
+    void shortWriteLeavesNoHalfRow()
+    {
+        Rig rig(columnsOf("11111111"));
+        QVERIFY(rig.logger->start());
+        const QByteArray before = rig.file(2);
+        QVERIFY(before.endsWith(" \r\n"));
+        QSignalSpy problems(rig.logger.get(), &DataLogger::problem);
+
+        // The file may grow by a few bytes only: the system takes part of the row, then refuses.
+        const auto previous = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit saved{};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &saved), 0);
+        rlimit tight = saved;
+        tight.rlim_cur = static_cast<rlim_t>(rig.file(5).size() + 8);
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &tight), 0);
+        rig.minute();
+        setrlimit(RLIMIT_FSIZE, &saved);
+        std::signal(SIGXFSZ, previous);
+
+        QCOMPARE(rig.file(2), before); // not a byte of the row stays
+        QCOMPARE(problems.size(), 2);
+        const QByteArray le5 = rig.file(5);
+        QVERIFY(le5.endsWith(" \r\n"));
+        QCOMPARE(le5.count("\r\n"), 5);
+
+        rig.minute();
+        QVERIFY(rig.file(2).startsWith(before));
+        QVERIFY(rig.file(2).mid(before.size()).startsWith("3,"));
+        QCOMPARE(rig.file(2).count("\r\n"), before.count("\r\n") + 1);
+    }
+
+    void choicesAreKeptAcrossRuns()
+    {
+        Rig rig;
+        LoggerChoices c;
+        c.csv = true;
+        c.interval = 3;
+        c.engines[1] = c.engines[4] = true;
+        c.columns = columnsOf("10000001");
+        c.erase = true;
+        rig.logger->setChoices(c);
+        QCOMPARE(readBytes(rig.files->pathOf("\\NS.ini")), QByteArray("1.01\r\n3\r\n18\r\n0\r\n"));
+        QCOMPARE(readBytes(rig.files->pathOf("\\TypeFile.ini")),
+                 QByteArray("1\r\n1\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n1\r\n") + QByteArray("0\r\n").repeated(9));
+
+        // The next run reads them back at start-up; the name is typed again.
+        SettingsFiles files(rig.dir.path());
+        StationSettings settings;
+        settings.loadAll(files);
+        DataLogger next(files, rig.clock, {});
+        next.restore(settings.loggerSteps, settings.loggerFileType);
+        QCOMPARE(next.choices().csv, true);
+        QCOMPARE(next.choices().interval, 3);
+        QCOMPARE(next.choices().engines, c.engines);
+        QCOMPARE(next.choices().columns, c.columns);
+        QCOMPARE(next.choices().erase, true);
+        QVERIFY(!next.ready());
+        QCOMPARE(next.stepText(), "Please Complete Step 1 to 3  ");
+
+        // A fresh folder's defaults: one minute, no engine, EAppend, ".txt", no column.
+        QTemporaryDir fresh;
+        SettingsFiles freshFiles(fresh.path());
+        StationSettings defaults;
+        defaults.loadAll(freshFiles);
+        next.restore(defaults.loggerSteps, defaults.loggerFileType);
+        QCOMPARE(next.choices().interval, 0);
+        QCOMPARE(next.choices().engines, (std::array<bool, kLoggerEngines>{}));
+        QCOMPARE(next.choices().erase, false);
+        QCOMPARE(next.choices().csv, false);
+    }
+
+    void nameAndStart_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<bool>("engine"); // LE3 ticked
+        QTest::addColumn<QString>("name"); // taken, or empty for "There is nothing to save! "
+        QTest::newRow("a typed name") << "run" << true << "run";
+        QTest::newRow("a picked file") << "night_LE3.csv" << true << "night";
+        QTest::newRow("a path keeps its last part") << "../x/night.txt" << true << "night";
+        QTest::newRow("no name") << "  " << true << "";
+        QTest::newRow("no engine") << "run" << false << "";
+    }
+    void nameAndStart()
+    {
+        QFETCH(QString, typed);
+        QFETCH(bool, engine);
+        QFETCH(QString, name);
+        Rig rig;
+        LoggerChoices c;
+        c.engines[2] = engine;
+        rig.logger->setChoices(c, false);
+        QSignalSpy warnings(rig.logger.get(), &DataLogger::warning);
+        QSignalSpy notices(rig.logger.get(), &DataLogger::notice);
+        QCOMPARE(rig.logger->confirmName(typed), !name.isEmpty());
+        QCOMPARE(rig.logger->choices().name, name);
+        QCOMPARE(rig.logger->stepText(), name.isEmpty() ? "Please Complete Step 1 to 3  " : "Data logging is ready to run");
+        if (name.isEmpty()) {
+            QCOMPARE(warnings.size(), 1);
+            QCOMPARE(warnings.first(), QVariantList({" Warning!", "There is nothing to save! "}));
+            QVERIFY(notices.isEmpty());
+            QVERIFY(!rig.logger->start());
+            QVERIFY(!rig.logger->running());
+            QCOMPARE(warnings.size(), 2);
+            QVERIFY(QDir(rig.logger->folder()).isEmpty());
+            return;
+        }
+        QCOMPARE(notices.size(), 1);
+        QCOMPARE(notices.first().first().toString(), " Warning !");
+        QVERIFY(notices.first().last().toString().endsWith(QDir::toNativeSeparators(rig.logger->folder() + "/" + name + "_LE3.txt")));
+        QVERIFY(rig.logger->start());
+        QVERIFY(rig.logger->timer()->isActive());
+        QCOMPARE(rig.logger->timer()->objectName(), "Timer42");
+        QCOMPARE(rig.logger->timer()->interval(), 60'000);
+        QVERIFY(QFile::exists(rig.logger->fileFor(3)));
+        rig.logger->off();
+        QVERIFY(!rig.logger->timer()->isActive());
+        QVERIFY(warnings.isEmpty());
+    }
+
+    void clockTexts_data()
+    {
+        QTest::addColumn<QDateTime>("at");
+        QTest::addColumn<QString>("date");
+        QTest::addColumn<QString>("clock");
+        QTest::newRow("morning") << QDateTime(QDate(2026, 11, 3), QTime(9, 30)) << "11/3/2026" << "09:30AM";
+        QTest::newRow("noon counts as morning") << QDateTime(QDate(2026, 1, 23), QTime(12, 30)) << "1/23/2026" << "12:30AM";
+        QTest::newRow("afternoon") << QDateTime(QDate(2026, 11, 23), QTime(13, 5)) << "11/23/2026" << "01:05PM";
+        QTest::newRow("midnight") << QDateTime(QDate(2026, 12, 31), QTime(0, 7)) << "12/31/2026" << "00:07AM";
+        QTest::newRow("late") << QDateTime(QDate(2026, 11, 23), QTime(23, 59)) << "11/23/2026" << "11:59PM";
+    }
+    void clockTexts()
+    {
+        QFETCH(QDateTime, at);
+        QFETCH(QString, date);
+        QFETCH(QString, clock);
+        Rig rig(columnsOf("00000000"));
+        rig.clock.set(at);
+        QVERIFY(rig.logger->start());
+        QCOMPARE(rig.logger->lastDate(), date);
+        QCOMPARE(rig.logger->lastClock(), clock);
+    }
+};
+
+TARVEK_TEST(DataLoggerTest)
+#include "tst_data_logger.moc"
