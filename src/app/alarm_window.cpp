@@ -106,7 +106,11 @@ void AlarmWindow::refresh()
     }
     limitsBox_->setEnabled(edit);
     save_->setEnabled(edit);
-    save_->setToolTip(edit ? QString() : QStringLiteral("Limits are changed in SERVICE mode only"));
+    static const QString hint = QStringLiteral("Limits and arming are changed in SERVICE mode");
+    if (!edit)
+        message_->setText(hint);
+    else if (message_->text() == hint)
+        message_->clear();
     // Outside service mode the controls follow the files; in it they keep what is being edited.
     if (!edit)
         load();
