@@ -99,6 +99,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     wireSetPoints();
     wireGraphs();
     wireLogger();
+    wireAlarms();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.

@@ -112,6 +112,9 @@ public:
     QuestionRouter& questions() { return *router_; }
     // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
     QDialog* lossBox() const { return lossBox_; }
+    // Opens (or raises) Halogen, SHTPC, ControlLfcAlarm, AlarmSummary or BoiteDialogue (the engines
+    // lost now); nullptr for another name.
+    QWidget* openAlarmForm(const QString& name);
 
     // Converts a length in twips to logical pixels (15 twips a pixel at the 96-dpi reference).
     static int twips(int t) { return t / 15; }
@@ -144,6 +147,7 @@ private:
     void wireSetPoints();
     void wireGraphs();
     void wireLogger();
+    void wireAlarms();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;

@@ -1,4 +1,5 @@
 // The main window's side of the serial link and of the activity history.
+#include "app/boite_dialogue.h"
 #include "app/colours.h"
 #include "app/configuration_rs232.h"
 #include "app/histo_window.h"
@@ -81,27 +82,17 @@ ConfigurationRS232* LogWindow::openPortConfiguration()
 
 void LogWindow::showLoss(const QString& caption, const QStringList& lines)
 {
-    // One box: a later loss replaces the text of one that is still on screen.
-    if (!lossBox_) {
-        lossBox_ = new QDialog(this);
-        lossBox_->setObjectName(QStringLiteral("BoiteDialogue"));
-        lossBox_->setAttribute(Qt::WA_DeleteOnClose);
-        auto* layout = new QVBoxLayout(lossBox_);
-        auto* text = new QLabel(lossBox_);
-        text->setObjectName(QStringLiteral("BoiteDialogueText"));
-        QFont f = text->font();
-        f.setBold(true);
-        text->setFont(f);
-        layout->addWidget(text);
-        auto* ok = new QPushButton(QStringLiteral("OK"), lossBox_);
-        ok->setObjectName(QStringLiteral("OkValide"));
-        layout->addWidget(ok, 0, Qt::AlignRight);
-        connect(ok, &QPushButton::clicked, lossBox_, &QDialog::accept);
+    // One box: a later loss or return updates the box that is on screen.
+    auto* box = qobject_cast<BoiteDialogue*>(lossBox_.data());
+    if (!box) {
+        box = new BoiteDialogue(this);
+        box->setAttribute(Qt::WA_DeleteOnClose);
+        connect(box, &QDialog::finished, &station_.lostLinks(), &LostLinkWarning::dismissed);
+        lossBox_ = box;
     }
-    lossBox_->setWindowTitle(caption);
-    lossBox_->findChild<QLabel*>(QStringLiteral("BoiteDialogueText"))->setText(lines.join(QLatin1Char('\n')));
-    lossBox_->show();
-    lossBox_->raise();
+    box->setLines(caption, lines);
+    box->show();
+    box->raise();
 }
 
 void LogWindow::wireHistory()

@@ -87,7 +87,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("screenshot-form"),
         QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
                        "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders, Saisie "
-                       "(the motor speed entry of LE1) or Datalogger."),
+                       "(the motor speed entry of LE1), Datalogger, Halogen, SHTPC, ControlLfcAlarm, AlarmSummary or "
+                       "BoiteDialogue (the engines lost by then)."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -138,10 +139,11 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
     if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
-                     "PW6Sliders", "Saisie", "Datalogger"}.contains(o.form))
+                     "PW6Sliders", "Saisie", "Datalogger", "Halogen", "SHTPC", "ControlLfcAlarm", "AlarmSummary",
+                     "BoiteDialogue"}.contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
-                                         "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie or Datalogger, not ") +
-                          o.form);
+                                         "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie, Datalogger, Halogen, SHTPC, "
+                                         "ControlLfcAlarm, AlarmSummary or BoiteDialogue, not ") + o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -247,6 +249,8 @@ int main(int argc, char** argv)
                     target = window.openGraphiqueScreen();
                 else if (options.form == QLatin1String("Graphs"))
                     window.pages()->setCurrentIndex(1);
+                else if (QWidget* alarmForm = window.openAlarmForm(options.form))
+                    target = alarmForm;
                 if (!saveShot(target, options.screenshot))
                     exitCode = 1;
             }

@@ -43,6 +43,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
             appendDiscovery(line);
     });
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
+    connect(watchdog_, &LinkWatchdog::linkRestored, this, &Station::reportRestored);
     connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
     // A settings file that cannot be written, or a value that is not a number: once, on the status
     // line and in List4; the station goes on with the values it holds.
@@ -112,6 +113,13 @@ void Station::buildOperation()
     rest_ = new RestCountdown(this);
     faultLogger_ = new FaultLogger(ctx, faultTexts_, engineMessages, this);
     stopAlarm_ = new StopAlarm(ctx, alarms, this);
+    alarmSupervision_ = new AlarmSupervision(ctx, settings_, files_, alarms,
+                                             [this](int code) { return faultLogger_->text(code); }, this);
+    lostLinks_ = new LostLinkWarning(clock_, this);
+    connect(lostLinks_, &LostLinkWarning::show, this, &Station::linkLossWarning);
+    connect(lostLinks_, &LostLinkWarning::close, this, &Station::linkLossWarningClosed);
+    connect(alarmSupervision_, &AlarmSupervision::captionChanged, this, &Station::alarmCaptionChanged);
+    connect(stopAlarm_, &StopAlarm::raisedOn, alarmSupervision_, &AlarmSupervision::stopAlarmRaised);
 
     connect(engineOperation_, &EngineOperation::warning, this, &Station::warn);
     connect(qthLamps_, &QthLamps::warning, this, &Station::warn);
@@ -144,6 +152,7 @@ void Station::buildOperation()
     connect(groupOperation_, &GroupOperation::eventLine, this, listed);
     connect(faultLogger_, &FaultLogger::eventLine, this, listed);
     connect(stopAlarm_, &StopAlarm::eventLine, this, listed);
+    connect(alarmSupervision_, &AlarmSupervision::eventLine, this, listed);
     connect(stopAlarm_, &StopAlarm::captionChanged, this,
             [this](const QString& caption) { emit alarmCaptionChanged(QStringLiteral("mnuStopAlarm"), caption); });
     connect(stopAlarm_, &StopAlarm::offAllRequested, groupOperation_, &GroupOperation::startOffAll);
@@ -152,13 +161,7 @@ void Station::buildOperation()
 void Station::prepareStartAll()
 {
     faultLogger_->clearForStartAll();
-    alarms_.reset();
-    alarms.qthAlarmActive = 0;
-    alarms.lfcAlarmActive = 0;
-    alarms.shtAlarmActive = 0;
-    emit alarmCaptionChanged(QStringLiteral("mnuAlarmHalogen"), QStringLiteral("QTH-Lamps "));
-    emit alarmCaptionChanged(QStringLiteral("mnuAlarmPlateau"), QStringLiteral("SHT (FADEC and PC) "));
-    emit alarmCaptionChanged(QStringLiteral("mnuAlarmLFC"), QStringLiteral("LFC "));
+    alarmSupervision_->resetForStartAll();
     stopAlarm_->reset();
     emit alarmCaptionChanged(QStringLiteral("mnuStopAlarm"), stopAlarm_->caption());
 }
@@ -307,9 +310,15 @@ void Station::journalLink(const QString& text)
 void Station::reportLoss(int engine)
 {
     history_->append(QStringLiteral("0"), QStringLiteral("No communication with machine System!  LE%1").arg(engine));
-    emit linkLossWarning(engine, QStringLiteral(" Warning !"),
-                         {QStringLiteral("No communication with machine"), QStringLiteral("         System!"),
-                          clock_.dateText() + QStringLiteral(" / ") + clock_.timeText()});
+    alarmSupervision_->linkLost(engine);
+    lostLinks_->lost(engine);
+}
+
+void Station::reportRestored(int engine)
+{
+    history_->append(QStringLiteral("0"), QStringLiteral("Communication restored with machine System!  LE%1").arg(engine));
+    alarmSupervision_->linkRestored(engine);
+    lostLinks_->restored(engine);
 }
 
 void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
@@ -317,22 +326,7 @@ void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
     // A parameter block carries registers, not readings.
     if (!outcome.good || outcome.replyType == 2)
         return;
-    alarms_.setLimits(settings_.shtSetPoint, settings_.lfcSlider[1]);
-    for (const AlarmChange& change : alarms_.judge(slot - 1, tables_.at(slot - 1))) {
-        const bool sht = change.alarm == ReplyAlarm::Sht;
-        if (change.holds) {
-            const QString text = QStringLiteral("LE%1").arg(slot) +
-                                 (sht ? QStringLiteral("  Alarm SHT (FADEC) ") : QStringLiteral("  Alarm LFC "));
-            appendEvent(text);
-            history_->append(QStringLiteral("0"), text);
-        }
-        const bool marked = alarms_.holdsAnywhere(change.alarm);
-        if (sht)
-            emit alarmCaptionChanged(QStringLiteral("mnuAlarmPlateau"), marked ? QStringLiteral("SHT (FADEC and PC) *")
-                                                                             : QStringLiteral(" SHT (FADEC and PC)"));
-        else
-            emit alarmCaptionChanged(QStringLiteral("mnuAlarmLFC"), marked ? QStringLiteral("LFC *") : QStringLiteral(" LFC"));
-    }
+    alarmSupervision_->onReply(slot);
 }
 
 bool Station::logIn(const QString& password)

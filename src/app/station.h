@@ -6,10 +6,12 @@
 #include "app/trend_graphs.h"
 #include "maintenance/parameter_list.h"
 #include "operation/alarm_state.h"
+#include "operation/alarm_supervision.h"
 #include "operation/engine_operation.h"
 #include "operation/fault_logger.h"
 #include "operation/fault_texts.h"
 #include "operation/group_operation.h"
+#include "operation/lost_link_warning.h"
 #include "operation/qth_lamps.h"
 #include "operation/reply_alarms.h"
 #include "operation/rest_countdown.h"
@@ -80,6 +82,10 @@ public:
     RestCountdown& restCountdown() { return *rest_; }
     FaultLogger& faultLogger() { return *faultLogger_; }
     StopAlarm& stopAlarm() { return *stopAlarm_; }
+    // The SHT, LFC and QTH alarms with their limits, and the alarm list every alarm source feeds.
+    AlarmSupervision& alarmSupervision() { return *alarmSupervision_; }
+    // The one lost-link box and the engines it lists.
+    LostLinkWarning& lostLinks() { return *lostLinks_; }
     // Power and motor-speed set-points, and the checked value entry they share with the parameters.
     PowerSetPoints& powerSetPoints() { return *powerSetPoints_; }
     ValueEntry& valueEntry() { return *valueEntry_; }
@@ -189,8 +195,11 @@ signals:
     void powerSetPointsLoaded();
     // Start-up step 8: the enabled COM ports are being opened and the polling timers start.
     void portsRequested();
-    // An engine stopped answering: the BoiteDialogue warning, shown once per loss.
+    // An engine stopped answering (shown once per loss) or answers again: the BoiteDialogue box
+    // with every engine lost now, shown or brought up to date in place.
     void linkLossWarning(int engine, const QString& caption, const QStringList& lines);
+    // No engine is lost any more: the box closes itself.
+    void linkLossWarningClosed();
     // An alarm menu's caption: "*" while the alarm holds on some engine.
     void alarmCaptionChanged(const QString& menu, const QString& caption);
     void startupFinished();
@@ -206,6 +215,7 @@ private:
     void reportLoss(int engine);
     // What the operator must know about a file: on the status line and in List4.
     void announce(const QString& text);
+    void reportRestored(int engine);
     // One List4 line and one history line for a port that went away or came back.
     void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
@@ -226,7 +236,6 @@ private:
     PortDiscovery* portDiscovery_ = nullptr;
     LinkWatchdog* watchdog_ = nullptr;
     History* history_ = nullptr;
-    ReplyAlarms alarms_;
     ParameterList parameters_;
     std::unique_ptr<OperationContext> operation_;
     EngineOperation* engineOperation_ = nullptr;
@@ -235,6 +244,8 @@ private:
     RestCountdown* rest_ = nullptr;
     FaultLogger* faultLogger_ = nullptr;
     StopAlarm* stopAlarm_ = nullptr;
+    AlarmSupervision* alarmSupervision_ = nullptr;
+    LostLinkWarning* lostLinks_ = nullptr;
     PowerSetPoints* powerSetPoints_ = nullptr;
     ValueEntry* valueEntry_ = nullptr;
     TrendGraphs* trendGraphs_ = nullptr;

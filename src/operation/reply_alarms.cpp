@@ -14,11 +14,17 @@ void ReplyAlarms::setLimits(int shtSetPoint, int lfcLow)
     lfcLow_ = lfcLow;
 }
 
+void ReplyAlarms::setArmed(int index, ReplyAlarm alarm, bool armed)
+{
+    armed_.at(static_cast<std::size_t>(index))[slot(alarm)] = armed;
+}
+
 std::vector<AlarmChange> ReplyAlarms::judge(int index, const LightEngineRecord& record)
 {
     auto& held = held_.at(static_cast<std::size_t>(index));
-    const bool sht = record.reported[pos::Sht] > shtSetPoint_;
-    const bool lfc = record.Phase == kRunningPhase && record.reported[pos::Lfc] < lfcLow_;
+    const auto& armed = armed_.at(static_cast<std::size_t>(index));
+    const bool sht = armed[0] && record.reported[pos::Sht] > shtSetPoint_;
+    const bool lfc = armed[1] && record.Phase == kRunningPhase && record.reported[pos::Lfc] < lfcLow_;
     std::vector<AlarmChange> changes;
     for (const auto& [alarm, now] : {std::pair{ReplyAlarm::Sht, sht}, std::pair{ReplyAlarm::Lfc, lfc}}) {
         bool& was = held[slot(alarm)];

@@ -78,6 +78,7 @@ void StopAlarm::watchTick()
         ctx_.history.append(QStringLiteral("0"), text);
         flags_[i] = true;
         raisedNow = true;
+        emit raisedOn(n);
     }
     if (!raisedNow)
         return;

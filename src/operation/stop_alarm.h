@@ -47,6 +47,8 @@ signals:
     void captionChanged(const QString& caption);
     void eventLine(const QString& line);
     void offAllRequested();
+    // Engine 1..6 kept running after its stop: the alarm list takes it from here.
+    void raisedOn(int engine);
 
 private:
     void setCaption(const QString& caption);

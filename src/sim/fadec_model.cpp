@@ -248,14 +248,14 @@ std::array<int, kReplyFields> FadecModel::statusFields() const
     f[pos::Confirmation] = phase_ >= 1 && phase_ <= 5 ? 1 : 0;
     f[pos::Power] = power_;
     f[pos::NoIncrease] = mat_ > registers_[26] - 10 ? 1 : 0;
-    f[pos::QthRelay] = qth_;
+    f[pos::QthRelay] = qthRelayFault_ ? 1 - qth_ : qth_;
     f[pos::QthIrState] = qth_ ? (fault == 14 ? 2 : 1) : 0;
     f[pos::AlarmRelay] = fault == 0 || fault == 18 || fault == 20 ? 0 : 1;
     f[pos::FaultCode] = fault;
     f[pos::Mat] = rounded(mat_ + jitter_[JMat]);
-    f[pos::Sht] = rounded(sht_ + jitter_[JSht]);
+    f[pos::Sht] = forcedSht_ >= 0 ? forcedSht_ : rounded(sht_ + jitter_[JSht]);
     f[pos::Lpc] = rounded(lpc_ + jitter_[JLpc]);
-    f[pos::Lfc] = rounded(lfc_ + jitter_[JLfc]);
+    f[pos::Lfc] = forcedLfc_ >= 0 ? forcedLfc_ : rounded(lfc_ + jitter_[JLfc]);
     f[pos::Sbv] = rounded(kBattery + jitter_[JSupply]);
     f[pos::Vcc] = rounded(kSupply + jitter_[JSupply] / 2);
     f[pos::Vis] = rounded(vis_ + jitter_[JVis]);

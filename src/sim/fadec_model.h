@@ -69,6 +69,14 @@ public:
     // The reply type a parameter block carries at position 0: 2 normally; anything else is a
     // controller that answers a read with the wrong kind of reply.
     void setBlockType(int type) { blockType_ = type; }
+    // Alarm triggers: SHT reads DEGREES and LFC reads VALUE while forced (-1 gives the model back);
+    // a faulty QTH relay reports the opposite of what the station commands.
+    void forceSht(int degrees) { forcedSht_ = degrees; }
+    void forceLfc(int value) { forcedLfc_ = value; }
+    void setQthRelayFault(bool on) { qthRelayFault_ = on; }
+    int forcedSht() const { return forcedSht_; }
+    int forcedLfc() const { return forcedLfc_; }
+    bool qthRelayFault() const { return qthRelayFault_; }
 
     // State.
     int phase() const { return phase_; }
@@ -131,6 +139,9 @@ private:
     int replyType_ = 0;
     int blockType_ = kParameterReplyType;
     bool keepRunning_ = false;
+    int forcedSht_ = -1;
+    int forcedLfc_ = -1;
+    bool qthRelayFault_ = false;
     bool parameterBlockNext_ = false;
 
     std::string lastFrame_;

@@ -35,7 +35,7 @@ const QStringList& commandWords()
     static const QStringList words = {"help",    "state",     "registers", "fault",
                                       "silence", "garbage",   "drop-byte", "nosync",
                                       "type",    "block-type", "keep-running", "vanish",
-                                      "stall", "quit"};
+                                      "stall", "sht", "lfc", "qth-fault", "quit"};
     return words;
 }
 } // namespace
@@ -154,6 +154,9 @@ QString Simulator::helpText()
         "  keep-running N on|off N ignores stop requests / obeys them again\n"
         "  vanish N SECONDS      N's port disappears and comes back SECONDS later\n"
         "  stall N MS [POS]      N's next reply pauses MS ms after POS characters (default 80)\n"
+        "  sht N DEGREES|off     N reports its SHT temperature as DEGREES 0..255 / as the model has it\n"
+        "  lfc N VALUE|off       N reports its LFC level as VALUE 0..255 / as the model has it\n"
+        "  qth-fault N on|off    N's QTH relay feedback reports the opposite of the command / follows it\n"
         "  quit                  remove the links and end");
 }
 
@@ -238,6 +241,27 @@ QString Simulator::execute(const QString& line)
         else
             m.setKeepRunning(*on);
         return le + command + QLatin1Char(' ') + onOff(*on);
+    }
+    if (command == QLatin1String("sht") || command == QLatin1String("lfc")) {
+        if (!argumentCount(3))
+            return error;
+        const auto value = words[2] == QLatin1String("off") ? std::optional<int>(-1) : parseInt(words[2], 0, 255);
+        if (!value)
+            return QStringLiteral("error: say 0..255 or off");
+        if (command == QLatin1String("sht"))
+            m.forceSht(*value);
+        else
+            m.forceLfc(*value);
+        return le + command + QLatin1Char(' ') + (*value < 0 ? QStringLiteral("off") : QString::number(*value));
+    }
+    if (command == QLatin1String("qth-fault")) {
+        if (!argumentCount(3))
+            return error;
+        const auto on = parseOnOff(words[2]);
+        if (!on)
+            return QStringLiteral("error: say on or off");
+        m.setQthRelayFault(*on);
+        return le + QStringLiteral("QTH relay fault ") + onOff(*on);
     }
     if (command == QLatin1String("garbage")) {
         if (!argumentCount(2))

@@ -320,7 +320,8 @@ private slots:
     {
         Fixture f;
         QVERIFY(f.start());
-        const QStringList names{"ComOperStartRS232", "ConfigurePorts", "mnuhisto", "Label9", "PowerSetPoints"};
+        const QStringList names{"ComOperStartRS232", "ConfigurePorts", "mnuhisto", "Label9", "PowerSetPoints",
+                                "mnuAlarmHalogen", "mnuAlarmPlateau", "mnuAlarmLFC", "mnuAlarmSummary"};
         const auto isEnabled = [&f](const QString& name) {
             QObject* c = f.window->control(name);
             return qobject_cast<QAction*>(c) ? qobject_cast<QAction*>(c)->isEnabled()
@@ -342,7 +343,7 @@ private slots:
         f.setOptions(true, true);
         f.logIn("dolphin");
         for (const char* name : {"mnuParameters",
-                                 "mnuAlarmHalogen", "mnuEspion"}) {
+                                 "mnuAD", "mnuEspion"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);
             QVERIFY2(c, name);

@@ -69,7 +69,7 @@ private slots:
         const QStringList lines = warnings.at(0).at(2).toStringList();
         QCOMPARE(lines.at(0), QString("No communication with machine"));
         QCOMPARE(lines.at(1), QString("         System!"));
-        QCOMPARE(lines.at(2), rig.clock.dateText() + " / " + rig.clock.timeText());
+        QCOMPARE(lines.at(2), "LE3   " + rig.clock.dateText() + " / " + rig.clock.timeText());
         QVERIFY(rig.station->linkLost[2]);
         QCOMPARE(rig.historyLines("No communication with machine System!  LE3"), 1);
         QTest::qWait(3000); // still silent: nothing more

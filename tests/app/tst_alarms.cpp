@@ -1,0 +1,276 @@
+// Alarm handling end to end against six simulated engines: each alarm raised once, listed,
+// acknowledged and cleared with its history lines; limits kept across a restart; the lost-link box
+// for six engines at once while the frame cycle goes on.
+#include "app/alarm_summary_window.h"
+#include "app/alarm_window.h"
+#include "app/boite_dialogue.h"
+#include "test_registry.h"
+#include "test_support.h"
+#include "window_rig.h"
+
+#include <QAction>
+#include <QCheckBox>
+#include <QLabel>
+#include <QSpinBox>
+#include <QTableWidget>
+
+using namespace tarvek;
+
+namespace {
+constexpr int kWaitMs = 20'000;
+
+int historyLines(const WindowRig& rig, const QString& text)
+{
+    return static_cast<int>(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
+}
+
+QList<AlarmEntry> entriesOf(WindowRig& rig, int engine, AlarmSource source)
+{
+    QList<AlarmEntry> found;
+    for (const AlarmEntry& e : rig.station->alarmSupervision().summary().entries())
+        if (e.engine == engine && e.source == source)
+            found << e;
+    return found;
+}
+} // namespace
+
+class AlarmsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void eachAlarmIsRaisedListedAcknowledgedAndCleared_data()
+    {
+        QTest::addColumn<int>("source");
+        QTest::addColumn<bool>("running");   // LE2 must run in phase 5 first
+        QTest::addColumn<QString>("trigger"); // simulator commands
+        QTest::addColumn<QString>("release");
+        QTest::addColumn<QString>("line");    // the event and history line of the raise
+        QTest::addColumn<QString>("menu");
+        QTest::addColumn<QString>("marked");
+        QTest::addColumn<QString>("unmarked");
+        QTest::addColumn<QString>("form");
+        QTest::newRow("SHT") << int(AlarmSource::Sht) << false << "sht 2 70" << "sht 2 off" << "LE2  Alarm SHT (FADEC) "
+                             << "mnuAlarmPlateau" << "SHT (FADEC and PC) *" << " SHT (FADEC and PC)" << "SHTPC";
+        QTest::newRow("LFC") << int(AlarmSource::Lfc) << true << "lfc 2 12" << "lfc 2 off" << "LE2  Alarm LFC "
+                             << "mnuAlarmLFC" << "LFC *" << " LFC" << "ControlLfcAlarm";
+        QTest::newRow("QTH") << int(AlarmSource::Qth) << false << "qth-fault 2 on" << "qth-fault 2 off"
+                             << "LE2  Alarm QTH-Lamps " << "mnuAlarmHalogen" << "QTH-Lamps *" << " QTH-Lamps" << "Halogen";
+        QTest::newRow("fault") << int(AlarmSource::Fault) << true << "fault 2 16" << "fault 2 0"
+                               << "No contact with i2C Sensors  LE2" << "" << "" << "" << "";
+    }
+    void eachAlarmIsRaisedListedAcknowledgedAndCleared()
+    {
+        QFETCH(int, source);
+        QFETCH(bool, running);
+        QFETCH(QString, trigger);
+        QFETCH(QString, release);
+        QFETCH(QString, line);
+        QFETCH(QString, menu);
+        QFETCH(QString, marked);
+        QFETCH(QString, unmarked);
+        QFETCH(QString, form);
+        const auto alarm = static_cast<AlarmSource>(source);
+        WindowRig rig;
+        QVERIFY(rig.start(true, true));
+        // LE2's QTH relay alarm is armed; the others keep the default (off).
+        rig.station->settings().qthAlarmFlags[1] = 1;
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(1).everReported, kWaitMs);
+        if (running) {
+            QTest::mouseClick(rig.button(2), Qt::LeftButton);
+            QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(1).Phase), 5, kWaitMs);
+            QTest::qWait(1500); // the LFC level settles above its low limit
+        }
+        QVERIFY(rig.station->alarmSupervision().summary().entries().isEmpty());
+
+        QVERIFY(!rig.engines.simulator->execute(trigger).startsWith("error"));
+        if (alarm == AlarmSource::Qth) {
+            // A relay that disagrees for less than the settling time is a lamp switching.
+            QTest::qWait(1000);
+            QVERIFY(!rig.station->alarmSupervision().holds(2, alarm));
+            rig.clock.advanceSeconds(4);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->alarmSupervision().holds(2, alarm), kWaitMs);
+        auto* summary = qobject_cast<AlarmSummaryWindow*>(rig.window->openAlarmForm("AlarmSummary"));
+        QVERIFY(summary);
+        if (!form.isEmpty()) {
+            QWidget* window = rig.window->openAlarmForm(form);
+            QTRY_COMPARE_WITH_TIMEOUT(window->findChild<QLabel*>("State2")->text(), QString("<b>ALARM</b>"), kWaitMs);
+            QCOMPARE(window->findChild<QLabel*>("State1")->text(), QString("normal"));
+            WindowRig::save(window, form + ".png");
+            QCOMPARE(rig.window->action(menu)->text(), marked);
+        }
+        WindowRig::save(summary, QString("AlarmSummary_%1.png").arg(QTest::currentDataTag()));
+        QTest::qWait(1000); // held: raised once, however many replies say so
+        QCOMPARE(entriesOf(rig, 2, alarm).size(), 1);
+        QCOMPARE(rig.station->events().filter(line).size(), 1);
+        QCOMPARE(historyLines(rig, line), 1);
+        QCOMPARE(summary->list()->item(0, 0)->text(), QString("UNACK"));
+        QCOMPARE(summary->list()->item(0, 1)->text(), QString("LE2"));
+        QCOMPARE(summary->list()->item(0, 4)->text(), QString());
+
+        summary->list()->selectRow(0);
+        QTest::mouseClick(summary->findChild<QPushButton*>("AcknowledgeAlarm"), Qt::LeftButton);
+        QCOMPARE(summary->list()->item(0, 0)->text(), QString("ack"));
+        QVERIFY(!summary->list()->item(0, 4)->text().isEmpty());
+        QCOMPARE(historyLines(rig, "Alarm acknowledged  LE2  "), 1);
+
+        QVERIFY(!rig.engines.simulator->execute(release).startsWith("error"));
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.station->alarmSupervision().holds(2, alarm), kWaitMs);
+        QCOMPARE(summary->list()->item(0, 0)->text(), QString("done"));
+        QVERIFY(!summary->list()->item(0, 5)->text().isEmpty());
+        QCOMPARE(historyLines(rig, "Alarm cleared  LE2  "), 1);
+        if (!menu.isEmpty())
+            QCOMPARE(rig.window->action(menu)->text(), unmarked);
+        QCOMPARE(entriesOf(rig, 2, alarm).size(), 1);
+        QCOMPARE(historyLines(rig, line), 1);
+    }
+
+    // Every alarm of every source in one list; acknowledging all journals each; START All clears
+    // the window alarms and their marks.
+    void summaryListsEverySourceNewestFirst()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(true));
+        rig.station->settings().qthAlarmFlags.fill(1);
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(n - 1).everReported, kWaitMs);
+        rig.engines.simulator->execute("sht 1 80");
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->alarmSupervision().holds(1, AlarmSource::Sht), kWaitMs);
+        rig.clock.advanceSeconds(1);
+        rig.engines.simulator->execute("qth-fault 3 on");
+        QTest::qWait(500);
+        rig.clock.advanceSeconds(5);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->alarmSupervision().holds(3, AlarmSource::Qth), kWaitMs);
+        rig.clock.advanceSeconds(1);
+        rig.engines.simulator->execute("silence 5 on");
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->alarmSupervision().holds(5, AlarmSource::LinkLost), kWaitMs);
+        auto* summary = qobject_cast<AlarmSummaryWindow*>(rig.window->openAlarmForm("AlarmSummary"));
+        QCOMPARE(summary->list()->rowCount(), 3);
+        QCOMPARE(summary->list()->item(0, 1)->text(), QString("LE5"));
+        QCOMPARE(summary->list()->item(1, 1)->text(), QString("LE3"));
+        QCOMPARE(summary->list()->item(2, 1)->text(), QString("LE1"));
+        QCOMPARE(summary->findChild<QLabel*>("UnacknowledgedCount")->text(), QString("3 alarm(s) to acknowledge"));
+        WindowRig::save(summary, "AlarmSummary.png");
+        WindowRig::save(rig.window->openAlarmForm("Halogen"), "Halogen_live.png");
+
+        QTest::mouseClick(summary->findChild<QPushButton*>("AcknowledgeAll"), Qt::LeftButton);
+        QCOMPARE(rig.station->alarmSupervision().summary().unacknowledgedCount(), 0);
+        QCOMPARE(historyLines(rig, "Alarm acknowledged  LE"), 3);
+
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        QTest::mouseClick(rig.get<QPushButton>("StartAllLE"), Qt::LeftButton);
+        QCOMPARE(rig.window->action("mnuAlarmPlateau")->text(), QString("SHT (FADEC and PC) "));
+        QCOMPARE(rig.window->action("mnuAlarmHalogen")->text(), QString("QTH-Lamps "));
+        QVERIFY(!rig.station->alarmSupervision().holds(1, AlarmSource::Sht));
+        QVERIFY(!rig.station->alarmSupervision().holds(3, AlarmSource::Qth));
+        QVERIFY(rig.station->alarmSupervision().holds(5, AlarmSource::LinkLost)); // not a window alarm
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.window->findChild<QWidget*>("Halogen", Qt::FindDirectChildrenOnly), kWaitMs);
+        rig.station->answer(questions.last().at(0).toInt(), false);
+    }
+
+    void limitsAreSavedInServiceModeAndReadBackAfterARestart()
+    {
+        auto rig = std::make_unique<WindowRig>();
+        QVERIFY(rig->start(false));
+        auto* sht = rig->window->openAlarmForm("SHTPC");
+        QVERIFY(!sht->findChild<QCheckBox*>("Armed3")->isEnabled());
+        QCOMPARE(sht->findChild<QSpinBox*>("ShtSetPoint")->value(), 40);
+        QCOMPARE(qobject_cast<AlarmWindow*>(sht)->save(), QString("Limits are changed in SERVICE mode only"));
+
+        QVERIFY(rig->station->logIn("dolphin"));
+        QTRY_VERIFY_WITH_TIMEOUT(sht->findChild<QCheckBox*>("Armed3")->isEnabled(), kWaitMs);
+        sht->findChild<QSpinBox*>("ShtSetPoint")->setValue(55);
+        sht->findChild<QCheckBox*>("Armed3")->setChecked(false);
+        QTest::mouseClick(sht->findChild<QPushButton*>("SaveLimits"), Qt::LeftButton);
+        QCOMPARE(sht->findChild<QLabel*>("Message")->text(), QString("Saved"));
+        auto* lfc = rig->window->openAlarmForm("ControlLfcAlarm");
+        lfc->findChild<QSpinBox*>("LfcSliderTop")->setValue(120);
+        lfc->findChild<QSpinBox*>("LfcLow")->setValue(25);
+        lfc->findChild<QCheckBox*>("Armed4")->setChecked(false);
+        QTest::mouseClick(lfc->findChild<QPushButton*>("SaveLimits"), Qt::LeftButton);
+        auto* qth = rig->window->openAlarmForm("Halogen");
+        qth->findChild<QCheckBox*>("Armed2")->setChecked(true);
+        QTest::mouseClick(qth->findChild<QPushButton*>("SaveLimits"), Qt::LeftButton);
+        const AlarmLimits saved = rig->station->alarmSupervision().limits();
+
+        const auto file = [&](const char* name) { return rig->station->files().readValues(name); };
+        QCOMPARE(file("\\SHTConsigne.ini"), QStringList{"55"});
+        QCOMPARE(file("\\SHTPCStatusHal.ini"),
+                 (QStringList{"1", "0", "0", "1", "0", "0", "0", "0", "0", "0", "0", "1", "0", "0", "0", "0", "0", "0", "0", "0"}));
+        QCOMPARE(file("\\ConsSliderLCF.ini"), (QStringList{"120", "25", "0", "0", "0", "1", "0", "0", "0"}));
+        QCOMPARE(file("\\StatusHalogen.ini"), (QStringList{"0", "1", "0", "0", "0", "0"}));
+
+        const QString folder = rig->station->files().folder();
+        rig->window.reset();
+        rig->station = std::make_unique<Station>(folder, QString(), rig->clock);
+        QSignalSpy done(rig->station.get(), &Station::startupFinished);
+        rig->station->load();
+        QVERIFY(done.wait(kWaitMs));
+        QVERIFY(rig->station->alarmSupervision().limits() == saved);
+        QCOMPARE(saved.shtSetPoint, 55);
+        QVERIFY(!saved.shtArmed[2] && !saved.lfcArmed[3] && saved.qthArmed[1] && !saved.qthArmed[0]);
+        AlarmLimits wrong = saved;
+        wrong.lfcLow = 121;
+        QCOMPARE(wrong.problem(), QString("The LFC low limit must be 0 to 120"));
+    }
+
+    // Six engines lost at once: one box, six lines, six history lines; the engines that answer
+    // again are served while the box still lists the others.
+    void sixLostEnginesGiveOneBoxAndTheCycleGoesOn()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(true));
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(n - 1).everReported, kWaitMs);
+        QSignalSpy shown(rig.station.get(), &Station::linkLossWarning);
+        for (int n = 1; n <= 6; ++n)
+            rig.engines.model(n).setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(shown.count(), 6, kWaitMs);
+        auto* box = qobject_cast<BoiteDialogue*>(rig.window->lossBox());
+        QVERIFY(box && box->isVisible() && !box->isModal());
+        QCOMPARE(rig.window->findChildren<BoiteDialogue*>().size(), 1);
+        const QStringList lines = box->lines();
+        QCOMPARE(lines.size(), 8);
+        QCOMPARE(lines.mid(0, 2), (QStringList{"No communication with machine", "         System!"}));
+        const QString when = rig.clock.dateText() + " / " + rig.clock.timeText();
+        for (int n = 1; n <= 6; ++n) {
+            QCOMPARE(lines.at(n + 1), QString("LE%1   %2").arg(n).arg(when));
+            QCOMPARE(historyLines(rig, QString("No communication with machine System!  LE%1").arg(n)), 1);
+        }
+        QCOMPARE(box->windowTitle(), QString(" Warning !"));
+        WindowRig::save(box, "BoiteDialogue.png");
+        QTest::qWait(1500); // still silent: nothing more
+        QCOMPARE(shown.count(), 6);
+        QCOMPARE(historyLines(rig, "No communication with machine System!"), 6);
+
+        // LE1..LE3 answer again; the box, still open for LE4..LE6, never holds up their frames.
+        for (int n = 1; n <= 3; ++n)
+            rig.engines.model(n).setSilent(false);
+        QTRY_COMPARE_WITH_TIMEOUT(box->lines().size(), 5, kWaitMs);
+        QVERIFY(box->isVisible());
+        std::array<sim::FadecCounts, 3> before{};
+        for (int n = 1; n <= 3; ++n)
+            before[static_cast<std::size_t>(n - 1)] = rig.engines.model(n).counts();
+        QTest::qWait(2000);
+        QVERIFY(box->isVisible());
+        for (int n = 1; n <= 3; ++n) {
+            const sim::FadecCounts now = rig.engines.model(n).counts();
+            const sim::FadecCounts& was = before[static_cast<std::size_t>(n - 1)];
+            QVERIFY2(now.frames - was.frames >= 10, qPrintable(QString("LE%1: %2 frames").arg(n).arg(now.frames - was.frames)));
+            // The simulator repeats a reply only when no frame answered it within a second.
+            QVERIFY(now.replies - was.replies <= now.frames - was.frames + 1);
+            QCOMPARE(historyLines(rig, QString("Communication restored with machine System!  LE%1").arg(n)), 1);
+        }
+        for (int n = 4; n <= 6; ++n)
+            rig.engines.model(n).setSilent(false);
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.window->lossBox(), kWaitMs);
+        QCOMPARE(historyLines(rig, "Communication restored with machine System!"), 6);
+        for (int n = 1; n <= 6; ++n) {
+            const QList<AlarmEntry> lost = entriesOf(rig, n, AlarmSource::LinkLost);
+            QCOMPARE(lost.size(), 1);
+            QVERIFY(!lost.first().holds() && !lost.first().isAcknowledged());
+        }
+    }
+};
+
+TARVEK_TEST(AlarmsTest)
+#include "tst_alarms.moc"
