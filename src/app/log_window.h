@@ -51,14 +51,17 @@ namespace tarvek {
 
 class ChangePasswordForm;
 class ConfigurationRS232;
+class FadecParameters;
 class FenQuestion;
 class GraphiqueScreen;
 class HistoWindow;
 class MessagesError;
+class ProtocolTraceWindow;
 class PW6Sliders;
 class Saisie;
 class QuestionRouter;
 class SoftwareSettingsForm;
+class ValeurDesParam;
 
 // Who may use a control, decided by the control initialisation for each mode.
 enum class Access {
@@ -104,6 +107,12 @@ public:
     Saisie* saisie();
     // Opens (or raises) the screenshot viewer GraphiqueScreen, its list read again.
     GraphiqueScreen* openGraphiqueScreen();
+    // Opens (or raises) FadecParameters; nullptr when the selected LE is not in phase 0.
+    FadecParameters* openFadecParameters();
+    // Opens (or raises) ValeurDesParam on what the engines sent, or on what the station sent.
+    ValeurDesParam* openValeurDesParam(bool stampToPc);
+    // Opens (or raises) the protocol trace; it captures while it is open.
+    ProtocolTraceWindow* openProtocolTrace();
     // The page of the engine columns and the page of the trend graphs.
     QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
@@ -140,6 +149,7 @@ private:
     void wirePasswords();
     void wireSetPoints();
     void wireGraphs();
+    void wireParameters();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -198,6 +208,9 @@ private:
     QPointer<PW6Sliders> sliders_;
     QPointer<Saisie> saisie_;
     QPointer<GraphiqueScreen> graphique_;
+    QPointer<FadecParameters> fadecParameters_;
+    QPointer<ValeurDesParam> valeurDesParam_;
+    QPointer<ProtocolTraceWindow> trace_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;
