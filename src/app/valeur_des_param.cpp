@@ -22,7 +22,9 @@ ValeurDesParam::ValeurDesParam(Station& station, QWidget* parent) : QDialog(pare
 
     auto* outer = new QVBoxLayout(this);
     auto* top = new QHBoxLayout;
-    selected_ = new QLabel(parameter_texts::selected(readOut.lastEngine()));
+    // No number until an engine has been read.
+    selected_ = new QLabel(readOut.lastEngine() ? parameter_texts::selected(readOut.lastEngine())
+                                                : QStringLiteral("Selected LE : "));
     selected_->setObjectName(QStringLiteral("LabelSelected"));
     QFont bold = selected_->font();
     bold.setBold(true);
