@@ -75,6 +75,17 @@ ValeurDesParam::ValeurDesParam(Station& station, QWidget* parent) : QDialog(pare
         grid->addWidget(list, 1, n);
         connect(read, &QPushButton::clicked, this, [&readOut, n] { readOut.read(n); });
     }
+    auto* startTitle = new QLabel(QStringLiteral("At the last start"));
+    startTitle->setToolTip(QStringLiteral("The registers read before the last start, register 31 first"));
+    parameters_ = new QListWidget;
+    parameters_->setObjectName(QStringLiteral("ListParameters"));
+    parameters_->setFont(fixed);
+    parameters_->setUniformItemSizes(true);
+    parameters_->setFixedHeight(listHeight);
+    parameters_->setFixedWidth(QFontMetrics(fixed).horizontalAdvance(QStringLiteral("00255   ")) + 32);
+    grid->setColumnMinimumWidth(kEngines + 1, 12);
+    grid->addWidget(startTitle, 0, kEngines + 2);
+    grid->addWidget(parameters_, 1, kEngines + 2);
     outer->addLayout(grid);
 
     auto* buttons = new QHBoxLayout;
@@ -106,6 +117,12 @@ void ValeurDesParam::showDirection(bool stampToPc)
 
 void ValeurDesParam::refill()
 {
+    const QStringList started = station_.parameterList().lines();
+    if (parameters_->count() != started.size() ||
+        (parameters_->count() > 0 && parameters_->item(parameters_->count() - 1)->text() != started.last())) {
+        parameters_->clear();
+        parameters_->addItems(started);
+    }
     const IoReadOut& readOut = station_.ioReadOut();
     for (int n = 1; n <= kEngines; ++n) {
         if (!readOut.shown(n))

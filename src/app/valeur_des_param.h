@@ -4,8 +4,9 @@
 // Controls: LabelSelected ("Selected LE : n", the engine read last), OptionStampToPc and
 // OptionPcToStamp (what the engines sent, or what the station sent them), ListLabels (the caption
 // of each position, beside the lists), LireLP1..LireLP6 (read that engine's block) and
-// List1..List6 (33 lines each, "NN   vvv"). The form's Timer1 (of IoReadOut) refreshes the lists
-// of the engines read while the form is open.
+// List1..List6 (33 lines each, "NN   vvv"), and ListParameters (the registers the last start read,
+// register 31 first). The form's Timer1 (of IoReadOut)
+// refreshes the lists of the engines read while the form is open.
 #include <QDialog>
 
 #include <array>
@@ -38,6 +39,7 @@ private:
     QRadioButton* stampToPc_ = nullptr;
     QRadioButton* pcToStamp_ = nullptr;
     std::array<QListWidget*, 6> lists_{};
+    QListWidget* parameters_ = nullptr;
 };
 
 } // namespace tarvek

@@ -39,11 +39,11 @@ struct EntryRequest {
     QString minimum; // kept and compared as text
     QString maximum;
     bool motorSpeed = false;
+    // Called once with the accepted text; a cancelled entry calls nothing.
+    std::function<void(const QString& text)> onAccepted;
     // Compare with the limits as numbers instead of texts: a register's "0".."255" as texts would
     // refuse 99 and let 10000 through.
     bool numericLimits = false;
-    // Called once with the accepted text; a cancelled entry calls nothing.
-    std::function<void(const QString& text)> onAccepted;
 };
 
 class ValueEntry : public QObject {

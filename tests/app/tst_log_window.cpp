@@ -341,8 +341,7 @@ private slots:
         QVERIFY(f.start());
         f.setOptions(true, true);
         f.logIn("dolphin");
-        for (const char* name : {"mnuParameters",
-                                 "mnuAlarmHalogen", "mnuCreateDataLogger"}) {
+        for (const char* name : {"mnuAlarmHalogen", "mnuCreateDataLogger"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);
             QVERIFY2(c, name);

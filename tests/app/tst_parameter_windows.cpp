@@ -84,6 +84,11 @@ private slots:
         QCOMPARE(list2->count(), 33);
         QCOMPARE(list2->item(30)->text(), QString("30   123"));
         QCOMPARE(readOut->findChild<QListWidget*>("List1")->count(), 0);
+        // The registers LE1's start read, register 31 first.
+        auto* started = readOut->findChild<QListWidget*>("ListParameters");
+        QCOMPARE(started->count(), 32);
+        QCOMPARE(started->item(0)->text(), ParameterList::line(31, 15));
+        QCOMPARE(started->item(31)->text(), ParameterList::line(0, 2));
         rig.window->action("mnuRFStamptoPC")->trigger();
         QCOMPARE(readOut->windowTitle(), QString("Read Fadec IO - Stamp to PC"));
         QVERIFY(readOut->findChild<QRadioButton*>("OptionStampToPc")->isChecked());

@@ -230,6 +230,7 @@ private slots:
         trace.setCapturing(false);
         const auto framesWhileTraced = frames.size();
         const QByteArray lastReply = QByteArray::fromStdString(rig.station->tables().at(1).rawReply);
+        const QByteArray simulatorHeard = QByteArray::fromStdString(rig.engines.model(2).lastFrame());
         QVERIFY(!rig.station->link().traceTap());
         const int rows = trace.rowCount();
         QTest::qWait(300);
@@ -253,7 +254,7 @@ private slots:
             QCOMPARE(r.mid(150, 5), QByteArray("  123"));
         }
         QCOMPARE(in.last(), lastReply);
-        QVERIFY(std::find(out.cbegin(), out.cend(), QByteArray::fromStdString(rig.engines.model(2).lastFrame())) != out.cend());
+        QVERIFY(std::find(out.cbegin(), out.cend(), simulatorHeard) != out.cend());
 
         // Text and hex of a frame, and the turnaround that answered its reply.
         int frameRow = -1;
