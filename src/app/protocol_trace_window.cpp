@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTableView>
+#include <QTimer>
 #include <QVBoxLayout>
 
 namespace tarvek {
@@ -91,6 +92,11 @@ ProtocolTraceWindow::ProtocolTraceWindow(Station& station, QWidget* parent) : QD
         dialog->setAttribute(Qt::WA_DeleteOnClose);
         connect(dialog, &QFileDialog::fileSelected, this, [this](const QString& path) { saveTo(path); });
         dialog->open();
+    });
+    // While paused no batch comes: the count of what is not recorded still moves.
+    connect(trace.refreshTimer(), &QTimer::timeout, this, [this] {
+        if (station_.protocolTrace().paused())
+            showCount();
     });
     connect(&trace, &ProtocolTrace::batchShown, this, [this] {
         QScrollBar* bar = view_->verticalScrollBar();

@@ -29,6 +29,7 @@ ValeurDesParam::ValeurDesParam(Station& station, QWidget* parent) : QDialog(pare
     QFont bold = selected_->font();
     bold.setBold(true);
     selected_->setFont(bold);
+    selected_->setMinimumWidth(QFontMetrics(bold).horizontalAdvance(parameter_texts::selected(6)) + 8);
     stampToPc_ = new QRadioButton(QStringLiteral("Stamp to PC (what the LE sent)"));
     stampToPc_->setObjectName(QStringLiteral("OptionStampToPc"));
     pcToStamp_ = new QRadioButton(QStringLiteral("PC to Stamp (what the station sent)"));
