@@ -100,6 +100,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     wireGraphs();
     wireLogger();
     wireAlarms();
+    wireParameters();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.

@@ -52,14 +52,17 @@ namespace tarvek {
 class ChangePasswordForm;
 class ConfigurationRS232;
 class DataloggerForm;
+class FadecParameters;
 class FenQuestion;
 class GraphiqueScreen;
 class HistoWindow;
 class MessagesError;
+class ProtocolTraceWindow;
 class PW6Sliders;
 class Saisie;
 class QuestionRouter;
 class SoftwareSettingsForm;
+class ValeurDesParam;
 
 // Who may use a control, decided by the control initialisation for each mode.
 enum class Access {
@@ -107,6 +110,12 @@ public:
     GraphiqueScreen* openGraphiqueScreen();
     // Opens (or raises) the data logger's set-up form Datalogger.
     DataloggerForm* openDatalogger();
+    // Opens (or raises) FadecParameters; nullptr when the selected LE is not in phase 0.
+    FadecParameters* openFadecParameters();
+    // Opens (or raises) ValeurDesParam on what the engines sent, or on what the station sent.
+    ValeurDesParam* openValeurDesParam(bool stampToPc);
+    // Opens (or raises) the protocol trace; it captures while it is open.
+    ProtocolTraceWindow* openProtocolTrace();
     // The page of the engine columns and the page of the trend graphs.
     QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
@@ -148,6 +157,7 @@ private:
     void wireGraphs();
     void wireLogger();
     void wireAlarms();
+    void wireParameters();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -208,6 +218,9 @@ private:
     QPointer<GraphiqueScreen> graphique_;
     QPointer<DataloggerForm> datalogger_;
     QPointer<QMessageBox> okTransfert_;
+    QPointer<FadecParameters> fadecParameters_;
+    QPointer<ValeurDesParam> valeurDesParam_;
+    QPointer<ProtocolTraceWindow> trace_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

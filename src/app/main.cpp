@@ -1,13 +1,16 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/change_password_form.h"
 #include "app/datalogger_form.h"
+#include "app/fadec_parameters.h"
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
+#include "app/protocol_trace_window.h"
 #include "app/pw6_sliders.h"
 #include "app/saisie.h"
 #include "app/software_settings_form.h"
 #include "app/station.h"
+#include "app/valeur_des_param.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -87,8 +90,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("screenshot-form"),
         QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
                        "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders, Saisie "
-                       "(the motor speed entry of LE1), Datalogger, Halogen, SHTPC, ControlLfcAlarm, AlarmSummary or "
-                       "BoiteDialogue (the engines lost by then)."),
+                       "(the motor speed entry of LE1), Datalogger, Halogen, SHTPC, ControlLfcAlarm, AlarmSummary, "
+                       "BoiteDialogue (the engines lost by then), FadecParameters, ValeurDesParam or ProtocolTraceWindow."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -140,10 +143,11 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.form = parser.value(formOption);
     if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
                      "PW6Sliders", "Saisie", "Datalogger", "Halogen", "SHTPC", "ControlLfcAlarm", "AlarmSummary",
-                     "BoiteDialogue"}.contains(o.form))
+                     "BoiteDialogue", "FadecParameters", "ValeurDesParam", "ProtocolTraceWindow"}.contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
                                          "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie, Datalogger, Halogen, SHTPC, "
-                                         "ControlLfcAlarm, AlarmSummary or BoiteDialogue, not ") + o.form);
+                                         "ControlLfcAlarm, AlarmSummary, BoiteDialogue, FadecParameters, ValeurDesParam "
+                                         "or ProtocolTraceWindow, not ") + o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -245,6 +249,19 @@ int main(int argc, char** argv)
                 }
                 else if (options.form == QLatin1String("Datalogger"))
                     target = window.openDatalogger();
+                else if (options.form == QLatin1String("FadecParameters")) {
+                    station.selectEngine(1);
+                    station.parameterEditor().paramDefault();
+                    target = window.openFadecParameters();
+                }
+                else if (options.form == QLatin1String("ValeurDesParam")) {
+                    target = window.openValeurDesParam(true);
+                    for (int n = 1; n <= 6; ++n)
+                        if (station.link().portOpen(n))
+                            station.ioReadOut().read(n);
+                }
+                else if (options.form == QLatin1String("ProtocolTraceWindow"))
+                    target = window.openProtocolTrace();
                 else if (options.form == QLatin1String("GraphiqueScreen"))
                     target = window.openGraphiqueScreen();
                 else if (options.form == QLatin1String("Graphs"))

@@ -73,6 +73,14 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     powerSetPoints_ = new PowerSetPoints(tables_, files_, *history_, this);
     valueEntry_ = new ValueEntry(this);
     connect(powerSetPoints_, &PowerSetPoints::statusText, this, &Station::showStatus);
+    const auto portOpen = [this](int engine) { return link_->portOpen(engine); };
+    parameterEditor_ = new ParameterEditor(tables_, files_, portOpen, this);
+    connect(parameterEditor_, &ParameterEditor::warning, this, &Station::warn);
+    connect(link_, &SerialLink::frameSent, parameterEditor_, &ParameterEditor::onFrameSent);
+    connect(link_, &SerialLink::replyHandled, parameterEditor_, &ParameterEditor::onReply);
+    ioReadOut_ = new IoReadOut(tables_, portOpen, this);
+    connect(ioReadOut_, &IoReadOut::warning, this, &Station::warn);
+    protocolTrace_ = new ProtocolTrace(clock_, [this](TraceTap* tap) { link_->setTraceTap(tap); }, this);
     trendGraphs_ = new TrendGraphs(
         tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
         {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
@@ -175,7 +183,10 @@ bool Station::engineStatusIdle(int index) const
            tables_.at(index).Phase == 0;
 }
 
-Station::~Station() = default;
+Station::~Station()
+{
+    link_->setTraceTap(nullptr); // the trace may outlive the link among the children
+}
 
 QString Station::title() const
 {

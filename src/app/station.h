@@ -4,7 +4,10 @@
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
 #include "app/trend_graphs.h"
+#include "maintenance/io_readout.h"
+#include "maintenance/parameter_editor.h"
 #include "maintenance/parameter_list.h"
+#include "maintenance/protocol_trace.h"
 #include "operation/alarm_state.h"
 #include "operation/alarm_supervision.h"
 #include "operation/engine_operation.h"
@@ -95,6 +98,10 @@ public:
     TrendGraphs& trendGraphs() { return *trendGraphs_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
     const ParameterList& parameterList() const { return parameters_; }
+    // The FADEC parameter form's registers and exchanges, the raw read-out, the protocol trace.
+    ParameterEditor& parameterEditor() { return *parameterEditor_; }
+    IoReadOut& ioReadOut() { return *ioReadOut_; }
+    ProtocolTrace& protocolTrace() { return *protocolTrace_; }
     ComMap& comMap() { return comMap_; }
     // Devices named on the command line ("3=/dev/ttyUSB0"), over "\ComDevices.ini"; returns the
     // malformed ones.
@@ -250,6 +257,9 @@ private:
     ValueEntry* valueEntry_ = nullptr;
     TrendGraphs* trendGraphs_ = nullptr;
     DataLogger* dataLogger_ = nullptr;
+    ParameterEditor* parameterEditor_ = nullptr;
+    IoReadOut* ioReadOut_ = nullptr;
+    ProtocolTrace* protocolTrace_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

@@ -370,6 +370,8 @@ void SerialLink::handleReply(int slot, std::string_view reply)
 {
     Slot& s = at(slot);
     const int index = slot - 1;
+    if (tap_)
+        tap_->traced(slot, TraceDirection::In, reply);
     const ReplyOutcome outcome = decodeReply(tables_, index, reply);
     ++s.replies;
     if (outcome.good) {
@@ -414,6 +416,8 @@ void SerialLink::onSenderTick(int slot)
             ++s.delayCount;
             s.delayMaxUs = std::max(s.delayMaxUs, us);
         }
+        if (tap_)
+            tap_->traced(slot, TraceDirection::Out, std::string_view(out.bytes.data(), out.bytes.size()));
         emit frameSent(slot, bytes);
     }
     s.indicator->start();

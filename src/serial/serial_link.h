@@ -3,6 +3,7 @@
 #include "protocol/codec.h"
 #include "protocol/engine.h"
 #include "protocol/reply_framer.h"
+#include "protocol/trace_tap.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -107,6 +108,9 @@ public:
     void closeSlot(int slot);
     // Stops every timer of the link and closes the ports.
     void shutdown();
+    // The protocol trace: called for every reply and frame while attached; nullptr detaches.
+    void setTraceTap(TraceTap* tap) { tap_ = tap; }
+    TraceTap* traceTap() const { return tap_; }
 
 signals:
     void linkIndicator(int slot, bool yes);              // Label30: green "yes" / "no"
@@ -171,6 +175,7 @@ private:
     QTimer* captionTimer_ = nullptr;     // Timer62
     QTimer* supervision_ = nullptr;      // Timer44
     bool connected_ = false;
+    TraceTap* tap_ = nullptr;
 };
 
 // The entry of the port-event table for a QSerialPort error, or -1 when it has none.

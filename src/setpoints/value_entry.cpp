@@ -28,6 +28,19 @@ EntryCheck ValueEntry::check(const QString& text, const QString& minimum, const 
     return EntryCheck::Accepted;
 }
 
+EntryCheck ValueEntry::check(const QString& text, const EntryRequest& request)
+{
+    if (!request.numericLimits)
+        return check(text, request.minimum, request.maximum, request.motorSpeed);
+    if (!std::all_of(text.cbegin(), text.cend(), [](QChar c) { return c >= u'0' && c <= u'9'; }))
+        return EntryCheck::NotDigits;
+    bool ok = false;
+    const qulonglong value = text.toULongLong(&ok); // too many digits do not convert
+    if (!ok || value < request.minimum.toULongLong() || value > request.maximum.toULongLong())
+        return EntryCheck::OutsideLimits;
+    return EntryCheck::Accepted;
+}
+
 QString ValueEntry::message(EntryCheck verdict)
 {
     switch (verdict) {
@@ -53,7 +66,7 @@ bool ValueEntry::validate(const QString& text)
 {
     if (!open_)
         return false;
-    const EntryCheck verdict = check(text, request_.minimum, request_.maximum, request_.motorSpeed);
+    const EntryCheck verdict = check(text, request_);
     if (verdict != EntryCheck::Accepted) {
         timer17_->start();
         emit warning(entry_texts::kCaption, message(verdict));

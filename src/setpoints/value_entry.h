@@ -41,6 +41,9 @@ struct EntryRequest {
     bool motorSpeed = false;
     // Called once with the accepted text; a cancelled entry calls nothing.
     std::function<void(const QString& text)> onAccepted;
+    // Compare with the limits as numbers instead of texts: a register's "0".."255" as texts would
+    // refuse 99 and let 10000 through.
+    bool numericLimits = false;
 };
 
 class ValueEntry : public QObject {
@@ -52,6 +55,7 @@ public:
     explicit ValueEntry(QObject* parent = nullptr);
 
     static EntryCheck check(const QString& text, const QString& minimum, const QString& maximum, bool motorSpeed);
+    static EntryCheck check(const QString& text, const EntryRequest& request);
     // The warning text of a refusal; empty for an accepted entry.
     static QString message(EntryCheck verdict);
 

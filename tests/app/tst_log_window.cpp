@@ -342,8 +342,7 @@ private slots:
         QVERIFY(f.start());
         f.setOptions(true, true);
         f.logIn("dolphin");
-        for (const char* name : {"mnuParameters",
-                                 "mnuAD", "mnuEspion"}) {
+        for (const char* name : {"mnuAD", "mnuEspion"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);
             QVERIFY2(c, name);

@@ -1,0 +1,65 @@
+// The main window's side of the controller maintenance: FadecParameters (mnuParameters, refused
+// unless the selected LE is in phase 0), ValeurDesParam in both directions (mnuIOListData,
+// mnuRFStamptoPC, mnuRFPCtoStamp) and the protocol trace (mnuProtocolTrace). All service mode only.
+#include "app/fadec_parameters.h"
+#include "app/log_window.h"
+#include "app/protocol_trace_window.h"
+#include "app/valeur_des_param.h"
+
+#include <QAction>
+#include <QMenu>
+
+namespace tarvek {
+
+void LogWindow::wireParameters()
+{
+    QAction* trace = functionsMenu_->addAction(QStringLiteral("Protocol Trace"));
+    trace->setObjectName(QStringLiteral("mnuProtocolTrace"));
+    addControl(trace, Access::ServiceFunctions);
+    const auto wire = [this](const char* name, auto open) {
+        const QString n = QString::fromLatin1(name);
+        rules_[n].access = Access::ServiceFunctions;
+        connect(action(n), &QAction::triggered, this, open);
+        setWired(n);
+    };
+    wire("mnuParameters", [this] { openFadecParameters(); });
+    wire("mnuIOListData", [this] { openValeurDesParam(true); });
+    wire("mnuRFStamptoPC", [this] { openValeurDesParam(true); });
+    wire("mnuRFPCtoStamp", [this] { openValeurDesParam(false); });
+    wire("mnuProtocolTrace", [this] { openProtocolTrace(); });
+}
+
+FadecParameters* LogWindow::openFadecParameters()
+{
+    if (!station_.parameterEditor().mayOpen())
+        return nullptr;
+    if (!fadecParameters_)
+        fadecParameters_ = new FadecParameters(station_, [this] { saisie(); }, this);
+    fadecParameters_->show();
+    fadecParameters_->raise();
+    fadecParameters_->activateWindow();
+    return fadecParameters_;
+}
+
+ValeurDesParam* LogWindow::openValeurDesParam(bool stampToPc)
+{
+    if (!valeurDesParam_)
+        valeurDesParam_ = new ValeurDesParam(station_, this);
+    valeurDesParam_->showDirection(stampToPc);
+    valeurDesParam_->show();
+    valeurDesParam_->raise();
+    valeurDesParam_->activateWindow();
+    return valeurDesParam_;
+}
+
+ProtocolTraceWindow* LogWindow::openProtocolTrace()
+{
+    if (!trace_)
+        trace_ = new ProtocolTraceWindow(station_, this);
+    trace_->show();
+    trace_->raise();
+    trace_->activateWindow();
+    return trace_;
+}
+
+} // namespace tarvek

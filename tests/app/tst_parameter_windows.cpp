@@ -1,0 +1,201 @@
+// The maintenance windows on the main window: FadecParameters, ValeurDesParam and the protocol
+// trace, their menu entries and guards, and their pictures.
+#include "app/fadec_parameters.h"
+#include "app/protocol_trace_window.h"
+#include "app/saisie.h"
+#include "app/valeur_des_param.h"
+#include "test_registry.h"
+#include "test_support.h"
+#include "window_rig.h"
+
+#include <QAction>
+#include <QLabel>
+#include <QListWidget>
+#include <QMessageBox>
+#include <QRadioButton>
+#include <QTableView>
+
+using namespace tarvek;
+
+namespace {
+const QStringList kEntries{"mnuParameters", "mnuIOListData", "mnuRFStamptoPC", "mnuRFPCtoStamp", "mnuProtocolTrace"};
+
+QMessageBox* lastWarning(QWidget* parent)
+{
+    const auto boxes = parent->findChildren<QMessageBox*>("MessageWarning");
+    return boxes.isEmpty() ? nullptr : boxes.last();
+}
+} // namespace
+
+class ParameterWindowsTest : public QObject {
+    Q_OBJECT
+private slots:
+    void entriesAreForServiceModeAndGuarded()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(true, true));
+        for (const QString& name : kEntries)
+            QVERIFY2(!rig.window->action(name)->isEnabled(), qPrintable(name));
+        QVERIFY(rig.station->logIn("dolphin"));
+        for (const QString& name : kEntries)
+            QVERIFY2(rig.window->action(name)->isEnabled(), qPrintable(name));
+
+        // Not in phase 0: refused with the warning, no form.
+        rig.station->selectEngine(1);
+        rig.station->engineOperation().press(1);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(0).Phase != 0, kRigWaitMs);
+        rig.window->action("mnuParameters")->trigger();
+        QVERIFY(!rig.get<FadecParameters>("FadecParameters"));
+        QMessageBox* box = lastWarning(rig.window.get());
+        QVERIFY(box);
+        QCOMPARE(box->windowTitle(), QString(" Warning!"));
+        QCOMPARE(box->text(), QString("LE is not in phase 0 "));
+
+        // LE2 at rest: the form opens on it, its captions as they stand.
+        rig.station->selectEngine(2);
+        rig.window->action("mnuParameters")->trigger();
+        auto* form = rig.get<FadecParameters>("FadecParameters");
+        QVERIFY(form && form->isVisible());
+        QCOMPARE(form->findChild<QLabel*>("LabelSelected")->text(), QString("Selected LE : 2"));
+        QCOMPARE(form->findChild<QLabel*>("Label22")->text(), QString(40, ' '));
+        QCOMPARE(form->findChild<QLabel*>("Label9")->text(), QString());
+        QCOMPARE(form->findChild<QLabel*>("Label24")->text(), QString("Desactivated Magn. Temp                 "));
+
+        // Read through the form: the values and the mark of a register that differs from the file.
+        Registers held = defaultRegisters();
+        held[19] = 42;
+        rig.engines.model(2).setRegisters(held);
+        QTest::mouseClick(form->findChild<QPushButton*>("ReadConfig"), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(form->findChild<QLineEdit*>("Text51")->text(), QString("42"), kRigWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(form->findChild<QLabel*>("Mark51")->text(), QString("\u2260"), kRigWaitMs);
+        QCOMPARE(form->findChild<QLineEdit*>("Text51")->toolTip(), QString("ParamSt.ini: 20"));
+        QCOMPARE(form->findChild<QLabel*>("Mark50")->text(), QString());
+        QVERIFY(form->findChild<QLabel*>("LabelOutcome")->text().contains("1 differs from ParamSt.ini"));
+        WindowRig::save(form, "FadecParameters.png");
+
+        // Read-out of LE2 in both directions.
+        rig.window->action("mnuRFPCtoStamp")->trigger();
+        auto* readOut = rig.get<ValeurDesParam>("ValeurDesParam");
+        QVERIFY(readOut && readOut->isVisible());
+        QCOMPARE(readOut->windowTitle(), QString("Read Fadec IO - PC to Stamp"));
+        QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP2"), Qt::LeftButton);
+        QCOMPARE(readOut->findChild<QLabel*>("LabelSelected")->text(), QString("Selected LE : 2"));
+        auto* list2 = readOut->findChild<QListWidget*>("List2");
+        QCOMPARE(list2->count(), 33);
+        QCOMPARE(list2->item(30)->text(), QString("30   123"));
+        QCOMPARE(readOut->findChild<QListWidget*>("List1")->count(), 0);
+        // The registers LE1's start read, register 31 first.
+        auto* started = readOut->findChild<QListWidget*>("ListParameters");
+        QCOMPARE(started->count(), 32);
+        QCOMPARE(started->item(0)->text(), ParameterList::line(31, 15));
+        QCOMPARE(started->item(31)->text(), ParameterList::line(0, 2));
+        rig.window->action("mnuRFStamptoPC")->trigger();
+        QCOMPARE(readOut->windowTitle(), QString("Read Fadec IO - Stamp to PC"));
+        QVERIFY(readOut->findChild<QRadioButton*>("OptionStampToPc")->isChecked());
+        QCOMPARE(readOut->findChild<QListWidget*>("ListLabels")->item(31)->text(),
+                 QString("Enable cooling (M + V1 + V2)        "));
+        QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP3"), Qt::LeftButton);
+        QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP1"), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(readOut->findChild<QListWidget*>("List1")->item(1)->text(),
+                                  IoReadOut::line(1, rig.station->tables().at(0).lastReceived[1]), kRigWaitMs);
+        WindowRig::save(readOut, "ValeurDesParam.png");
+        readOut->reject();
+        QVERIFY(!rig.station->ioReadOut().timer1()->isActive());
+
+        // The trace captures while its window is open.
+        QVERIFY(!rig.station->link().traceTap());
+        rig.window->action("mnuProtocolTrace")->trigger();
+        auto* trace = rig.get<ProtocolTraceWindow>("ProtocolTraceWindow");
+        QVERIFY(trace && trace->isVisible());
+        QVERIFY(rig.station->link().traceTap());
+        auto* view = trace->findChild<QTableView*>("TraceView");
+        QTRY_VERIFY_WITH_TIMEOUT(view->model()->rowCount() > 40, kRigWaitMs);
+        WindowRig::save(trace, "ProtocolTraceWindow.png");
+        QTest::mouseClick(trace->findChild<QPushButton*>("TracePause"), Qt::LeftButton);
+        QVERIFY(rig.station->protocolTrace().paused());
+        QTest::mouseClick(trace->findChild<QPushButton*>("TraceClear"), Qt::LeftButton);
+        QCOMPARE(view->model()->rowCount(), 0);
+        trace->reject();
+        QVERIFY(!rig.station->link().traceTap());
+        rig.station->protocolTrace().setPaused(false);
+    }
+
+    void aRegisterTakesZeroTo255ThroughSaisie_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("stored");
+        QTest::addColumn<QString>("refusal");
+        QTest::newRow("0") << "0" << "0" << "";
+        QTest::newRow("99") << "99" << "99" << "";
+        QTest::newRow("255") << "255" << "255" << "";
+        QTest::newRow("007") << "007" << "7" << "";
+        QTest::newRow("256") << "256" << "" << "Input error, Value < Min or > Max ";
+        QTest::newRow("10000") << "10000" << "" << "Input error, Value < Min or > Max ";
+        QTest::newRow("empty") << "" << "" << "Input error, Value < Min or > Max ";
+        QTest::newRow("-5") << "-5" << "" << "Input error, use number 0-9";
+    }
+    void aRegisterTakesZeroTo255ThroughSaisie()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, stored);
+        QFETCH(QString, refusal);
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        QVERIFY(rig.station->logIn("dolphin"));
+        rig.station->selectEngine(1);
+        FadecParameters* form = rig.window->openFadecParameters();
+        QVERIFY(form);
+        auto* box = form->findChild<QLineEdit*>("Text50");
+        QTest::mouseClick(box, Qt::LeftButton);
+        auto* saisie = rig.get<Saisie>("Saisie");
+        QVERIFY(saisie && saisie->isVisible());
+        QCOMPARE(saisie->findChild<QLabel*>("LabelHint")->text(), QString("Register 18: z1 Generator Start Delay"));
+        auto* text1 = saisie->findChild<QLineEdit*>("Text1");
+        text1->setText(typed);
+        QTest::mouseClick(saisie->findChild<QPushButton*>("ValidationSaisie"), Qt::LeftButton);
+        if (refusal.isEmpty()) {
+            QVERIFY(!saisie->isVisible());
+            QCOMPARE(box->text(), stored);
+            QCOMPARE(int(rig.station->tables().parameterEntries[18]), stored.toInt());
+            if (typed == "99")
+                WindowRig::save(form, "FadecParametersAlone.png");
+        } else {
+            QVERIFY(saisie->isVisible());
+            QVERIFY(saisie->messageBox());
+            QCOMPARE(saisie->messageBox()->text(), refusal);
+            QCOMPARE(box->text(), QString("0"));
+            if (typed == "256")
+                WindowRig::save(saisie, "SaisieRegister.png");
+        }
+    }
+
+    void closedPortWarnsFromTheForms()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        QVERIFY(rig.station->logIn("dolphin"));
+        rig.station->selectEngine(5);
+        FadecParameters* form = rig.window->openFadecParameters();
+        QTest::mouseClick(form->findChild<QPushButton*>("ParamDefault"), Qt::LeftButton);
+        QCOMPARE(form->findChild<QLineEdit*>("Text40")->text(), QString("16"));
+        QTest::mouseClick(form->findChild<QPushButton*>("ReadConfig"), Qt::LeftButton);
+        QCOMPARE(form->findChild<QLineEdit*>("Text40")->text(), QString("0"));
+        QMessageBox* box = lastWarning(rig.window.get());
+        QVERIFY(box);
+        QCOMPARE(box->windowTitle(), QString(" Warning ! "));
+        QCOMPARE(box->text(), QString("The Port Com5 is not activated ! "));
+        box->close();
+
+        ValeurDesParam* readOut = rig.window->openValeurDesParam(true);
+        QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP3"), Qt::LeftButton);
+        box = lastWarning(rig.window.get());
+        QVERIFY(box);
+        QCOMPARE(box->text(), QString("The Port Com3 is not activated ! "));
+        QCOMPARE(readOut->findChild<QListWidget*>("List3")->count(), 0);
+        QTest::mouseClick(form->findChild<QPushButton*>("CDMQuitter"), Qt::LeftButton);
+        QVERIFY(!form->isVisible());
+    }
+};
+
+TARVEK_TEST(ParameterWindowsTest)
+#include "tst_parameter_windows.moc"

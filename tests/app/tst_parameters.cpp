@@ -1,0 +1,309 @@
+// The FADEC parameters, the raw read-out and the protocol trace, end to end against the simulator.
+#include "app/station.h"
+#include "simulated_station.h"
+#include "test_registry.h"
+#include "test_support.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace tarvek;
+
+namespace {
+constexpr int kWaitMs = 20'000;
+using Exchange = ParameterEditor::Exchange;
+
+// A station on six simulated engines, all answering.
+struct Rig {
+    SimulatedEngines engines;
+    ManualClock clock;
+    std::unique_ptr<Station> station;
+    bool start()
+    {
+        if (!engines.start())
+            return false;
+        station = std::make_unique<Station>(engines.folder, QString(), clock);
+        station->load();
+        return QTest::qWaitFor([this] { return station->tables().at(5).everReported && station->tables().at(1).everReported; },
+                               kWaitMs);
+    }
+    ParameterEditor& editor() { return station->parameterEditor(); }
+    QString registersOf(int engine) { return engines.simulator->execute(QStringLiteral("registers %1").arg(engine)); }
+};
+
+QStringList registerTexts(const Registers& r)
+{
+    QStringList out;
+    for (auto v : r)
+        out << QString::number(v);
+    return out;
+}
+} // namespace
+
+class ParameterExchangeTest : public QObject {
+    Q_OBJECT
+private slots:
+    void readMarksWhatDiffersAndWriteIsReadBack()
+    {
+        Rig rig;
+        QVERIFY(rig.start());
+        Registers held = defaultRegisters();
+        held[18] = 7;
+        held[31] = 200; // travels packed with register 30 in the last field
+        rig.engines.model(2).setRegisters(held);
+        rig.station->selectEngine(2);
+
+        // Read: only the selected engine is asked, once, and the request is gone after it went out.
+        QSignalSpy frames(&rig.station->link(), &SerialLink::frameSent);
+        rig.editor().readConfig();
+        QCOMPARE(rig.station->tables().commandCode, 2);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
+        QCOMPARE(rig.station->tables().commandCode, 0);
+        QCOMPARE(rig.editor().value(18), QString("7"));
+        QCOMPARE(rig.editor().value(30), QString("50"));
+        QCOMPARE(rig.editor().value(31), QString("200"));
+        QCOMPARE(rig.engines.model(2).counts().parameterReads, 1);
+        QCOMPARE(rig.engines.model(1).counts().parameterReads, 0);
+        // Marked against the saved file, which still holds the defaults.
+        QCOMPARE(rig.editor().markCount(), 2);
+        QCOMPARE(rig.editor().mark(18), QString("ParamSt.ini: 50"));
+        QCOMPARE(rig.editor().mark(31), QString("ParamSt.ini: 15"));
+        QVERIFY(rig.editor().outcome().contains("2 differ from ParamSt.ini"));
+        for (const QVariantList& f : frames)
+            if (f[0].toInt() != 2)
+                QCOMPARE(int(f[1].toByteArray()[0]), 0);
+
+        // Write: register 0 never leaves the station; the rest are held by the FADEC and read back.
+        rig.editor().setValue(0, "99");
+        rig.editor().setValue(19, "33");
+        rig.editor().setValue(30, "77");
+        QVERIFY(rig.editor().mark(18).size() > 0);
+        rig.editor().setValue(18, "5"); // an edited value loses its mark
+        QVERIFY(rig.editor().mark(18).isEmpty());
+        frames.clear();
+        rig.editor().writeConfig();
+        QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
+        QVERIFY2(rig.editor().outcome().contains("write confirmed"), qPrintable(rig.editor().outcome()));
+        QByteArray written;
+        for (const QVariantList& f : frames)
+            if (f[0].toInt() == 2 && f[1].toByteArray()[0] == 1)
+                written = f[1].toByteArray();
+        QCOMPARE(written.size(), 34);
+        QCOMPARE(int(written[19]), 33);
+        Registers expected = held;
+        expected[18] = 5;
+        expected[19] = 33;
+        expected[30] = 77;
+        expected[0] = 0;
+        QCOMPARE(rig.registersOf(2), "LE2: " + registerTexts(expected).join(' '));
+        QCOMPARE(rig.engines.model(2).counts().parameterWrites, 1);
+
+        // A register the FADEC does not keep is named after the read-back.
+        rig.editor().setValue(21, "9");
+        connect(&rig.editor(), &ParameterEditor::exchangeChanged, this, [&rig] {
+            if (rig.editor().exchange() == Exchange::ReadBackSent) {
+                Registers r = rig.engines.model(2).registers();
+                r[21] = 4;
+                rig.engines.model(2).setRegisters(r);
+            }
+        });
+        rig.editor().writeConfig();
+        QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
+        QVERIFY2(rig.editor().outcome().contains("NOT confirmed"), qPrintable(rig.editor().outcome()));
+        QVERIFY(rig.editor().outcome().contains("21 (sent 9, holds 4)"));
+        QCOMPARE(rig.editor().markCount(), 1);
+        QCOMPARE(rig.editor().mark(21), QString("Sent 9, LE2 holds 4"));
+    }
+
+    void aReadWithoutAnswerSaysSo_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QString>("said");
+        QTest::newRow("silent engine") << "silence 3 on" << "LE3 sent no reply in 5 s: the request was not sent";
+        QTest::newRow("no parameter block") << "block-type 3 0" << "No answer from LE3 to the parameter read in 5 s";
+    }
+    void aReadWithoutAnswerSaysSo()
+    {
+        QFETCH(QString, command);
+        QFETCH(QString, said);
+        Rig rig;
+        QVERIFY(rig.start());
+        rig.station->selectEngine(3);
+        rig.engines.simulator->execute(command);
+        QTest::qWait(1000); // a reply already on its way is answered before the engine falls silent
+        QSignalSpy outcomes(&rig.editor(), &ParameterEditor::outcomeChanged);
+        rig.editor().readConfig();
+        QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
+        QCOMPARE(rig.editor().outcome(), said);
+        QCOMPARE(rig.station->tables().commandCode, 0);
+        QCOMPARE(outcomes.size(), 2); // "Reading...", then the verdict
+    }
+
+    void guardsFilesAndDefaults()
+    {
+        SimulatedEngines none; // ports stay closed
+        ManualClock clock;
+        Station station(none.dir.filePath("alone"), QString(), clock);
+        station.load();
+        QTRY_VERIFY_WITH_TIMEOUT(station.startedUp(), kWaitMs);
+        ParameterEditor& editor = station.parameterEditor();
+        QSignalSpy warnings(&station, &Station::warning);
+
+        // No engine chosen: nothing is done.
+        editor.readConfig();
+        QCOMPARE(warnings.size(), 0);
+
+        // Closed port: the values stay "0", the warning names the selected LE's port, no request.
+        station.selectEngine(4);
+        editor.paramDefault();
+        editor.readConfig();
+        QCOMPARE(editor.values(), QStringList(32, "0"));
+        editor.paramDefault();
+        editor.writeConfig();
+        QCOMPARE(warnings.size(), 2);
+        for (const QVariantList& w : warnings)
+            QCOMPARE(w, (QVariantList{" Warning ! ", "The Port Com4 is not activated ! "}));
+        QCOMPARE(station.tables().commandCode, 0);
+        QCOMPARE(editor.exchange(), Exchange::Idle);
+
+        // The phase guard of the menu.
+        QVERIFY(editor.mayOpen());
+        station.tables().at(3).Phase = 5;
+        QVERIFY(!editor.mayOpen());
+        QCOMPARE(warnings.last(), (QVariantList{" Warning!", "LE is not in phase 0 "}));
+
+        // Defaults saved give the documented 32 lines.
+        editor.paramDefault();
+        QVERIFY(editor.writeConfHdd());
+        QCOMPARE(test::readBytes(station.files().pathOf("\\ParamSt.ini")),
+                 QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
+                            "50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n"));
+
+        // A short file fills what it has; the rest reads "0"; a text that is no number travels as 0.
+        test::writeBytes(station.files().pathOf("\\ParamSt.ini"), "7\r\n8\r\nx9\r\n");
+        editor.readParamHdd();
+        QCOMPARE(editor.values().mid(0, 4), (QStringList{"7", "8", "x9", "0"}));
+        QCOMPARE(editor.values().mid(3), QStringList(29, "0"));
+        QCOMPARE(int(station.tables().parameterEntries[1]), 8);
+        QCOMPARE(int(station.tables().parameterEntries[2]), 0);
+        editor.paramZero();
+        QCOMPARE(editor.values(), QStringList(32, "0"));
+    }
+
+    void readOutLinesAndDirections()
+    {
+        QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
+        QCOMPARE(IoReadOut::line(3, 255), QString("03   255"));
+        QCOMPARE(IoReadOut::line(32, 0), QString("32     0"));
+        QCOMPARE(IoReadOut::labels()[29], QString("Frequency Tacho V2  "));
+
+        Rig rig;
+        QVERIFY(rig.start());
+        IoReadOut& readOut = rig.station->ioReadOut();
+        rig.station->tables().at(1).AlarmResetCommand = 1; // sent at position 8; the FADEC reports its relay off
+        QVERIFY(readOut.read(2));
+        QCOMPARE(readOut.lastEngine(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(1).lastSent[8]), 1, kWaitMs);
+        QStringList sent;
+        readOut.setDirection(IoReadOut::Direction::PcToStamp);
+        sent = readOut.lines(2);
+        readOut.setDirection(IoReadOut::Direction::StampToPc);
+        const QStringList received = readOut.lines(2);
+        QCOMPARE(received.size(), 33);
+        QCOMPARE(received[8], QString("08     0"));
+        QCOMPARE(sent[8], QString("08     1"));
+        QCOMPARE(received[30], QString("30   123"));
+        QCOMPARE(received[26], IoReadOut::line(26, rig.engines.model(2).statusFields()[pos::StampVersion]));
+    }
+
+    void traceShowsTheBytesBothWays()
+    {
+        Rig rig;
+        QVERIFY(rig.start());
+        ProtocolTrace& trace = rig.station->protocolTrace();
+        QVERIFY(!rig.station->link().traceTap());
+        QSignalSpy frames(&rig.station->link(), &SerialLink::frameSent);
+        trace.setCapturing(true);
+        for (int n = 1; n <= 6; ++n)
+            trace.setEngineTraced(n, n == 2);
+        QTRY_VERIFY_WITH_TIMEOUT(trace.rowCount() >= 20, kWaitMs);
+        trace.setCapturing(false);
+        const auto framesWhileTraced = frames.size();
+        const QByteArray lastReply = QByteArray::fromStdString(rig.station->tables().at(1).rawReply);
+        const QByteArray simulatorHeard = QByteArray::fromStdString(rig.engines.model(2).lastFrame());
+        QVERIFY(!rig.station->link().traceTap());
+        const int rows = trace.rowCount();
+        QTest::qWait(300);
+        QCOMPARE(trace.rowCount(), rows); // detached: nothing more comes
+
+        QList<QByteArray> out, in;
+        for (int r = 0; r < rows; ++r) {
+            const auto& e = trace.entry(r);
+            QCOMPARE(e.slot, 2);
+            (e.direction == TraceDirection::Out ? out : in) << e.bytes;
+        }
+        QList<QByteArray> sentToLe2;
+        for (const QVariantList& f : frames.mid(0, framesWhileTraced))
+            if (f[0].toInt() == 2)
+                sentToLe2 << f[1].toByteArray();
+        QCOMPARE(out, sentToLe2);
+        // What came in is what the simulator sent: 160 characters, "  123" in field 30.
+        QVERIFY(!in.isEmpty());
+        for (const QByteArray& r : in) {
+            QCOMPARE(r.size(), 160);
+            QCOMPARE(r.mid(150, 5), QByteArray("  123"));
+        }
+        QCOMPARE(in.last(), lastReply);
+        QVERIFY(std::find(out.cbegin(), out.cend(), simulatorHeard) != out.cend());
+
+        // Text and hex of a frame, and the turnaround that answered its reply.
+        int frameRow = -1;
+        for (int r = rows - 1; r >= 0 && frameRow < 0; --r)
+            if (trace.entry(r).direction == TraceDirection::Out && trace.entry(r).turnaroundUs >= 0)
+                frameRow = r;
+        QVERIFY(frameRow >= 0);
+        QVERIFY(trace.cell(frameRow, ProtocolTrace::Hex).endsWith("0D 0A"));
+        QCOMPARE(trace.cell(frameRow, ProtocolTrace::Hex).size(), 34 * 3 - 1);
+        QCOMPARE(trace.cell(frameRow, ProtocolTrace::Direction), QString("out"));
+        QVERIFY(trace.entry(frameRow).turnaroundUs >= 25'000); // the 30 ms sender delay
+        QVERIFY(trace.cell(frameRow, ProtocolTrace::Turnaround).endsWith(" ms"));
+
+        // Saved: a header and one line a row.
+        const QString path = rig.engines.dir.filePath("trace.txt");
+        QVERIFY(trace.save(path));
+        const QList<QByteArray> lines = test::readBytes(path).split('\n');
+        QCOMPARE(lines.size(), rows + 2); // the last line end leaves an empty piece
+        QVERIFY(lines[0].startsWith("Time\tLE\tDir\tTurnaround"));
+        trace.clear();
+        QCOMPARE(trace.rowCount(), 0);
+    }
+
+    void traceKeepsItsBound()
+    {
+        ManualClock clock;
+        TraceTap* attached = nullptr;
+        ProtocolTrace trace(clock, [&attached](TraceTap* t) { attached = t; });
+        trace.setCapturing(true);
+        QCOMPARE(attached, &trace);
+        const std::string frame(34, 'x');
+        for (int i = 0; i < ProtocolTrace::kCapacity + 500; ++i)
+            trace.traced(1 + i % 6, TraceDirection::Out, frame);
+        QCOMPARE(trace.rowCount(), 0); // nothing reaches the view before its batch
+        trace.flush();
+        QCOMPARE(trace.rowCount(), ProtocolTrace::kCapacity);
+        trace.traced(3, TraceDirection::In, "abc");
+        trace.flush();
+        QCOMPARE(trace.rowCount(), ProtocolTrace::kCapacity);
+        QCOMPARE(trace.entry(trace.rowCount() - 1).bytes, QByteArray("abc"));
+        trace.setPaused(true);
+        trace.traced(3, TraceDirection::In, "def");
+        trace.flush();
+        QCOMPARE(trace.skippedWhilePaused(), 1u);
+        QCOMPARE(trace.entry(trace.rowCount() - 1).bytes, QByteArray("abc"));
+        trace.setCapturing(false);
+        QCOMPARE(attached, nullptr);
+    }
+};
+
+TARVEK_TEST(ParameterExchangeTest)
+#include "tst_parameters.moc"
