@@ -98,6 +98,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     wirePasswords();
     wireSetPoints();
     wireGraphs();
+    wireService();
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.

@@ -50,6 +50,10 @@ class QWidget;
 namespace tarvek {
 
 class ChangePasswordForm;
+class CoefficientsForm;
+class EspionStartForm;
+class TestsMaterielForm;
+class UsuresForm;
 class ConfigurationRS232;
 class FenQuestion;
 class GraphiqueScreen;
@@ -104,6 +108,12 @@ public:
     Saisie* saisie();
     // Opens (or raises) the screenshot viewer GraphiqueScreen, its list read again.
     GraphiqueScreen* openGraphiqueScreen();
+    // The service windows (service mode): Coefficients, Usures, EspionStart (following the
+    // selected engine) and TestsMateriel (on the selected engine; nullptr when it is not at rest).
+    CoefficientsForm* openCoefficients();
+    UsuresForm* openUsures();
+    EspionStartForm* openEspionStart();
+    TestsMaterielForm* openTestsMateriel();
     // The page of the engine columns and the page of the trend graphs.
     QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
@@ -140,6 +150,7 @@ private:
     void wirePasswords();
     void wireSetPoints();
     void wireGraphs();
+    void wireService();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -198,6 +209,10 @@ private:
     QPointer<PW6Sliders> sliders_;
     QPointer<Saisie> saisie_;
     QPointer<GraphiqueScreen> graphique_;
+    QPointer<CoefficientsForm> coefficientsForm_;
+    QPointer<UsuresForm> usures_;
+    QPointer<EspionStartForm> espion_;
+    QPointer<TestsMaterielForm> testsMateriel_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

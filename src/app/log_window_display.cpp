@@ -1,11 +1,11 @@
 // The main window's live values: port labels and the engine columns, refreshed on every display tick.
 #include "app/colours.h"
 #include "app/log_window.h"
+#include "maintenance/display_coefficients.h"
 
 #include <QLabel>
 
 #include <algorithm>
-#include <cmath>
 
 namespace tarvek {
 
@@ -43,17 +43,11 @@ QString LogWindow::scaled(int index, int position, int coefficientRow, const cha
 {
     const int raw = station_.tables().at(index).reported[static_cast<std::size_t>(position)];
     const StationSettings& s = station_.settings();
-    QString text;
-    if (s.displayWithCoefficients == 1) {
-        const auto at = [&](int k) { return s.coefficients[static_cast<std::size_t>(3 * coefficientRow + k)]; };
-        // The factor counts in units of the last shown decimal: "0, 4, 2" reads raw x 0.04.
-        const int decimals = std::clamp(at(2), 0, 6);
-        const double value = raw * static_cast<double>(at(1)) / std::pow(10.0, decimals) + at(0);
-        text = QString::number(value, 'f', decimals);
-    } else {
-        text = QString::number(raw);
-    }
-    return text + QString::fromUtf8(unit);
+    coefficients::Values values{};
+    std::copy(s.coefficients.begin(), s.coefficients.end(), values.begin());
+    // The one formula the form Coefficients previews with; the row names its unit.
+    Q_UNUSED(unit);
+    return coefficients::displayed(raw, values, coefficientRow, s.displayWithCoefficients == 1);
 }
 
 void LogWindow::refreshEngine(int index)

@@ -1,5 +1,7 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/change_password_form.h"
+#include "app/coefficients_form.h"
+#include "app/espion_start_form.h"
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
@@ -7,6 +9,8 @@
 #include "app/saisie.h"
 #include "app/software_settings_form.h"
 #include "app/station.h"
+#include "app/tests_materiel_form.h"
+#include "app/usures_form.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -84,8 +88,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
         QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
-                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders or Saisie "
-                       "(the motor speed entry of LE1)."),
+                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders, Saisie "
+                       "(the motor speed entry of LE1), Coefficients, Usures, EspionStart or TestsMateriel "
+                       "(the last two on LE1)."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -130,9 +135,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
     if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
-                     "PW6Sliders", "Saisie"}.contains(o.form))
+                     "PW6Sliders", "Saisie", "Coefficients", "Usures", "EspionStart", "TestsMateriel"}.contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
-                                         "ChangePassword, GraphiqueScreen, PW6Sliders or Saisie, not ") + o.form);
+                                         "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie, Coefficients, Usures, "
+                                         "EspionStart or TestsMateriel, not ") + o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -214,6 +220,20 @@ int main(int argc, char** argv)
                 else if (options.form == QLatin1String("Saisie")) {
                     station.selectEngine(1);
                     target = window.openMotorSpeedEntry();
+                }
+                else if (options.form == QLatin1String("Coefficients"))
+                    target = window.openCoefficients();
+                else if (options.form == QLatin1String("Usures"))
+                    target = window.openUsures();
+                else if (options.form == QLatin1String("EspionStart")) {
+                    station.selectEngine(1);
+                    target = window.openEspionStart();
+                } else if (options.form == QLatin1String("TestsMateriel")) {
+                    // The picture shows the form itself, whatever phase LE1 is in.
+                    auto* form = new TestsMaterielForm(station, &window);
+                    form->setEngine(1);
+                    form->show();
+                    target = form;
                 }
                 else if (options.form == QLatin1String("GraphiqueScreen"))
                     target = window.openGraphiqueScreen();

@@ -79,6 +79,43 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
         this);
+    buildService();
+}
+
+void Station::buildService()
+{
+    coefficients_ = new CoefficientsEditor(files_, settings_, this);
+    connect(coefficients_, &CoefficientsEditor::warning, this, &Station::warn);
+    wearCounters_ = new WearCounters(files_, clock_, this);
+    connect(wearCounters_, &WearCounters::warning, this, &Station::warn);
+    startSpy_ = new StartSpy(clock_, this);
+    hardwareTests_ = new HardwareTests(
+        tables_, *history_, clock_,
+        {[this](int engine) { return link_->portOpen(engine); },
+         [this](int engine) { return engineOperation_->waiting(engine); }},
+        this);
+    connect(hardwareTests_, &HardwareTests::warning, this, &Station::warn);
+    connect(engineOperation_, &EngineOperation::startBegun, startSpy_, &StartSpy::startPressed);
+    connect(engineOperation_, &EngineOperation::started, startSpy_, &StartSpy::startRequested);
+    connect(engineOperation_, &EngineOperation::startCancelled, startSpy_, &StartSpy::startCancelled);
+    connect(engineOperation_, &EngineOperation::startBegun, this, [this](int engine) {
+        if (hardwareTests_->running() && hardwareTests_->current().engine == engine)
+            hardwareTests_->abort(QStringLiteral("a start of LE%1 was asked for").arg(engine));
+    });
+    connect(link_, &SerialLink::frameSent, hardwareTests_, &HardwareTests::onFrameSent);
+    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
+        const LightEngineRecord& r = tables_.at(slot - 1);
+        // The start spy compares with the registers this engine's controller last gave.
+        if (outcome.parametersRead)
+            startSpy_->registersKnown(slot, r.ParameterImage[18], r.ParameterImage[19], r.ParameterImage[20]);
+        if (outcome.good && outcome.replyType != kParameterReplyType) {
+            wearCounters_->observe(slot, r.Phase);
+            startSpy_->observe(slot, r.Phase, r.FaultCode);
+        }
+        hardwareTests_->onReply(slot, outcome.good, outcome.replyType);
+    });
+    // The counters' last minutes reach the disk before the program ends.
+    connect(this, &Station::quitting, wearCounters_, &WearCounters::save);
 }
 
 void Station::buildOperation()
@@ -224,6 +261,8 @@ void Station::startUp()
     // 5. Every settings file, read or created in the order of the index, then the station's own
     // files: the software settings and the COM-number-to-device map.
     settings_.loadAll(files_);
+    coefficients_->reload();
+    wearCounters_->load();
     software_.load(files_);
     comMap_.load(files_);
     link_->loadForm();

@@ -4,7 +4,11 @@
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
 #include "app/trend_graphs.h"
+#include "maintenance/coefficients_editor.h"
+#include "maintenance/hardware_tests.h"
 #include "maintenance/parameter_list.h"
+#include "maintenance/start_spy.h"
+#include "maintenance/wear_counters.h"
 #include "operation/alarm_state.h"
 #include "operation/engine_operation.h"
 #include "operation/fault_logger.h"
@@ -84,6 +88,11 @@ public:
     ValueEntry& valueEntry() { return *valueEntry_; }
     // The six trend graphs' timers, time scale, sweeps and screenshots.
     TrendGraphs& trendGraphs() { return *trendGraphs_; }
+    // The service windows' logic: display coefficients, wear counters, start spy, hardware tests.
+    CoefficientsEditor& coefficients() { return *coefficients_; }
+    WearCounters& wearCounters() { return *wearCounters_; }
+    StartSpy& startSpy() { return *startSpy_; }
+    HardwareTests& hardwareTests() { return *hardwareTests_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
     const ParameterList& parameterList() const { return parameters_; }
     ComMap& comMap() { return comMap_; }
@@ -205,6 +214,7 @@ private:
     void journalLink(const QString& text);
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
+    void buildService();
     void prepareStartAll();
     void serviceTick();
     void serviceNotice();
@@ -232,6 +242,10 @@ private:
     PowerSetPoints* powerSetPoints_ = nullptr;
     ValueEntry* valueEntry_ = nullptr;
     TrendGraphs* trendGraphs_ = nullptr;
+    CoefficientsEditor* coefficients_ = nullptr;
+    WearCounters* wearCounters_ = nullptr;
+    StartSpy* startSpy_ = nullptr;
+    HardwareTests* hardwareTests_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

@@ -281,6 +281,9 @@ private slots:
         QTest::newRow("mnuhisto") << "mnuhisto" << false << true << true;
         QTest::newRow("mnuParameters") << "mnuParameters" << false << false << true;
         QTest::newRow("mnuTestMateriel") << "mnuTestMateriel" << false << false << true;
+        QTest::newRow("mnuCoeff") << "mnuCoeff" << false << false << true;
+        QTest::newRow("mnuArdwUptime") << "mnuArdwUptime" << false << false << true;
+        QTest::newRow("mnuEspion") << "mnuEspion" << false << false << true;
         QTest::newRow("mnuVdesParam") << "mnuVdesParam" << false << true << true;
         QTest::newRow("SelectedEngine") << "SelectedEngine" << true << true << true;
         QTest::newRow("mnuQuit") << "mnuQuit" << false << false << true;
