@@ -96,7 +96,12 @@ void Station::buildService()
         this);
     connect(hardwareTests_, &HardwareTests::warning, this, &Station::warn);
     connect(engineOperation_, &EngineOperation::startBegun, startSpy_, &StartSpy::startPressed);
-    connect(engineOperation_, &EngineOperation::started, startSpy_, &StartSpy::startRequested);
+    // A start goes out once its read is in: the registers it runs on are in the image now.
+    connect(engineOperation_, &EngineOperation::started, this, [this](int engine) {
+        const auto& image = tables_.at(engine - 1).ParameterImage;
+        startSpy_->registersKnown(engine, image[18], image[19], image[20]);
+        startSpy_->startRequested(engine);
+    });
     connect(engineOperation_, &EngineOperation::startCancelled, startSpy_, &StartSpy::startCancelled);
     connect(engineOperation_, &EngineOperation::startBegun, this, [this](int engine) {
         if (hardwareTests_->running() && hardwareTests_->current().engine == engine)

@@ -80,6 +80,7 @@ private slots:
         QCOMPARE(rig.get<QLabel>("SpyRegisters")->text(), QString("z1 0.4 s, z2 0.3 s, z3 0.2 s (read from the FADEC)"));
         QCOMPARE(rig.get<QLabel>("SpySlowest")->text(), QString("Slowest: Phase 2 z2 Ramp-up Time, 2.5 s against 0.3 s"));
         QCOMPARE(rig.get<QLabel>("SpyState")->text(), QString("LE1: phase 5 reached, 4.1 s after phase 1"));
+        WindowRig::save(espion, "EspionStart.png");
 
         // A few replies in phase 5, then the stop: the run is on disk once LE1 is back at rest.
         const quint64 replies = station.link().repliesReceived(1);
@@ -101,6 +102,7 @@ private slots:
         QCOMPARE(rig.get<QLabel>("Starts1")->text(), QString("1"));
         QCOMPARE(rig.get<QLabel>("Lamp1")->text(), WearCounters::hoursText(lampMs));
         QCOMPARE(rig.get<QLabel>("Starts2")->text(), QString("0"));
+        WindowRig::save(rig.window->findChild<UsuresForm*>("Usures"), "Usures.png");
     }
 
     void aSavedCoefficientReachesTheDisplayAtOnce()
@@ -131,6 +133,7 @@ private slots:
         const int reported = station.tables().at(2).reported[pos::Sbv];
         QCOMPARE(rig.get<QLabel>("LE3Sbv")->text(), QString::number(reported * 0.5 + 1, 'f', 1) + " V");
         QCOMPARE(rig.get<QLabel>("InUse5")->text(), QString("38.5 V"));
+        WindowRig::save(form, "Coefficients.png");
         const QList<QByteArray> lines = test::readBytes(station.files().pathOf("\\Coefficients.ini")).split('\n');
         QCOMPARE(lines.size(), 37);
         QCOMPARE(lines.mid(15, 3), (QList<QByteArray>{"1\r", "5\r", "1\r"}));
@@ -189,10 +192,11 @@ private slots:
         }
         QVERIFY(qthSeenOn > 0);
         QVERIFY(results->item(2)->text().endsWith("for 2400 rpm"));
+        WindowRig::save(form, "TestsMateriel.png");
         // Every field a test used is back, and the simulator sees it.
         const LightEngineRecord& r = station.tables().at(1);
-        QCOMPARE(std::array<int, 4>({r.QthCommand, r.AlarmResetCommand, r.ModeCode, r.MotorSpeedSetPoint}),
-                 (std::array<int, 4>{0, 0, 0, 0}));
+        const std::array<int, 4> fields{r.QthCommand, r.AlarmResetCommand, r.ModeCode, r.MotorSpeedSetPoint};
+        QCOMPARE(fields, (std::array<int, 4>{0, 0, 0, 0}));
         QTRY_COMPARE_WITH_TIMEOUT(le2.mode(), 0, kWaitMs);
         QCOMPARE(le2.qth(), 0);
 
