@@ -70,6 +70,7 @@ TestsMaterielForm::TestsMaterielForm(Station& station, QWidget* parent) : QDialo
     results_ = new QListWidget;
     results_->setObjectName(QStringLiteral("TestResults"));
     results_->setMinimumSize(560, 120);
+    results_->setWordWrap(true);
     layout->addWidget(results_);
     auto* note = new QLabel(QStringLiteral("Tests run with the engine in phase 0 only; each one is written to the "
                                            "activity history."));

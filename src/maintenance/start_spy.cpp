@@ -46,8 +46,10 @@ StartSpy::StartSpy(const Clock& clock, QObject* parent) : QObject(parent), clock
 {
     setObjectName(QStringLiteral("StartSpy"));
     const Registers& d = defaultRegisters();
-    for (auto& z : known_)
-        z = {d[18], d[19], d[20]};
+    for (std::size_t k = 0; k < known_.size(); ++k) {
+        known_[k] = {d[18], d[19], d[20]};
+        traces_[k].z = known_[k];
+    }
 }
 
 void StartSpy::begin(StartTrace& t)
@@ -96,6 +98,12 @@ void StartSpy::registersKnown(int engine, int z1, int z2, int z3)
         return;
     known_[index(engine)] = {z1, z2, z3};
     registersSeen_[index(engine)] = true;
+    // Before any start the window shows what the next start will be judged against.
+    StartTrace& t = traces_[index(engine)];
+    if (t.state == SpyState::Idle || t.state == SpyState::Reading) {
+        t.z = known_[index(engine)];
+        t.zFromRegisters = true;
+    }
 }
 
 void StartSpy::observe(int engine, int phase, int faultCode)
@@ -138,12 +146,16 @@ std::vector<StartStep> StartSpy::steps(const StartTrace& t, const QDateTime& now
     const bool following = t.state == SpyState::Following;
     StartStep read{QStringLiteral("Parameter read before the start")};
     read.measuredMs = between(t.pressed, t.requested);
+    if (read.measuredMs < 0)
+        read.verdict = StepVerdict::Pending;
     if (read.measuredMs < 0 && t.state == SpyState::Reading)
         read = {read.name, -1, between(t.pressed, now), StepVerdict::Running};
     rows.push_back(read);
 
     StartStep toPhase1{QStringLiteral("Start sent until phase 1")};
     toPhase1.measuredMs = between(t.requested, firstOf(t, 1));
+    if (toPhase1.measuredMs < 0)
+        toPhase1.verdict = StepVerdict::Pending;
     if (toPhase1.measuredMs < 0 && t.state == SpyState::Requested)
         toPhase1 = {toPhase1.name, -1, between(t.requested, now), StepVerdict::Running};
     rows.push_back(toPhase1);
@@ -177,7 +189,7 @@ std::vector<StartStep> StartSpy::steps(const StartTrace& t, const QDateTime& now
         rows.push_back(s);
     }
 
-    StartStep total{QStringLiteral("Phase 1 until phase 5")};
+    StartStep total{QStringLiteral("Phase 1 until phase 5 (z1+z2+z3, then the warm-up)")};
     total.expectedMs = qint64(t.z[0] + t.z[1] + t.z[2]) * kTimeUnitMs; // and the warm-up, which no register sets
     total.measuredMs = between(firstOf(t, 1), firstOf(t, 5));
     if (total.measuredMs < 0 && following)

@@ -103,6 +103,18 @@ private slots:
         QCOMPARE(rig.get<QLabel>("Lamp1")->text(), WearCounters::hoursText(lampMs));
         QCOMPARE(rig.get<QLabel>("Starts2")->text(), QString("0"));
         WindowRig::save(rig.window->findChild<UsuresForm*>("Usures"), "Usures.png");
+
+        // A new lamp: asked first, then its hours start from zero and the history says so.
+        QTest::mouseClick(rig.get<QPushButton>("LampReplaced1"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QMessageBox>("MessageQuestion"), kWaitMs);
+        auto* question = rig.get<QMessageBox>("MessageQuestion");
+        QCOMPARE(question->text(), QString("Lamp of LE1 replaced: its lamp hours start again from 0?"));
+        QTest::mouseClick(question->button(QMessageBox::Yes), Qt::LeftButton);
+        QCOMPARE(station.wearCounters().count(1), (WearCount{1, runningMs, 0}));
+        QCOMPARE(rig.get<QLabel>("Lamp1")->text(), QString("0 h 00 min"));
+        QCOMPARE(test::readBytes(station.files().pathOf("\\Usures.ini")).split('\n').at(2), QByteArray("0\r"));
+        QVERIFY(QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")))
+                    .contains("Lamp replaced LE 1 after " + WearCounters::hoursText(lampMs)));
     }
 
     void aSavedCoefficientReachesTheDisplayAtOnce()

@@ -132,6 +132,7 @@ private slots:
         QCOMPARE(StartSpy::slowest(steps), slowest);
         QCOMPARE(StartSpy::stateText(trace, 2), state);
         QCOMPARE(spy.trace(1).state, SpyState::Idle);
+        QCOMPARE(spy.trace(1).z, (std::array<int, 3>{50, 20, 15})); // before any start: the factory defaults
         if (script.startsWith("press:300"))
             QCOMPARE(steps[0].measuredMs, 300); // the parameter read before the start
     }
