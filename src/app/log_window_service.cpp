@@ -10,6 +10,10 @@
 #include <QAction>
 #include <QStatusBar>
 
+#include <array>
+#include <functional>
+#include <initializer_list>
+
 namespace tarvek {
 
 namespace {
@@ -37,6 +41,15 @@ void LogWindow::wireService()
         addControl(a, Access::ServiceFunctions, true);
     }
     connect(&station_.coefficients(), &CoefficientsEditor::applied, this, &LogWindow::refreshDisplay);
+    // Leaving service mode (a log-in as user, the service time-out) closes them and ends a test.
+    connect(&station_, &Station::modeChanged, this, [this](int mode) {
+        if (mode == static_cast<int>(OperatingMode::Service))
+            return;
+        station_.hardwareTests().abort(QStringLiteral("service mode ended"));
+        for (QDialog* form : std::initializer_list<QDialog*>{coefficientsForm_, usures_, espion_, testsMateriel_})
+            if (form)
+                form->close();
+    });
     applyMode();
 }
 

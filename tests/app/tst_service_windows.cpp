@@ -219,8 +219,22 @@ private slots:
         QCOMPARE(station.hardwareTests().current().state, TestState::Aborted);
         QCOMPARE(r.ModeCode, 0);
 
+        // Back to user mode: the form closes and a running test ends with the fields given back.
+        station.selectEngine(2);
+        QTRY_COMPARE_WITH_TIMEOUT(int(station.tables().at(1).Phase), 5, kWaitMs);
+        station.engineOperation().press(2);
+        QTRY_COMPARE_WITH_TIMEOUT(int(station.tables().at(1).Phase), 0, kWaitMs);
+        QVERIFY(station.hardwareTests().run(2, HardwareTest::MotorAndFans, 3000));
+        rig.window->showLogIn(false);
+        QTest::keyClicks(rig.get<QLineEdit>("Text1"), "harvests");
+        QTest::mouseClick(rig.get<QPushButton>("OkStart"), Qt::LeftButton);
+        QVERIFY(!form->isVisible());
+        QCOMPARE(station.hardwareTests().current().state, TestState::Aborted);
+        QCOMPARE(r.ModeCode, 0);
+
         const QString history = QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")));
-        QCOMPARE(history.count("Test LE 2 "), 8); // begun and end of each of the four
+        QCOMPARE(history.count("Test LE 2 "), 10); // begun and end of each of the five
+        QCOMPARE(history.count("Test LE 2 Motor and fans: aborted, service mode ended"), 1);
         QCOMPARE(history.count("Test LE 2 QTH lamps: passed"), 1);
         QCOMPARE(history.count("Test LE 2 Motor and fans: aborted, a start of LE2 was asked for"), 1);
     }
