@@ -38,15 +38,17 @@ private slots:
         WindowRig rig;
         QVERIFY(rig.start(true));
         Registers z = defaultRegisters();
-        z[18] = 4; // phases of 0.4, 0.3 and 0.2 s in the simulator, read before the start
-        z[19] = 3;
-        z[20] = 2;
+        // Phases of 1.0, 0.8 and 1.0 s in the simulator, read before the start: long enough that
+        // a busy machine still sees each one.
+        z[18] = 10;
+        z[19] = 8;
+        z[20] = 10;
         rig.engines.model(1).setRegisters(z);
         QVERIFY(logInService(rig));
         Station& station = *rig.station;
         QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(0).everReported && station.link().portOpen(1), kWaitMs);
 
-        const std::array<qint64, 7> stepMs{0, 400, 2500, 200, 1000, 3000, 3000}; // phase 2 is the slow one
+        const std::array<qint64, 7> stepMs{0, 1000, 2500, 1000, 1000, 3000, 3000}; // phase 2 is the slow one
         qint64 runningMs = 0, lampMs = 0, pendingRunning = 0, pendingLamp = 0;
         int lastPhase = 0;
         connect(&station.link(), &SerialLink::replyHandled, this, [&](int slot, const ReplyOutcome& outcome) {
@@ -76,10 +78,10 @@ private slots:
         QStringList rows;
         for (int r = 2; r <= 5; ++r)
             rows << QStringList{table->item(r, 1)->text(), table->item(r, 2)->text(), table->item(r, 3)->text()}.join(" | ");
-        QCOMPARE(rows, (QStringList{"0.4 s | 0.4 s | ok", "0.3 s | 2.5 s | SLOW", "0.2 s | 0.2 s | ok", " | 1.0 s | -"}));
-        QCOMPARE(rig.get<QLabel>("SpyRegisters")->text(), QString("z1 0.4 s, z2 0.3 s, z3 0.2 s (read from the FADEC)"));
-        QCOMPARE(rig.get<QLabel>("SpySlowest")->text(), QString("Slowest: Phase 2 z2 Ramp-up Time, 2.5 s against 0.3 s"));
-        QCOMPARE(rig.get<QLabel>("SpyState")->text(), QString("LE1: phase 5 reached, 4.1 s after phase 1"));
+        QCOMPARE(rows, (QStringList{"1.0 s | 1.0 s | ok", "0.8 s | 2.5 s | SLOW", "1.0 s | 1.0 s | ok", " | 1.0 s | -"}));
+        QCOMPARE(rig.get<QLabel>("SpyRegisters")->text(), QString("z1 1.0 s, z2 0.8 s, z3 1.0 s (read from the FADEC)"));
+        QCOMPARE(rig.get<QLabel>("SpySlowest")->text(), QString("Slowest: Phase 2 z2 Ramp-up Time, 2.5 s against 0.8 s"));
+        QCOMPARE(rig.get<QLabel>("SpyState")->text(), QString("LE1: phase 5 reached, 5.5 s after phase 1"));
         WindowRig::save(espion, "EspionStart.png");
 
         // A few replies in phase 5, then the stop: the run is on disk once LE1 is back at rest.
