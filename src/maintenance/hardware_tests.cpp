@@ -106,6 +106,7 @@ bool HardwareTests::run(int engine, HardwareTest test, int motorRpm)
     irBefore_ = reported(r, pos::Ir);
     lastSeen_.clear();
     sent_ = false;
+    inBand_ = 0;
     apply();
     journal(QStringLiteral("begun"));
     timer_->start(test == HardwareTest::MotorAndFans ? kMotorTimeLimitMs : kTimeLimitMs);
@@ -215,7 +216,9 @@ bool HardwareTests::judge(const LightEngineRecord& r)
         const int m = reported(r, pos::TachoM), v1 = reported(r, pos::TachoV1), v2 = reported(r, pos::TachoV2);
         const int target = run_.motorRpm / kRpmUnit;
         lastSeen_ = QStringLiteral("M %1 rpm, V1 %2 rpm, V2 %3 rpm").arg(m * kRpmUnit).arg(v1 * kRpmUnit).arg(v2 * kRpmUnit);
-        if (std::abs(m - target) * 10 <= target && v1 > 0 && v2 > 0) {
+        // Two replies in a row within the band: a motor that only sweeps through it does not pass.
+        inBand_ = std::abs(m - target) * 10 <= target && v1 > 0 && v2 > 0 ? inBand_ + 1 : 0;
+        if (inBand_ >= kRepliesInBand) {
             end(TestState::Passed, lastSeen_ + QStringLiteral(" for %1 rpm").arg(run_.motorRpm));
             return true;
         }

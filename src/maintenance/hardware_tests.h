@@ -8,7 +8,7 @@
 //   Alarm reset    AlarmResetCommand (8) at 1 until the alarm relay (8) reads off, then 0 again.
 //   Motor and fans ModeCode (31) 1, cooling enabled at rest, with the motor set-point (24) the
 //                  technician chose; passes once the M tachometer (27) is within 10 % of it and
-//                  both fans (28, 29) turn. Both fields get their earlier values back afterwards.
+//                  both fans (28, 29) turn, on two replies in a row. Both fields get their earlier values back afterwards.
 // Power (4) and regulation (12) act in phase 5 only and the run request (2) would start the lamp:
 // none of those is a test at rest.
 //
@@ -48,6 +48,7 @@ public:
     static constexpr int kMinMotorRpm = 1000, kMaxMotorRpm = 4000, kDefaultMotorRpm = 3000;
     static constexpr int kRpmUnit = 30;                // set-point and tachometers count 30 rpm
     static constexpr std::uint8_t kCoolingAtRest = 1;  // ModeCode: motor and fans turn at rest
+    static constexpr int kRepliesInBand = 2;
 
     struct Hooks {
         std::function<bool(int engine)> portOpen;
@@ -103,6 +104,7 @@ private:
     std::uint8_t savedQth_ = 0, savedReset_ = 0, savedMode_ = 0, savedMotor_ = 0;
     int irBefore_ = 0;
     bool sent_ = false; // a frame carrying the step's command went out
+    int inBand_ = 0;    // motor and fans: replies in a row within the band
     QString lastSeen_;
 };
 
