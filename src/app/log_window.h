@@ -50,6 +50,10 @@ class QWidget;
 namespace tarvek {
 
 class ChangePasswordForm;
+class CoefficientsForm;
+class EspionStartForm;
+class TestsMaterielForm;
+class UsuresForm;
 class ConfigurationRS232;
 class DataloggerForm;
 class FadecParameters;
@@ -116,6 +120,12 @@ public:
     ValeurDesParam* openValeurDesParam(bool stampToPc);
     // Opens (or raises) the protocol trace; it captures while it is open.
     ProtocolTraceWindow* openProtocolTrace();
+    // The service windows (service mode): Coefficients, Usures, EspionStart (following the
+    // selected engine) and TestsMateriel (on the selected engine; nullptr when it is not at rest).
+    CoefficientsForm* openCoefficients();
+    UsuresForm* openUsures();
+    EspionStartForm* openEspionStart();
+    TestsMaterielForm* openTestsMateriel();
     // The page of the engine columns and the page of the trend graphs.
     QTabWidget* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
@@ -158,6 +168,7 @@ private:
     void wireLogger();
     void wireAlarms();
     void wireParameters();
+    void wireService();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -221,6 +232,10 @@ private:
     QPointer<FadecParameters> fadecParameters_;
     QPointer<ValeurDesParam> valeurDesParam_;
     QPointer<ProtocolTraceWindow> trace_;
+    QPointer<CoefficientsForm> coefficientsForm_;
+    QPointer<UsuresForm> usures_;
+    QPointer<EspionStartForm> espion_;
+    QPointer<TestsMaterielForm> testsMateriel_;
     QPointer<QDialog> lossBox_;
     QuestionRouter* router_ = nullptr;
     FenQuestion* fenQuestion_ = nullptr;

@@ -1,7 +1,7 @@
 // The main window's live values: port labels and the engine columns, refreshed on every display tick.
 #include "app/colours.h"
 #include "app/log_window.h"
-#include "settings/display_values.h"
+#include "settings/display_coefficients.h"
 
 #include <QLabel>
 
@@ -67,18 +67,18 @@ void LogWindow::refreshEngine(int index)
         return;
     }
     e.phase->setText(QString::number(r.Phase));
-    e.motor->setText(scaled(index, pos::TachoM, RowM, ""));
-    e.fan1->setText(passive ? QStringLiteral("n/a") : scaled(index, pos::TachoV1, RowV1, ""));
-    e.fan2->setText(passive ? QStringLiteral("n/a") : scaled(index, pos::TachoV2, RowV2, ""));
-    e.mat->setText(scaled(index, pos::Mat, RowMat, ""));
-    e.sht->setText(scaled(index, pos::Sht, RowSht, ""));
-    e.lpc->setText(scaled(index, pos::Lpc, RowLpc, ""));
-    e.lfc->setText(scaled(index, pos::Lfc, RowLfc, ""));
-    e.vis->setText(scaled(index, pos::Vis, RowVis, ""));
-    e.ir->setText(scaled(index, pos::Ir, RowIr, ""));
-    e.rh->setText(scaled(index, pos::Rh, RowRh, ""));
-    e.sbv->setText(scaled(index, pos::Sbv, RowSbv, " V"));
-    e.vcc->setText(scaled(index, pos::Vcc, RowVcc, " V"));
+    e.motor->setText(scaled(index, pos::TachoM, coefficients::M, ""));
+    e.fan1->setText(passive ? QStringLiteral("n/a") : scaled(index, pos::TachoV1, coefficients::V1, ""));
+    e.fan2->setText(passive ? QStringLiteral("n/a") : scaled(index, pos::TachoV2, coefficients::V2, ""));
+    e.mat->setText(scaled(index, pos::Mat, coefficients::Mat, ""));
+    e.sht->setText(scaled(index, pos::Sht, coefficients::Sht, ""));
+    e.lpc->setText(scaled(index, pos::Lpc, coefficients::Lpc, ""));
+    e.lfc->setText(scaled(index, pos::Lfc, coefficients::Lfc, ""));
+    e.vis->setText(scaled(index, pos::Vis, coefficients::Vis, ""));
+    e.ir->setText(scaled(index, pos::Ir, coefficients::Ir, ""));
+    e.rh->setText(scaled(index, pos::Rh, coefficients::Rh, ""));
+    e.sbv->setText(scaled(index, pos::Sbv, coefficients::Sbv, " V"));
+    e.vcc->setText(scaled(index, pos::Vcc, coefficients::Vcc, " V"));
     const int code = r.FaultCode;
     const QString fault = (code >= 0 && code < kFaultTableSize && !station_.faultTexts()[static_cast<std::size_t>(code)].isEmpty())
                               ? station_.faultTexts()[static_cast<std::size_t>(code)]

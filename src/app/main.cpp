@@ -2,6 +2,8 @@
 #include "app/change_password_form.h"
 #include "app/datalogger_form.h"
 #include "app/fadec_parameters.h"
+#include "app/coefficients_form.h"
+#include "app/espion_start_form.h"
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
@@ -11,6 +13,8 @@
 #include "app/software_settings_form.h"
 #include "app/station.h"
 #include "app/valeur_des_param.h"
+#include "app/tests_materiel_form.h"
+#include "app/usures_form.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -91,7 +95,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
                        "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders, Saisie "
                        "(the motor speed entry of LE1), Datalogger, Halogen, SHTPC, ControlLfcAlarm, AlarmSummary, "
-                       "BoiteDialogue (the engines lost by then), FadecParameters, ValeurDesParam or ProtocolTraceWindow."),
+                       "BoiteDialogue (the engines lost by then), FadecParameters, ValeurDesParam, ProtocolTraceWindow, "
+                       "Coefficients, Usures, EspionStart or TestsMateriel (the last two on LE1)."),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -143,11 +148,12 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.form = parser.value(formOption);
     if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
                      "PW6Sliders", "Saisie", "Datalogger", "Halogen", "SHTPC", "ControlLfcAlarm", "AlarmSummary",
-                     "BoiteDialogue", "FadecParameters", "ValeurDesParam", "ProtocolTraceWindow"}.contains(o.form))
+                     "BoiteDialogue", "FadecParameters", "ValeurDesParam", "ProtocolTraceWindow", "Coefficients",
+                     "Usures", "EspionStart", "TestsMateriel"}.contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
                                          "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie, Datalogger, Halogen, SHTPC, "
-                                         "ControlLfcAlarm, AlarmSummary, BoiteDialogue, FadecParameters, ValeurDesParam "
-                                         "or ProtocolTraceWindow, not ") + o.form);
+                                         "ControlLfcAlarm, AlarmSummary, BoiteDialogue, FadecParameters, ValeurDesParam, "
+                                         "ProtocolTraceWindow, Coefficients, Usures, EspionStart or TestsMateriel, not ") + o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -262,6 +268,20 @@ int main(int argc, char** argv)
                 }
                 else if (options.form == QLatin1String("ProtocolTraceWindow"))
                     target = window.openProtocolTrace();
+                else if (options.form == QLatin1String("Coefficients"))
+                    target = window.openCoefficients();
+                else if (options.form == QLatin1String("Usures"))
+                    target = window.openUsures();
+                else if (options.form == QLatin1String("EspionStart")) {
+                    station.selectEngine(1);
+                    target = window.openEspionStart();
+                } else if (options.form == QLatin1String("TestsMateriel")) {
+                    // The picture shows the form itself, whatever phase LE1 is in.
+                    auto* form = new TestsMaterielForm(station, &window);
+                    form->setEngine(1);
+                    form->show();
+                    target = form;
+                }
                 else if (options.form == QLatin1String("GraphiqueScreen"))
                     target = window.openGraphiqueScreen();
                 else if (options.form == QLatin1String("Graphs"))

@@ -1,7 +1,7 @@
 #include "app/station.h"
 
 #include "recording/named_timer.h"
-#include "settings/display_values.h"
+#include "settings/display_coefficients.h"
 #include "settings/passwords.h"
 
 #include <QDir>
@@ -88,6 +88,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         this);
     connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::announce);
     buildLogger();
+    buildService();
 }
 
 void Station::buildLogger()
@@ -95,8 +96,8 @@ void Station::buildLogger()
     // The logger writes what the main window shows: the last reading held, empty before any.
     dataLogger_ = new DataLogger(files_, clock_, [this](int i, LoggerColumn column) {
         static constexpr std::array<std::pair<int, int>, kLoggerColumns> kSource{{
-            {pos::Lpc, RowLpc}, {pos::Lfc, RowLfc}, {pos::Vis, RowVis}, {pos::Ir, RowIr},
-            {pos::Rh, RowRh}, {pos::Power, -1}, {pos::Sht, RowSht}, {pos::Mat, RowMat}}};
+            {pos::Lpc, coefficients::Lpc}, {pos::Lfc, coefficients::Lfc}, {pos::Vis, coefficients::Vis}, {pos::Ir, coefficients::Ir},
+            {pos::Rh, coefficients::Rh}, {pos::Power, -1}, {pos::Sht, coefficients::Sht}, {pos::Mat, coefficients::Mat}}};
         const LightEngineRecord& r = tables_.at(i);
         const auto [position, row] = kSource.at(static_cast<std::size_t>(column));
         if (!r.everReported || row < 0)
@@ -108,6 +109,47 @@ void Station::buildLogger()
     // A file that cannot be written: once on the status line and in List4, and once when it is back.
     connect(dataLogger_, &DataLogger::problem, this, &Station::announce);
     connect(dataLogger_, &DataLogger::recovered, this, &Station::announce);
+}
+
+void Station::buildService()
+{
+    coefficients_ = new CoefficientsEditor(files_, settings_, this);
+    connect(coefficients_, &CoefficientsEditor::warning, this, &Station::warn);
+    wearCounters_ = new WearCounters(files_, clock_, this);
+    connect(wearCounters_, &WearCounters::warning, this, &Station::warn);
+    startSpy_ = new StartSpy(clock_, this);
+    hardwareTests_ = new HardwareTests(
+        tables_, *history_, clock_,
+        {[this](int engine) { return link_->portOpen(engine); },
+         [this](int engine) { return engineOperation_->waiting(engine); }},
+        this);
+    connect(hardwareTests_, &HardwareTests::warning, this, &Station::warn);
+    connect(engineOperation_, &EngineOperation::startBegun, startSpy_, &StartSpy::startPressed);
+    // A start goes out once its read is in: the registers it runs on are in the image now.
+    connect(engineOperation_, &EngineOperation::started, this, [this](int engine) {
+        const auto& image = tables_.at(engine - 1).ParameterImage;
+        startSpy_->registersKnown(engine, image[18], image[19], image[20]);
+        startSpy_->startRequested(engine);
+    });
+    connect(engineOperation_, &EngineOperation::startCancelled, startSpy_, &StartSpy::startCancelled);
+    connect(engineOperation_, &EngineOperation::startBegun, this, [this](int engine) {
+        if (hardwareTests_->running() && hardwareTests_->current().engine == engine)
+            hardwareTests_->abort(QStringLiteral("a start of LE%1 was asked for").arg(engine));
+    });
+    connect(link_, &SerialLink::frameSent, hardwareTests_, &HardwareTests::onFrameSent);
+    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
+        const LightEngineRecord& r = tables_.at(slot - 1);
+        // The start spy compares with the registers this engine's controller last gave.
+        if (outcome.parametersRead)
+            startSpy_->registersKnown(slot, r.ParameterImage[18], r.ParameterImage[19], r.ParameterImage[20]);
+        if (outcome.good && outcome.replyType != kParameterReplyType) {
+            wearCounters_->observe(slot, r.Phase);
+            startSpy_->observe(slot, r.Phase, r.FaultCode);
+        }
+        hardwareTests_->onReply(slot, outcome.good, outcome.replyType);
+    });
+    // The counters' last minutes reach the disk before the program ends.
+    connect(this, &Station::quitting, wearCounters_, &WearCounters::save);
 }
 
 void Station::buildOperation()
@@ -258,6 +300,8 @@ void Station::startUp()
     // 5. Every settings file, read or created in the order of the index, then the station's own
     // files: the software settings and the COM-number-to-device map.
     settings_.loadAll(files_);
+    coefficients_->reload();
+    wearCounters_->load();
     software_.load(files_);
     comMap_.load(files_);
     link_->loadForm();

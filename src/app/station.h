@@ -8,6 +8,11 @@
 #include "maintenance/parameter_editor.h"
 #include "maintenance/parameter_list.h"
 #include "maintenance/protocol_trace.h"
+#include "maintenance/coefficients_editor.h"
+#include "maintenance/hardware_tests.h"
+#include "maintenance/parameter_list.h"
+#include "maintenance/start_spy.h"
+#include "maintenance/wear_counters.h"
 #include "operation/alarm_state.h"
 #include "operation/alarm_supervision.h"
 #include "operation/engine_operation.h"
@@ -96,6 +101,11 @@ public:
     DataLogger& dataLogger() { return *dataLogger_; }
     // The six trend graphs' timers, time scale, sweeps and screenshots.
     TrendGraphs& trendGraphs() { return *trendGraphs_; }
+    // The service windows' logic: display coefficients, wear counters, start spy, hardware tests.
+    CoefficientsEditor& coefficients() { return *coefficients_; }
+    WearCounters& wearCounters() { return *wearCounters_; }
+    StartSpy& startSpy() { return *startSpy_; }
+    HardwareTests& hardwareTests() { return *hardwareTests_; }
     // The parameter list of ValeurDesParam, as the last start filled it.
     const ParameterList& parameterList() const { return parameters_; }
     // The FADEC parameter form's registers and exchanges, the raw read-out, the protocol trace.
@@ -228,6 +238,7 @@ private:
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
     void buildLogger();
+    void buildService();
     void prepareStartAll();
     void serviceTick();
     void serviceNotice();
@@ -260,6 +271,10 @@ private:
     ParameterEditor* parameterEditor_ = nullptr;
     IoReadOut* ioReadOut_ = nullptr;
     ProtocolTrace* protocolTrace_ = nullptr;
+    CoefficientsEditor* coefficients_ = nullptr;
+    WearCounters* wearCounters_ = nullptr;
+    StartSpy* startSpy_ = nullptr;
+    HardwareTests* hardwareTests_ = nullptr;
 
     QString version_;
     QString modeMenuCaption_ = QStringLiteral("Start in Mode (Password)");

@@ -187,7 +187,8 @@ void FadecModel::step(int ms)
 {
     const double s = ms / 1000.0;
     const bool lampOn = phase_ >= 3 && phase_ <= 5;
-    const bool turning = phase_ >= 1 && phase_ <= 6;
+    const bool coolingAtRest = phase_ == 0 && mode_ == kCoolingAtRest;
+    const bool turning = (phase_ >= 1 && phase_ <= 6) || coolingAtRest;
 
     const double motorTarget =
         turning ? (motorSetPoint_ > 0 ? motorSetPoint_ : kFixedMotorSpeed) : 0.0;

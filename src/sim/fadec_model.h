@@ -11,6 +11,8 @@
 //   positions 28, 29                    fans V1, V2 in units of 30 rpm.
 //   positions 10, 11                    degrees Celsius.
 //   positions 12..18                    raw 0..255 sensor counts.
+//   position 31 (cooling enable)        1 in phase 0 turns M and both fans at rest, as a hardware
+//                                      test asks; other values only echo.
 // Fault codes reported without injection: 0 at rest, 20 (nothing to say) while starting or
 // running, 18 while cooling after a stop, 11 when a start is asked for during cooling, 17 when
 // z1 + z2 + z3 overflows a byte, 9 when M turns faster than 4000 rpm, 8 when MAT passes register 26.
@@ -32,6 +34,7 @@ inline constexpr int kStampVersion = 18;
 inline constexpr int kFixedMotorSpeed = 100; // 3000 rpm when the station gives no set-point
 inline constexpr int kMaxMotorSpeed = 133;   // 4000 rpm
 inline constexpr int kMaxFaultCode = 20;
+inline constexpr int kCoolingAtRest = 1;   // position 31: motor and fans turn in phase 0
 
 struct FadecCounts {
     int replies = 0;          // replies handed out (status and parameter blocks)

@@ -281,6 +281,9 @@ private slots:
         QTest::newRow("mnuhisto") << "mnuhisto" << false << true << true;
         QTest::newRow("mnuParameters") << "mnuParameters" << false << false << true;
         QTest::newRow("mnuTestMateriel") << "mnuTestMateriel" << false << false << true;
+        QTest::newRow("mnuCoeff") << "mnuCoeff" << false << false << true;
+        QTest::newRow("mnuArdwUptime") << "mnuArdwUptime" << false << false << true;
+        QTest::newRow("mnuEspion") << "mnuEspion" << false << false << true;
         QTest::newRow("mnuVdesParam") << "mnuVdesParam" << false << true << true;
         QTest::newRow("SelectedEngine") << "SelectedEngine" << true << true << true;
         QTest::newRow("mnuQuit") << "mnuQuit" << false << false << true;
@@ -342,7 +345,7 @@ private slots:
         QVERIFY(f.start());
         f.setOptions(true, true);
         f.logIn("dolphin");
-        for (const char* name : {"mnuAD", "mnuEspion"}) {
+        for (const char* name : {"mnuAD", "mnuVdesParam"}) {
             QVERIFY2(!f.window->isWired(name), name);
             QObject* c = f.window->control(name);
             QVERIFY2(c, name);

@@ -223,6 +223,34 @@ private slots:
         QCOMPARE(b.record().FaultCode, fault);
     }
 
+    // Position 31 at 1 turns motor and fans with the lamp at rest; any other value leaves them still.
+    void coolingAtRestTurnsMotorAndFans_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<bool>("turning");
+        QTest::newRow("cooling enabled") << 1 << true;
+        QTest::newRow("none") << 0 << false;
+        QTest::newRow("regulation mode") << 4 << false;
+    }
+    void coolingAtRestTurnsMotorAndFans()
+    {
+        QFETCH(int, mode);
+        QFETCH(bool, turning);
+        Bench b;
+        b.exchange();
+        b.record().ModeCode = static_cast<std::uint8_t>(mode);
+        b.record().MotorSpeedSetPoint = 80; // 2400 rpm
+        b.exchange();
+        b.fadec.advance(10000);
+        b.exchange();
+        QCOMPARE(b.fadec.phase(), 0);
+        QCOMPARE(int(b.record().FaultCode), 0);
+        QCOMPARE(std::abs(b.record().reported[pos::TachoM] - 80) <= 1, turning);
+        QCOMPARE(b.record().reported[pos::TachoV1] > 0, turning);
+        QCOMPARE(b.record().reported[pos::TachoV2] > 0, turning);
+        QCOMPARE(b.record().reported[pos::Lpc], 0); // no light
+    }
+
     void parameterWriteAndReadRoundTrip()
     {
         Bench b;
