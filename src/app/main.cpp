@@ -1,9 +1,12 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/change_password_form.h"
+#include "app/configuration_rs232.h"
 #include "app/graphique_screen.h"
+#include "app/histo_window.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/pw6_sliders.h"
+#include "app/question_window.h"
 #include "app/saisie.h"
 #include "app/software_settings_form.h"
 #include "app/station.h"
@@ -18,7 +21,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <optional>
+#include <vector>
 
 using namespace tarvek;
 
@@ -48,6 +53,42 @@ void setIdentity()
 {
     QCoreApplication::setApplicationName(QStringLiteral("tarvek-station"));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());
+}
+
+// Every form --screenshot-form can picture, and how the main window opens it; one line a form.
+struct ScreenshotForm {
+    const char* name;
+    std::function<QWidget*(LogWindow&, Station&)> open;
+};
+const std::vector<ScreenshotForm>& screenshotForms()
+{
+    using W = LogWindow;
+    using S = Station;
+    static const std::vector<ScreenshotForm> forms = {
+        {"Log", [](W& w, S&) -> QWidget* { return &w; }},
+        {"Graphs", [](W& w, S&) -> QWidget* { w.pages()->setCurrentIndex(1); return &w; }},
+        {"ParamLogicielVB", [](W& w, S&) -> QWidget* { return w.openSoftwareSettings(); }},
+        {"MessagesError", [](W& w, S&) -> QWidget* { return w.openMessagesError(); }},
+        {"ChangePassword", [](W& w, S&) -> QWidget* { return w.openChangePassword(); }},
+        {"GraphiqueScreen", [](W& w, S&) -> QWidget* { return w.openGraphiqueScreen(); }},
+        {"PW6Sliders", [](W& w, S&) -> QWidget* { return w.openPowerSetPoints(); }},
+        {"Saisie", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openMotorSpeedEntry(); }},
+        {"ConfigurationRS232", [](W& w, S&) -> QWidget* { return w.openPortConfiguration(); }},
+        {"Histo", [](W& w, S&) -> QWidget* { return w.openHistory(); }},
+        {"FenQuestion", [](W& w, S&) -> QWidget* {
+             w.questions().ask(QStringLiteral(" Warning!"), QStringLiteral("STOP All LE"));
+             return w.findChild<FenQuestion*>();
+         }},
+    };
+    return forms;
+}
+
+QStringList screenshotFormNames()
+{
+    QStringList names;
+    for (const ScreenshotForm& f : screenshotForms())
+        names << QString::fromLatin1(f.name);
+    return names;
 }
 
 int usageError(const QString& text)
@@ -83,9 +124,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("FILE"));
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
-        QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
-                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders or Saisie "
-                       "(the motor speed entry of LE1)."),
+        QStringLiteral("Window to picture with --screenshot: %1 (Log, the default, is the main window; Graphs its "
+                       "graph page; Saisie the motor speed entry of LE1).")
+            .arg(screenshotFormNames().join(QStringLiteral(", "))),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -129,10 +170,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.loginFile = parser.value(loginOption);
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
-    if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
-                     "PW6Sliders", "Saisie"}.contains(o.form))
-        return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
-                                         "ChangePassword, GraphiqueScreen, PW6Sliders or Saisie, not ") + o.form);
+    if (!screenshotFormNames().contains(o.form))
+        return usageError(QStringLiteral("--screenshot-form: one of %1, not ")
+                              .arg(screenshotFormNames().join(QStringLiteral(", "))) + o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -203,23 +243,10 @@ int main(int argc, char** argv)
         QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&] {
             if (!options.screenshot.isEmpty()) {
                 QWidget* target = &window;
-                if (options.form == QLatin1String("ParamLogicielVB"))
-                    target = window.openSoftwareSettings();
-                else if (options.form == QLatin1String("MessagesError"))
-                    target = window.openMessagesError();
-                else if (options.form == QLatin1String("ChangePassword"))
-                    target = window.openChangePassword();
-                else if (options.form == QLatin1String("PW6Sliders"))
-                    target = window.openPowerSetPoints();
-                else if (options.form == QLatin1String("Saisie")) {
-                    station.selectEngine(1);
-                    target = window.openMotorSpeedEntry();
-                }
-                else if (options.form == QLatin1String("GraphiqueScreen"))
-                    target = window.openGraphiqueScreen();
-                else if (options.form == QLatin1String("Graphs"))
-                    window.pages()->setCurrentIndex(1);
-                if (!saveShot(target, options.screenshot))
+                for (const ScreenshotForm& f : screenshotForms())
+                    if (options.form == QLatin1String(f.name))
+                        target = f.open(window, station);
+                if (!target || !saveShot(target, options.screenshot))
                     exitCode = 1;
             }
             station.quit();
