@@ -21,6 +21,8 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QScrollArea>
+#include <QSet>
+#include <QSpinBox>
 #include <QStatusBar>
 
 #include <functional>
@@ -215,6 +217,55 @@ private slots:
         QTest::keyClick(target, Qt::Key_Escape);
         QTRY_VERIFY_WITH_TIMEOUT(!form || !form->isVisible(), kWaitMs);
         QVERIFY(rig.window->isVisible());
+    }
+
+    // Every menu and every entry whose caption stays put has its own underlined letter; Ctrl+n
+    // selects engine n; the value size chosen on the settings form reaches the columns and its file.
+    void keyboardAndValueSize()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        LogWindow* w = rig.window.get();
+        const auto mnemonic = [](const QString& text) {
+            const qsizetype at = text.indexOf(QLatin1Char('&'));
+            return at >= 0 && at + 1 < text.size() ? text.at(at + 1).toUpper() : QChar();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(!mnemonic(w->action("mnuStation")->text()).isNull(), kWaitMs);
+        QSet<QChar> titles;
+        for (QAction* title : w->menuBar()->actions()) {
+            QVERIFY2(!mnemonic(title->text()).isNull(), qPrintable(title->text()));
+            titles.insert(mnemonic(title->text()));
+            QMenu* menu = title->menu();
+            emit menu->aboutToShow();
+            QSet<QChar> entries;
+            int named = 0;
+            for (QAction* a : menu->actions()) {
+                if (a->isSeparator() || a->text() == w->station().modeMenuCaption() ||
+                    a->objectName().startsWith("mnuAlarm") || a->objectName() == "mnuStopAlarm")
+                    continue;
+                QVERIFY2(!mnemonic(a->text()).isNull(), qPrintable(a->text()));
+                entries.insert(mnemonic(a->text()));
+                ++named;
+            }
+            QCOMPARE(entries.size(), named);
+        }
+        QCOMPARE(titles.size(), w->menuBar()->actions().size());
+        QCOMPARE(w->action("mnuStartperatorMode")->text(), w->station().modeMenuCaption());
+
+        w->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(w));
+        for (int n : {3, 6, 1}) {
+            QTest::keyClick(w, Qt::Key(Qt::Key_0 + n), Qt::ControlModifier);
+            QCOMPARE(int(w->station().tables().selectedEngine), n);
+        }
+
+        auto* form = w->openSoftwareSettings();
+        auto* size = form->findChild<QSpinBox*>("SpinValueSize");
+        QCOMPARE(size->value(), 14);
+        size->setValue(22);
+        QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        QCOMPARE(rig.get<QLabel>("LE2Motor")->font().pointSize(), 22);
+        QCOMPARE(rig.station->files().readValues("\\Display.ini"), QStringList{"22"});
     }
 
     // Pictures for a person: six engines running and LE4 lost, at the screen the test runs on
