@@ -426,7 +426,6 @@ void LogWindow::buildCentral()
         add(e.fault, "Fault");
         e.fault->setWordWrap(true);
         e.fault->setFont(font());
-        e.fault->setMinimumHeight(3 * fontMetrics().height() + 4);
         grid->setColumnStretch(n, 1);
     }
     auto* legend = new QLabel(QString::fromUtf8(kUnitsLegend));
@@ -442,7 +441,7 @@ void LogWindow::buildCentral()
     // The engine columns and the trend graphs share the middle of the window, one page each.
     pages_ = new QTabWidget;
     pages_->setObjectName(QStringLiteral("Pages"));
-    pages_->addTab(scroll, QStringLiteral("&Engines"));
+    pages_->addTab(scroll, QStringLiteral("E&ngines")); // Alt+E opens the Service menu
     auto* body = new QSplitter(Qt::Horizontal);
     body->setObjectName(QStringLiteral("Body"));
     body->setChildrenCollapsible(false);

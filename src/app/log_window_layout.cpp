@@ -15,7 +15,7 @@
 namespace tarvek {
 
 namespace {
-constexpr int kPreferredWidth = 1280;
+constexpr int kPreferredWidth = 1366; // a common station screen, used whole
 } // namespace
 
 void LogWindow::fitToScreen(int widthTwips, int heightTwips)
@@ -72,9 +72,10 @@ void LogWindow::applyValueSize()
     value.setPointSize(display.valuePointSize);
     QFont title = value;
     title.setPointSize(display.valuePointSize + 2);
-    // Texts that wrap (status, fault) keep a size that fits a column; the port is a detail.
+    // Texts that wrap (status, fault) keep the plain size, so the longest fault takes two lines;
+    // a larger value size takes them along.
     QFont text = font();
-    text.setPointSize(std::max(text.pointSize(), display.valuePointSize * 3 / 4));
+    text.setPointSize(std::max(text.pointSize(), (display.valuePointSize - DisplaySettings::kDefaultPointSize) / 2 + text.pointSize()));
     for (EngineWidgets& e : engines_) {
         QFont t = title;
         t.setUnderline(e.title->font().underline());

@@ -268,6 +268,21 @@ private slots:
         QCOMPARE(rig.station->files().readValues("\\Display.ini"), QStringList{"22"});
     }
 
+    // An alarm in force is named in words on the alert colour above the columns, and goes with it.
+    void anAlarmShowsInWords()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        auto* indicator = rig.get<QLabel>("AlarmIndicator");
+        QVERIFY(!indicator->isVisible());
+        emit rig.station->alarmCaptionChanged("mnuAlarmPlateau", "SHT (FADEC and PC) *");
+        QTRY_VERIFY_WITH_TIMEOUT(indicator->isVisible(), kWaitMs);
+        QCOMPARE(indicator->text(), QString::fromUtf8("\u26A0 ALARM: SHT (FADEC and PC)"));
+        QCOMPARE(colours::background(indicator), colours::alert());
+        emit rig.station->alarmCaptionChanged("mnuAlarmPlateau", " SHT (FADEC and PC)");
+        QTRY_VERIFY_WITH_TIMEOUT(!indicator->isVisible(), kWaitMs);
+    }
+
     // Pictures for a person: six engines running and LE4 lost, at the screen the test runs on
     // (docs/ holds them taken at 1366x768, at 1x and at QT_SCALE_FACTOR=1.5).
     void pictureOfABusyStation()
