@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing, configures and builds into build/ (BUILD_DIR overrides).
+# With target names (scripts/build.sh tarvek-station fadec-sim) only those are built.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 "$root/scripts/deps.sh"
@@ -10,4 +11,6 @@ options=(-DCMAKE_BUILD_TYPE="${BUILD_TYPE:-RelWithDebInfo}")
 [ -n "${CI:-}" ] && options+=(-DTARVEK_WERROR=ON)
 [ -n "${TARVEK_WERROR:-}" ] && options+=(-DTARVEK_WERROR="$TARVEK_WERROR")
 cmake -S "$root" -B "$build" -G Ninja "${options[@]}" >/dev/null
-cmake --build "$build" -j "$(nproc)"
+targets=()
+for t in "$@"; do targets+=(--target "$t"); done
+cmake --build "$build" -j "$(nproc)" "${targets[@]}"

@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
-# Starts the station on six simulated light engines. Installs what is missing and builds first.
+# Starts the station on six simulated light engines. Installs what is missing and builds the two
+# programs it runs (not the tests and benchmarks). End it by closing the station's window (it asks
+# first) or with Ctrl+C here; the simulator and its ports go with it.
 # The simulator's control channel is the FIFO demo/sim-control:  echo "fault 3 7" > demo/sim-control
 # Without a screen the station runs offscreen and saves demo/station.png instead.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-"$root/scripts/build.sh"
+"$root/scripts/build.sh" tarvek-station fadec-sim
 build="${BUILD_DIR:-$root/build}"
 demo="${DEMO_DIR:-$root/demo}"
 ports="$demo/sim-ports"
@@ -36,11 +38,12 @@ done
 [ -e "$ports/COM6" ] || { echo "The simulator did not start; see $demo/sim.log" >&2; exit 1; }
 echo "Six simulated engines on $ports (log: $demo/sim.log)."
 echo "Steer them with: echo \"help\" > $control   (answers in $demo/sim.log)"
+echo "Passwords: user \"harvests\", service \"dolphin\". End the demo by closing the window or with Ctrl+C."
 
 args=(--folder "$station")
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
-  echo "No screen here: running the station offscreen for 15 seconds and saving $demo/station.png."
-  QT_QPA_PLATFORM=offscreen "$build/src/app/tarvek-station" "${args[@]}" \
+  echo "No screen here: running the station offscreen for ${DEMO_SECONDS:-15} seconds and saving $demo/station.png."
+  QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen}" "$build/src/app/tarvek-station" "${args[@]}" \
     --screenshot "$demo/station.png" --quit-after "${DEMO_SECONDS:-15}"
   echo "Saved $demo/station.png"
 else

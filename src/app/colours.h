@@ -1,6 +1,7 @@
 #pragma once
 // The colours that tell an operator a state at a glance.
 #include <QColor>
+#include <QFrame>
 #include <QPalette>
 #include <QWidget>
 
@@ -11,7 +12,29 @@ inline QColor linkYes() { return QColor(0, 255, 0); }        // a link indicator
 inline QColor qthOn() { return QColor(255, 192, 128); }     // QTH lamps on
 inline QColor connected() { return QColor(128, 128, 255); } // a connected port (0xFF8080 as BGR)
 inline QColor idle() { return QColor(192, 192, 192); }      // an idle status picture
-inline QColor serviceMarker() { return QColor(255, 255, 128); }
+inline QColor serviceMarker() { return QColor(192, 192, 192); } // a mode, not a fault: grey
+
+// What needs attention, in hues that stay apart for red- and green-blind eyes (Okabe-Ito orange
+// and vermillion); each also changes a text or a frame, so no reading rests on hue alone.
+inline QColor fault() { return QColor(230, 159, 0); }  // a fault code that is a fault, black text
+inline QColor alert() { return QColor(213, 94, 0); }   // a lost link, an alarm, white text
+
+// Paints a cell that asks for attention (a thick frame and the colour) or gives it back its
+// plain look (sunken panel, system colours).
+inline void attention(QWidget* w, const QColor& colour)
+{
+    QPalette p = QPalette();
+    if (colour.isValid()) {
+        p.setColor(QPalette::Window, colour);
+        p.setColor(QPalette::WindowText, colour == alert() ? QColor(Qt::white) : QColor(Qt::black));
+    }
+    w->setPalette(p);
+    w->setAutoFillBackground(colour.isValid());
+    if (auto* frame = qobject_cast<QFrame*>(w)) {
+        frame->setFrameStyle(colour.isValid() ? (QFrame::Box | QFrame::Plain) : (QFrame::StyledPanel | QFrame::Sunken));
+        frame->setLineWidth(colour.isValid() ? 3 : 1);
+    }
+}
 
 // Paints a widget's background; an invalid colour gives it back the system button face.
 inline void paint(QWidget* w, const QColor& colour)

@@ -4,6 +4,7 @@
 #include "app/messages_error.h"
 #include "app/software_settings_form.h"
 
+#include <array>
 #include <cmath>
 
 #include <QAction>
@@ -22,6 +23,8 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScrollArea>
+#include <QStyle>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTabWidget>
@@ -32,6 +35,49 @@ namespace tarvek {
 
 namespace {
 const QString kNoValue = QStringLiteral("---");
+
+struct ValueRow {
+    const char* caption; // with the unit the value is shown in
+    const char* tip;
+};
+// One caption a row of the engine columns, in the order the columns add their widgets.
+constexpr std::array<ValueRow, 21> kValueRows{{
+    {"", ""},
+    {"Link", "yes: the station answers this engine's replies"},
+    {"Port", "COM number of the engine's port"},
+    {"Phase", "Phase 0..7 reported by the FADEC (0 at rest, 5 running)"},
+    {"Step", "Step of the start sequence"},
+    {"Status", "What the station is doing with the engine"},
+    {"", ""},
+    {"Motor M  \u00D730 rpm", "Motor M speed in units of 30 rpm (100 = 3000 rpm)"},
+    {"Fan V1  counts", "Tachometer of fan V1"},
+    {"Fan V2  counts", "Tachometer of fan V2"},
+    {"MAT  \u00B0C", "MAT temperature (DS1621 thermometer)"},
+    {"SHT  \u00B0C", "SHT temperature (DS1621 thermometer)"},
+    {"LPC  AU", "LPC light sensor, arbitrary units"},
+    {"LFC  %", "LFC light sensor"},
+    {"VIS  W/m\u00B2", "VIS sensor: visible light"},
+    {"IR  %", "IR sensor: infrared light"},
+    {"RH  %", "Relative humidity"},
+    {"SBV  V", "Setup battery voltage"},
+    {"VCC  V", "Supply voltage"},
+    {"Power  We", "Power set-point in We: electric watts fed to the magnetron"},
+    {"Fault", "The FADEC's fault code and its text"},
+}};
+constexpr const char* kUnitsLegend =
+    "We = electric watts fed to the magnetron    AU = arbitrary units    --- = no live value (link stopped or "
+    "lost, no reply yet)";
+// A scroll area that asks for room for its whole content: the window opens showing every row
+// when the screen has room, and scrolls only when it has not.
+class EngineScroll : public QScrollArea {
+public:
+    QSize sizeHint() const override
+    {
+        const int f = 2 * frameWidth();
+        const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
+        return widget() ? widget()->sizeHint() + QSize(f + bar, f) : QScrollArea::sizeHint();
+    }
+};
 } // namespace
 
 LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), station_(station)
@@ -46,11 +92,11 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     buildMenus();
     buildCentral();
     statusBar()->setObjectName(QStringLiteral("StatusBar"));
-    resize(twips(Station::kFormWidthTwips), twips(Station::kFormHeightTwips));
+    applyValueSize();
 
     connect(&station_, &Station::titleChanged, this, &QWidget::setWindowTitle);
     connect(&station_, &Station::formSizeRequested, this,
-            [this](int w, int h) { resize(twips(w), twips(h)); });
+            [this](int w, int h) { fitToScreen(w, h); });
     connect(&station_, &Station::selectedCaptionChanged, this, [this](const QString& caption) {
         selectedCaption_->setText(caption);
         const int engine = station_.tables().selectedEngine;
@@ -80,10 +126,31 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     connect(&station_, &Station::portIndicatorChanged, this, [this](int engine, bool active) {
         QLabel* l = engines_.at(static_cast<std::size_t>(engine - 1)).link;
         l->setText(active ? QStringLiteral("yes") : QStringLiteral("no"));
+        colours::attention(l, QColor());
         colours::paint(l, active ? colours::linkYes() : QColor());
     });
     connect(&station_, &Station::engineStatusChanged, this, &LogWindow::refreshEngine);
+    connect(&station_, &Station::alarmCaptionChanged, this, [this](const QString&, const QString&) {
+        // The alarm entries carry a "*" while their alarm holds.
+        QStringList held;
+        for (const char* name : {"mnuAlarmHalogen", "mnuAlarmPlateau", "mnuAlarmLFC", "mnuStopAlarm"})
+            if (QAction* a = action(QString::fromLatin1(name)); a && a->text().trimmed().endsWith(QLatin1Char('*')))
+                held << a->text().trimmed().chopped(1).trimmed();
+        auto* indicator = findChild<QLabel*>(QStringLiteral("AlarmIndicator"));
+        indicator->setText(QStringLiteral("\u26A0 ALARM: ") + held.join(QStringLiteral(", ")));
+        indicator->setVisible(!held.isEmpty());
+    }, Qt::QueuedConnection); // after the entries have their new captions
+    connect(&station_, &Station::softwareSettingsChanged, this, &LogWindow::applyValueSize);
     connect(&station_, &Station::softwareSettingsChanged, this, &LogWindow::refreshDisplay);
+    // Values of a port closed since its last good reply are not live, whatever the watchdog says.
+    connect(&station_.link(), &SerialLink::portClosed, this, [this](int slot) {
+        portClosed_.at(static_cast<std::size_t>(slot - 1)) = true;
+        refreshEngine(slot - 1);
+    });
+    connect(&station_.link(), &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
+        if (outcome.good)
+            portClosed_.at(static_cast<std::size_t>(slot - 1)) = false;
+    });
     connect(&station_, &Station::powerSetPointsLoaded, this, &LogWindow::refreshDisplay);
     connect(&station_, &Station::startupFinished, this, [this] {
         refreshDisplay();
@@ -102,6 +169,9 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
     wireAlarms();
     wireParameters();
     wireService();
+    wireKeys();
+    scrollPages();
+    fitToScreen(Station::kFormWidthTwips, Station::kFormHeightTwips);
     applyMode();
     refreshDisplay();
     // Form load: the folders and the first caption; Timer1 runs the start-up once the loop turns.
@@ -178,13 +248,7 @@ void LogWindow::applyMode()
     loginBox_->setVisible(!loggedIn);
     if (loggedIn)
         statusBar()->clearMessage();
-    if (station_.serviceMarkerShown()) {
-        picture10_->setGeometry(twips(15600), twips(240), twips(495), twips(495));
-        picture10_->show();
-        picture10_->raise();
-    } else {
-        picture10_->hide();
-    }
+    picture10_->setVisible(station_.serviceMarkerShown());
     QString modeText = QStringLiteral("Not logged in");
     if (station_.mode() == OperatingMode::User)
         modeText = QStringLiteral("User mode");
@@ -247,6 +311,25 @@ void LogWindow::buildCentral()
     top->addWidget(functionKey_);
     top->addSpacing(12);
     top->addWidget(modeLabel);
+    // The service marker (495 twips square) shows in the top bar, inside the window at any size.
+    picture10_ = new QLabel(QStringLiteral("S"));
+    picture10_->setObjectName(QStringLiteral("Picture10"));
+    picture10_->setAlignment(Qt::AlignCenter);
+    picture10_->setFrameStyle(QFrame::Box | QFrame::Plain);
+    picture10_->setToolTip(QStringLiteral("Service mode"));
+    picture10_->setFont(big);
+    picture10_->setFixedSize(twips(495), twips(495));
+    colours::paint(picture10_, colours::serviceMarker());
+    picture10_->hide();
+    top->addWidget(picture10_);
+    // An alarm in force, named in words on the alert colour; hidden while none is.
+    auto* alarm = new QLabel;
+    alarm->setObjectName(QStringLiteral("AlarmIndicator"));
+    alarm->setFont(big);
+    alarm->setContentsMargins(6, 0, 6, 0);
+    colours::attention(alarm, colours::alert());
+    alarm->hide();
+    top->addWidget(alarm);
     top->addStretch(1);
 
     loginBox_ = new QWidget;
@@ -286,17 +369,12 @@ void LogWindow::buildCentral()
     grid->setContentsMargins(6, 4, 6, 4);
     grid->setHorizontalSpacing(6);
     grid->setVerticalSpacing(2);
-    const QStringList rows = {QString(),          QStringLiteral("Link"),   QStringLiteral("Port"),
-                              QStringLiteral("Phase"), QStringLiteral("Step"), QStringLiteral("Status"),
-                              QString(),          QStringLiteral("Motor M"), QStringLiteral("Fan V1"),
-                              QStringLiteral("Fan V2"), QString::fromUtf8("MAT \u00B0C"),
-                              QString::fromUtf8("SHT \u00B0C"), QStringLiteral("LPC"), QStringLiteral("LFC"),
-                              QStringLiteral("VIS"), QStringLiteral("IR"), QStringLiteral("RH"),
-                              QStringLiteral("SBV"), QStringLiteral("VCC"), QStringLiteral("Power"),
-                              QStringLiteral("Fault")};
-    for (int r = 0; r < rows.size(); ++r) {
-        auto* l = new QLabel(rows[r]);
+    for (int r = 0; r < static_cast<int>(kValueRows.size()); ++r) {
+        const auto& row = kValueRows[static_cast<std::size_t>(r)];
+        auto* l = new QLabel(QString::fromUtf8(row.caption));
+        l->setObjectName(QStringLiteral("RowCaption%1").arg(r));
         l->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        l->setToolTip(QString::fromUtf8(row.tip));
         grid->addWidget(l, r, 0);
     }
     for (int i = 0; i < kEngines; ++i) {
@@ -352,14 +430,27 @@ void LogWindow::buildCentral()
         add(e.fault, "Fault");
         e.fault->setWordWrap(true);
         e.fault->setFont(font());
-        e.fault->setMinimumHeight(3 * fontMetrics().height() + 4);
         grid->setColumnStretch(n, 1);
     }
+    auto* legend = new QLabel(QString::fromUtf8(kUnitsLegend));
+    legend->setObjectName(QStringLiteral("UnitsLegend"));
+    legend->setWordWrap(true);
+    grid->addWidget(legend, static_cast<int>(kValueRows.size()), 0, 1, kEngines + 1);
+    // On a small or scaled screen the columns scroll; the lists and buttons stay in view.
+    auto* scroll = new EngineScroll;
+    scroll->setObjectName(QStringLiteral("EngineScroll"));
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setWidget(panels);
     // The engine columns and the trend graphs share the middle of the window, one page each.
     pages_ = new QTabWidget;
     pages_->setObjectName(QStringLiteral("Pages"));
-    pages_->addTab(panels, QStringLiteral("Engines"));
-    outer->addWidget(pages_, 1);
+    pages_->addTab(scroll, QStringLiteral("E&ngines")); // Alt+E opens the Service menu
+    auto* body = new QSplitter(Qt::Horizontal);
+    body->setObjectName(QStringLiteral("Body"));
+    body->setChildrenCollapsible(false);
+    body->addWidget(pages_);
+    outer->addWidget(body, 1);
 
     // Commands that act on the link and on several engines.
     auto* commands = new QHBoxLayout;
@@ -406,8 +497,8 @@ void LogWindow::buildCentral()
     commands->addWidget(power);
     outer->addLayout(commands);
 
-    // Event list and discovery list.
-    auto* lists = new QSplitter(Qt::Horizontal);
+    // Event list and discovery list, beside the engine columns where a wide screen has room.
+    auto* lists = new QSplitter(Qt::Vertical);
     lists->setObjectName(QStringLiteral("Lists"));
     list4_ = new QListWidget;
     list4_->setObjectName(QStringLiteral("List4"));
@@ -426,21 +517,14 @@ void LogWindow::buildCentral()
     lists->addWidget(titled(QStringLiteral("Port discovery"), list3_));
     lists->setStretchFactor(0, 3);
     lists->setStretchFactor(1, 2);
-    lists->setMinimumHeight(5 * fontMetrics().height());
-    lists->setMaximumHeight(10 * fontMetrics().height());
-    outer->addWidget(lists);
+    lists->setChildrenCollapsible(false);
+    lists->setMinimumWidth(24 * fontMetrics().averageCharWidth());
+    body->addWidget(lists);
+    body->setStretchFactor(0, 3);
+    body->setStretchFactor(1, 1);
 
     setCentralWidget(central);
 
-    // The service marker sits on the form itself at the place the log-in gives it.
-    picture10_ = new QLabel(QStringLiteral("S"), this);
-    picture10_->setObjectName(QStringLiteral("Picture10"));
-    picture10_->setAlignment(Qt::AlignCenter);
-    picture10_->setFrameStyle(QFrame::Box | QFrame::Plain);
-    picture10_->setToolTip(QStringLiteral("Service mode"));
-    picture10_->setFont(big);
-    colours::paint(picture10_, colours::serviceMarker());
-    picture10_->hide();
 }
 
 void LogWindow::showLogIn(bool service)

@@ -15,7 +15,8 @@
 //   LE<n>Lpc, LE<n>Lfc, LE<n>Vis, LE<n>Ir, LE<n>Rh, LE<n>Sbv, LE<n>Vcc   sensor values
 //   LE<n>Power        power set-point times 10 followed by " We"
 //   LE<n>Fault        the text of the engine's fault code
-// Reported values show "---" until the engine first answers and while its link is lost.
+// Reported values show "---" until the engine first answers, while its link is lost, and from the
+// closing of its port (STOP (RS232), a device gone) until it answers again.
 // A shown value is raw x factor / 10^decimals + offset, with the row's decimals, from "\Coefficients.ini" when
 // "\CocheSelect.ini" holds 1 (rows LPC, LFC, VIS, IR, RH, SBV, VCC, MAT, SHT, M, V1, V2), else raw.
 //
@@ -144,8 +145,14 @@ public slots:
     void refreshDisplay();
     void showLogIn(bool service);
 
+    // Starts at the documented size, grown to show every row, kept within the screen's free area.
+    void fitToScreen(int widthTwips, int heightTwips);
+    // Reads "\Display.ini" and gives the engine columns' values their size.
+    void applyValueSize();
+
 protected:
     void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
     void buildMenus();
@@ -169,6 +176,8 @@ private:
     void wireAlarms();
     void wireParameters();
     void wireService();
+    void wireKeys();
+    void scrollPages();
     void showLoss(const QString& caption, const QStringList& lines);
 
     Station& station_;
@@ -217,6 +226,8 @@ private:
         QLabel* fault = nullptr;
     };
     std::array<EngineWidgets, kEngines> engines_{};
+    // Per engine: its port closed (link stopped, device gone) since its last good reply.
+    std::array<bool, kEngines> portClosed_{};
 
     QPointer<Station> hosted_; // the station, while it hangs under this window for lookups by name
     QPointer<SoftwareSettingsForm> settingsForm_;

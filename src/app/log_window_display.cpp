@@ -45,7 +45,10 @@ void LogWindow::refreshEngine(int index)
 {
     EngineWidgets& e = engines_.at(static_cast<std::size_t>(index));
     const LightEngineRecord& r = station_.tables().at(index);
-    const bool live = r.everReported && !station_.linkLost[static_cast<std::size_t>(index)];
+    const auto k = static_cast<std::size_t>(index);
+    const bool open = station_.link().portOpen(index + 1);
+    const bool lost = station_.linkLost[k] && open; // expected to answer, silent
+    const bool live = r.everReported && !station_.linkLost[k] && !portClosed_[k];
     const bool passive = station_.software().cooling == CoolingType::Passive;
 
     // A slot that is not enabled in the port configuration shows its heading greyed.
@@ -59,11 +62,23 @@ void LogWindow::refreshEngine(int index)
     colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());
     e.power->setText(QString::number(r.PowerSetPoint * 10) + QStringLiteral(" We"));
 
+    // A silent engine says so in words as well as in colour; otherwise the indicator's own state.
+    if (lost) {
+        e.link->setText(QStringLiteral("lost"));
+        colours::attention(e.link, colours::alert());
+    } else if (e.link->text() == QLatin1String("lost")) {
+        const bool yes = station_.portIndicator(index + 1);
+        colours::attention(e.link, QColor());
+        e.link->setText(yes ? QStringLiteral("yes") : QStringLiteral("no"));
+        colours::paint(e.link, yes ? colours::linkYes() : QColor());
+    }
+
     if (!live) {
         for (QLabel* l : {e.phase, e.step, e.motor, e.fan1, e.fan2, e.mat, e.sht, e.lpc, e.lfc, e.vis,
                           e.ir, e.rh, e.sbv, e.vcc, e.fault})
             l->setText(kNoValue);
         e.fault->setToolTip(QString());
+        colours::attention(e.fault, QColor());
         return;
     }
     e.phase->setText(QString::number(r.Phase));
@@ -85,6 +100,9 @@ void LogWindow::refreshEngine(int index)
                               : QStringLiteral("Code %1").arg(code);
     e.fault->setText(fault.trimmed().isEmpty() ? QStringLiteral(" ") : fault);
     e.fault->setToolTip(QStringLiteral("Fault code %1").arg(code));
+    // At rest (0), stop activated (18) and the blank of a running engine (20) are states, not faults.
+    const bool isFault = code != kFaultStopped && code != kFaultStopActivated && code != kFaultCodesFilled - 1;
+    colours::attention(e.fault, isFault ? colours::fault() : QColor());
 }
 
 void LogWindow::refreshDisplay()

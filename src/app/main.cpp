@@ -1,20 +1,23 @@
 // tarvek-station: the control and monitoring station for light engines LE1..LE6.
 #include "app/change_password_form.h"
-#include "app/datalogger_form.h"
-#include "app/fadec_parameters.h"
 #include "app/coefficients_form.h"
+#include "app/configuration_rs232.h"
+#include "app/datalogger_form.h"
 #include "app/espion_start_form.h"
+#include "app/fadec_parameters.h"
 #include "app/graphique_screen.h"
+#include "app/histo_window.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/protocol_trace_window.h"
 #include "app/pw6_sliders.h"
+#include "app/question_window.h"
 #include "app/saisie.h"
 #include "app/software_settings_form.h"
 #include "app/station.h"
-#include "app/valeur_des_param.h"
 #include "app/tests_materiel_form.h"
 #include "app/usures_form.h"
+#include "app/valeur_des_param.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -26,7 +29,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <functional>
 #include <optional>
+#include <vector>
 
 using namespace tarvek;
 
@@ -57,6 +62,71 @@ void setIdentity()
 {
     QCoreApplication::setApplicationName(QStringLiteral("tarvek-station"));
     QCoreApplication::setApplicationVersion(QString::fromLatin1(Station::kVersion).trimmed());
+}
+
+// Every form --screenshot-form can picture, and how the main window opens it; one line a form.
+struct ScreenshotForm {
+    const char* name;
+    std::function<QWidget*(LogWindow&, Station&)> open;
+};
+const std::vector<ScreenshotForm>& screenshotForms()
+{
+    using W = LogWindow;
+    using S = Station;
+    static const std::vector<ScreenshotForm> forms = {
+        {"Log", [](W& w, S&) -> QWidget* { return &w; }},
+        {"Graphs", [](W& w, S&) -> QWidget* { w.pages()->setCurrentIndex(1); return &w; }},
+        {"ParamLogicielVB", [](W& w, S&) -> QWidget* { return w.openSoftwareSettings(); }},
+        {"MessagesError", [](W& w, S&) -> QWidget* { return w.openMessagesError(); }},
+        {"ChangePassword", [](W& w, S&) -> QWidget* { return w.openChangePassword(); }},
+        {"GraphiqueScreen", [](W& w, S&) -> QWidget* { return w.openGraphiqueScreen(); }},
+        {"PW6Sliders", [](W& w, S&) -> QWidget* { return w.openPowerSetPoints(); }},
+        {"Saisie", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openMotorSpeedEntry(); }},
+        {"ConfigurationRS232", [](W& w, S&) -> QWidget* { return w.openPortConfiguration(); }},
+        {"Histo", [](W& w, S&) -> QWidget* { return w.openHistory(); }},
+        {"FenQuestion", [](W& w, S&) -> QWidget* {
+             w.questions().ask(QStringLiteral(" Warning!"), QStringLiteral("STOP All LE"));
+             return w.findChild<FenQuestion*>();
+         }},
+        {"Datalogger", [](W& w, S&) -> QWidget* { return w.openDatalogger(); }},
+        {"Halogen", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("Halogen")); }},
+        {"SHTPC", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("SHTPC")); }},
+        {"ControlLfcAlarm", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("ControlLfcAlarm")); }},
+        {"AlarmSummary", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("AlarmSummary")); }},
+        {"BoiteDialogue", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("BoiteDialogue")); }},
+        {"FadecParameters", [](W& w, S& s) -> QWidget* {
+             s.selectEngine(1);
+             s.parameterEditor().paramDefault();
+             return w.openFadecParameters();
+         }},
+        {"ValeurDesParam", [](W& w, S& s) -> QWidget* {
+             QWidget* form = w.openValeurDesParam(true);
+             for (int n = 1; n <= 6; ++n)
+                 if (s.link().portOpen(n))
+                     s.ioReadOut().read(n);
+             return form;
+         }},
+        {"ProtocolTraceWindow", [](W& w, S&) -> QWidget* { return w.openProtocolTrace(); }},
+        {"Coefficients", [](W& w, S&) -> QWidget* { return w.openCoefficients(); }},
+        {"Usures", [](W& w, S&) -> QWidget* { return w.openUsures(); }},
+        {"EspionStart", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openEspionStart(); }},
+        // The picture shows the form itself, whatever phase LE1 is in.
+        {"TestsMateriel", [](W& w, S& s) -> QWidget* {
+             auto* form = new TestsMaterielForm(s, &w);
+             form->setEngine(1);
+             form->show();
+             return form;
+         }},
+    };
+    return forms;
+}
+
+QStringList screenshotFormNames()
+{
+    QStringList names;
+    for (const ScreenshotForm& f : screenshotForms())
+        names << QString::fromLatin1(f.name);
+    return names;
 }
 
 int usageError(const QString& text)
@@ -92,11 +162,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("FILE"));
     const QCommandLineOption formOption(
         QStringLiteral("screenshot-form"),
-        QStringLiteral("Window to picture with --screenshot: Log (default), Graphs (the main window's graph page), "
-                       "ParamLogicielVB, MessagesError, ChangePassword, GraphiqueScreen, PW6Sliders, Saisie "
-                       "(the motor speed entry of LE1), Datalogger, Halogen, SHTPC, ControlLfcAlarm, AlarmSummary, "
-                       "BoiteDialogue (the engines lost by then), FadecParameters, ValeurDesParam, ProtocolTraceWindow, "
-                       "Coefficients, Usures, EspionStart or TestsMateriel (the last two on LE1)."),
+        QStringLiteral("Window to picture with --screenshot: %1 (Log, the default, is the main window; Graphs its "
+                       "graph page; Saisie the motor speed entry of LE1).")
+            .arg(screenshotFormNames().join(QStringLiteral(", "))),
         QStringLiteral("NAME"), QStringLiteral("Log"));
     const QCommandLineOption quitOption(
         QStringLiteral("quit-after"),
@@ -146,14 +214,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     o.loginFile = parser.value(loginOption);
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
-    if (!QStringList{"Log", "Graphs", "ParamLogicielVB", "MessagesError", "ChangePassword", "GraphiqueScreen",
-                     "PW6Sliders", "Saisie", "Datalogger", "Halogen", "SHTPC", "ControlLfcAlarm", "AlarmSummary",
-                     "BoiteDialogue", "FadecParameters", "ValeurDesParam", "ProtocolTraceWindow", "Coefficients",
-                     "Usures", "EspionStart", "TestsMateriel"}.contains(o.form))
-        return usageError(QStringLiteral("--screenshot-form: Log, Graphs, ParamLogicielVB, MessagesError, "
-                                         "ChangePassword, GraphiqueScreen, PW6Sliders, Saisie, Datalogger, Halogen, SHTPC, "
-                                         "ControlLfcAlarm, AlarmSummary, BoiteDialogue, FadecParameters, ValeurDesParam, "
-                                         "ProtocolTraceWindow, Coefficients, Usures, EspionStart or TestsMateriel, not ") + o.form);
+    if (!screenshotFormNames().contains(o.form))
+        return usageError(QStringLiteral("--screenshot-form: one of %1, not ")
+                              .arg(screenshotFormNames().join(QStringLiteral(", "))) + o.form);
     if (parser.isSet(scaleOption)) {
         o.timeScale = parser.value(scaleOption).toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -241,54 +304,10 @@ int main(int argc, char** argv)
         QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&] {
             if (!options.screenshot.isEmpty()) {
                 QWidget* target = &window;
-                if (options.form == QLatin1String("ParamLogicielVB"))
-                    target = window.openSoftwareSettings();
-                else if (options.form == QLatin1String("MessagesError"))
-                    target = window.openMessagesError();
-                else if (options.form == QLatin1String("ChangePassword"))
-                    target = window.openChangePassword();
-                else if (options.form == QLatin1String("PW6Sliders"))
-                    target = window.openPowerSetPoints();
-                else if (options.form == QLatin1String("Saisie")) {
-                    station.selectEngine(1);
-                    target = window.openMotorSpeedEntry();
-                }
-                else if (options.form == QLatin1String("Datalogger"))
-                    target = window.openDatalogger();
-                else if (options.form == QLatin1String("FadecParameters")) {
-                    station.selectEngine(1);
-                    station.parameterEditor().paramDefault();
-                    target = window.openFadecParameters();
-                }
-                else if (options.form == QLatin1String("ValeurDesParam")) {
-                    target = window.openValeurDesParam(true);
-                    for (int n = 1; n <= 6; ++n)
-                        if (station.link().portOpen(n))
-                            station.ioReadOut().read(n);
-                }
-                else if (options.form == QLatin1String("ProtocolTraceWindow"))
-                    target = window.openProtocolTrace();
-                else if (options.form == QLatin1String("Coefficients"))
-                    target = window.openCoefficients();
-                else if (options.form == QLatin1String("Usures"))
-                    target = window.openUsures();
-                else if (options.form == QLatin1String("EspionStart")) {
-                    station.selectEngine(1);
-                    target = window.openEspionStart();
-                } else if (options.form == QLatin1String("TestsMateriel")) {
-                    // The picture shows the form itself, whatever phase LE1 is in.
-                    auto* form = new TestsMaterielForm(station, &window);
-                    form->setEngine(1);
-                    form->show();
-                    target = form;
-                }
-                else if (options.form == QLatin1String("GraphiqueScreen"))
-                    target = window.openGraphiqueScreen();
-                else if (options.form == QLatin1String("Graphs"))
-                    window.pages()->setCurrentIndex(1);
-                else if (QWidget* alarmForm = window.openAlarmForm(options.form))
-                    target = alarmForm;
-                if (!saveShot(target, options.screenshot))
+                for (const ScreenshotForm& f : screenshotForms())
+                    if (options.form == QLatin1String(f.name))
+                        target = f.open(window, station);
+                if (!target || !saveShot(target, options.screenshot))
                     exitCode = 1;
             }
             station.quit();

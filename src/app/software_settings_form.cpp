@@ -2,6 +2,7 @@
 
 #include "app/form_buttons.h"
 #include "app/station.h"
+#include "settings/display_settings.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
@@ -70,6 +71,18 @@ SoftwareSettingsForm::SoftwareSettingsForm(Station& station, QWidget* parent)
     coefficients_ = new QCheckBox(QStringLiteral("Values with coefficients"));
     coefficients_->setObjectName(QStringLiteral("CheckCoefficients"));
     displayLayout->addWidget(coefficients_);
+    auto* sizeRow = new QHBoxLayout;
+    auto* sizeLabel = new QLabel(QStringLiteral("&Value size"));
+    valueSize_ = new QSpinBox;
+    valueSize_->setObjectName(QStringLiteral("SpinValueSize"));
+    valueSize_->setRange(DisplaySettings::kMinPointSize, DisplaySettings::kMaxPointSize);
+    valueSize_->setSuffix(QStringLiteral(" pt"));
+    valueSize_->setToolTip(QStringLiteral("Size of the live values on the main window; larger reads from further away"));
+    sizeLabel->setBuddy(valueSize_);
+    sizeRow->addWidget(sizeLabel);
+    sizeRow->addWidget(valueSize_);
+    sizeRow->addStretch(1);
+    displayLayout->addLayout(sizeRow);
     displayLayout->addStretch(1);
     middle->addWidget(display);
     outer->addLayout(middle);
@@ -110,6 +123,9 @@ void SoftwareSettingsForm::reload()
     serviceOption_->setChecked(s.serviceModeOption);
     timeOut_->setValue(s.serviceTimeOut);
     coefficients_->setChecked(station_.settings().displayWithCoefficients == 1);
+    DisplaySettings display;
+    display.load(station_.files());
+    valueSize_->setValue(display.valuePointSize);
 }
 
 SoftwareSettings SoftwareSettingsForm::edited() const
@@ -137,7 +153,14 @@ void SoftwareSettingsForm::save()
     if (!coefficientsSaved)
         station_.warn(QStringLiteral(" Warning!"),
                       QStringLiteral("Cannot write ") + station_.files().pathOf("\\CocheSelect.ini"));
-    if (station_.setSoftwareSettings(edited()) && coefficientsSaved)
+    // The window reads the value size again when the software settings change, just below.
+    DisplaySettings display;
+    display.valuePointSize = valueSize_->value();
+    const bool displaySaved = display.save(station_.files());
+    if (!displaySaved)
+        station_.warn(QStringLiteral(" Warning!"),
+                      QStringLiteral("Cannot write ") + station_.files().pathOf(QString::fromLatin1(DisplaySettings::kFileName)));
+    if (station_.setSoftwareSettings(edited()) && coefficientsSaved && displaySaved)
         accept();
 }
 

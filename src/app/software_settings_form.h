@@ -8,7 +8,8 @@
 //   CheckCurve_<i>  trend curve visible
 // and once: OptionCooling_0 / OptionCooling_1 (active / passive cooling), OptionUser (user-mode
 // option box), OptionService (service-mode option box), TextTimeOut (service time-out limit in
-// minutes), CheckCoefficients (display with coefficients), Command1 (save), Command2 (close).
+// minutes), CheckCoefficients (display with coefficients), SpinValueSize (point size of the
+// main window's values, "\Display.ini"), Command1 (save), Command2 (close).
 #include <QDialog>
 
 #include <array>
@@ -48,6 +49,7 @@ private:
     QCheckBox* serviceOption_ = nullptr;
     QSpinBox* timeOut_ = nullptr;
     QCheckBox* coefficients_ = nullptr;
+    QSpinBox* valueSize_ = nullptr;
 };
 
 } // namespace tarvek

@@ -401,8 +401,8 @@ bool Station::logIn(const QString& password)
         timer9_->stop();
         serviceCounter_ = 1;
         serviceMarker_ = false;
-        quitAvailable_ = false;
-        functionsAvailable_ = software_.userModeOption;
+        // A log-in only makes menus available: what an earlier log-in gave stays.
+        functionsAvailable_ = functionsAvailable_ || software_.userModeOption;
         if (software_.userModeOption)
             modeMenuCaption_ = QStringLiteral("Start in Service Mode");
     }
@@ -410,8 +410,8 @@ bool Station::logIn(const QString& password)
     if (passwords::matches(records[1], password)) {
         tables_.mode = OperatingMode::Service;
         serviceMarker_ = software_.serviceModeOption;
-        functionsAvailable_ = software_.serviceModeOption;
-        quitAvailable_ = software_.serviceModeOption;
+        functionsAvailable_ = functionsAvailable_ || software_.serviceModeOption;
+        quitAvailable_ = quitAvailable_ || software_.serviceModeOption;
         modeMenuCaption_ = QStringLiteral("Start in User Mode");
         serviceCounter_ = 1;
         timer8_->start();

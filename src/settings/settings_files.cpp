@@ -75,6 +75,7 @@ const std::vector<SettingsFileSpec>& SettingsFiles::index()
         {"\\SHTPCStatusHal.ini", L::Plain, QStringList{"1"} + repeat("0", 10) + QStringList{"1"} +
                                                repeat("0", 8), true},
         {"\\ParamLogStart.ini", L::Plain, {}, false},
+        {"\\Display.ini", L::Plain, {"14"}, false},
     };
     return files;
 }
