@@ -2,7 +2,9 @@
 // rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
 // the station's CPU share and peak resident memory.
 //   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM] [--graphs MS | --no-graphs]
-//               [--logger [--logger-ms 100]]
+//               [--logger [--logger-ms 100]] [--screen 1366x768]
+// --screen is the size of the offscreen screen the station lays its window out on (default 1366x768,
+// the screen it is made for; a smaller one makes its pages scroll).
 // --station runs another build of the station program (an earlier one, to compare).
 // --graphs runs the station on its graph page with all six curves at MS ms a pixel; --no-graphs
 // hides every curve, so the two runs show what the graphs cost.
@@ -89,6 +91,7 @@ int main(int argc, char** argv)
     QString program = QStringLiteral(TARVEK_STATION_BIN);
     QString graphsMs;
     int loggerMs = 100;
+    QStringList screenSize{QStringLiteral("1366"), QStringLiteral("768")};
     const QStringList args = app.arguments();
     const bool noGraphs = args.contains(QStringLiteral("--no-graphs"));
     const bool logger = args.contains(QStringLiteral("--logger"));
@@ -103,6 +106,12 @@ int main(int argc, char** argv)
             program = args[i + 1];
         if (args[i] == "--logger-ms")
             loggerMs = args[i + 1].toInt();
+        if (args[i] == "--screen")
+            screenSize = args[i + 1].split(QLatin1Char('x'));
+    }
+    if (screenSize.size() != 2) {
+        std::fprintf(stderr, "--screen: WIDTHxHEIGHT\n");
+        return 2;
     }
 
     QTemporaryDir dir;
@@ -162,7 +171,14 @@ int main(int argc, char** argv)
 
     QProcess stationProcess;
     auto env = QProcessEnvironment::systemEnvironment();
-    env.insert("QT_QPA_PLATFORM", "offscreen");
+    // The station lays its window out for the screen it finds; the offscreen platform's own is 800x600.
+    const QString screen = dir.filePath("screen.json");
+    writeLines(screen, {QStringLiteral("{\"screens\": [{\"name\": \"bench\", \"x\": 0, \"y\": 0, \"width\": %1, "
+                                       "\"height\": %2, \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}")
+                            .arg(screenSize[0].toInt())
+                            .arg(screenSize[1].toInt())});
+    std::printf("screen: %dx%d\n", screenSize[0].toInt(), screenSize[1].toInt());
+    env.insert("QT_QPA_PLATFORM", QStringLiteral("offscreen:configfile=") + screen);
     stationProcess.setProcessEnvironment(env);
     stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     QStringList stationArgs{"--folder", station, "--link-stats", "--quit-after", QString::number(seconds + warmup + 2)};

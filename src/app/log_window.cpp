@@ -2,6 +2,7 @@
 
 #include "app/colours.h"
 #include "app/messages_error.h"
+#include "app/page_tabs.h"
 #include "app/software_settings_form.h"
 
 #include <array>
@@ -27,7 +28,6 @@
 #include <QStyle>
 #include <QSplitter>
 #include <QStatusBar>
-#include <QTabWidget>
 #include <QTimer>
 #include <QVBoxLayout>
 
@@ -443,7 +443,7 @@ void LogWindow::buildCentral()
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidget(panels);
     // The engine columns and the trend graphs share the middle of the window, one page each.
-    pages_ = new QTabWidget;
+    pages_ = new PageTabs;
     pages_->setObjectName(QStringLiteral("Pages"));
     pages_->addTab(scroll, QStringLiteral("E&ngines")); // Alt+E opens the Service menu
     auto* body = new QSplitter(Qt::Horizontal);

@@ -45,12 +45,12 @@ class QListWidget;
 class QMenu;
 class QMessageBox;
 class QPushButton;
-class QTabWidget;
 class QWidget;
 
 namespace tarvek {
 
 class ChangePasswordForm;
+class PageTabs;
 class CoefficientsForm;
 class EspionStartForm;
 class TestsMaterielForm;
@@ -128,7 +128,7 @@ public:
     EspionStartForm* openEspionStart();
     TestsMaterielForm* openTestsMateriel();
     // The page of the engine columns and the page of the trend graphs.
-    QTabWidget* pages() const { return pages_; }
+    PageTabs* pages() const { return pages_; }
     QuestionRouter& questions() { return *router_; }
     // The warning box shown when an engine stops answering (BoiteDialogue), or nullptr.
     QDialog* lossBox() const { return lossBox_; }
@@ -200,7 +200,7 @@ private:
     QLabel* picture10_ = nullptr;
     QListWidget* list4_ = nullptr;
     QListWidget* list3_ = nullptr;
-    QTabWidget* pages_ = nullptr;
+    PageTabs* pages_ = nullptr;
 
     struct EngineWidgets {
         QLabel* title = nullptr;

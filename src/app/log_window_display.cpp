@@ -54,9 +54,11 @@ void LogWindow::refreshEngine(int index)
     // A slot that is not enabled in the port configuration shows its heading greyed.
     e.title->setEnabled(
         SettingsFiles::toNumber(station_.settings().portEnabled[static_cast<std::size_t>(index)]).value_or(0) == 1);
-    QFont tf = e.title->font();
-    tf.setUnderline(station_.tables().isSelected(index));
-    e.title->setFont(tf);
+    if (e.title->font().underline() != station_.tables().isSelected(index)) {
+        QFont tf = e.title->font();
+        tf.setUnderline(!tf.underline());
+        e.title->setFont(tf);
+    }
 
     e.status->setText(station_.engineStatusText(index));
     colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());

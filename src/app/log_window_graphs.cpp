@@ -2,11 +2,11 @@
 // screenshot viewer GraphiqueScreen.
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
+#include "app/page_tabs.h"
 #include "app/trend_graph.h"
 
 #include <QAction>
 #include <QMenu>
-#include <QTabWidget>
 #include <QTimer>
 
 namespace tarvek {

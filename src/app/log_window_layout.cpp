@@ -1,5 +1,6 @@
 // The main window's size on the screen and the size of its live values.
 #include "app/log_window.h"
+#include "app/page_tabs.h"
 #include "settings/display_settings.h"
 
 #include <QGuiApplication>
@@ -7,7 +8,6 @@
 #include <QScreen>
 #include <QScrollArea>
 #include <QSplitter>
-#include <QTabWidget>
 #include <QStyle>
 
 #include <algorithm>
@@ -76,13 +76,18 @@ void LogWindow::applyValueSize()
     // a larger value size takes them along.
     QFont text = font();
     text.setPointSize(std::max(text.pointSize(), (display.valuePointSize - DisplaySettings::kDefaultPointSize) / 2 + text.pointSize()));
+    // Room for the widest value up front: a value that grows a digit then changes no column width,
+    // so the page is not laid out and repainted again with its scroll bars at every refresh.
+    const int valueWidth = QFontMetrics(value).horizontalAdvance(QStringLiteral("-0000.00 We")) + 6;
     for (EngineWidgets& e : engines_) {
         QFont t = title;
         t.setUnderline(e.title->font().underline());
         e.title->setFont(t);
         for (QLabel* l : {e.link, e.phase, e.step, e.motor, e.fan1, e.fan2, e.mat, e.sht, e.lpc, e.lfc, e.vis,
-                          e.ir, e.rh, e.sbv, e.vcc, e.power})
+                          e.ir, e.rh, e.sbv, e.vcc, e.power}) {
             l->setFont(value);
+            l->setMinimumWidth(valueWidth);
+        }
         for (QLabel* l : {e.status, e.fault})
             l->setFont(text);
         e.port->setFont(font());

@@ -9,6 +9,7 @@
 #include "app/histo_window.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
+#include "app/page_tabs.h"
 #include "app/protocol_trace_window.h"
 #include "app/pw6_sliders.h"
 #include "app/question_window.h"
@@ -24,7 +25,6 @@
 #include <QDir>
 #include <QStandardPaths>
 #include <QStyleFactory>
-#include <QTabWidget>
 #include <QTimer>
 
 #include <algorithm>

@@ -2,6 +2,7 @@
 // and the graphs of engines running on the simulator.
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
+#include "app/page_tabs.h"
 #include "app/station.h"
 #include "app/trend_graph.h"
 #include "window_rig.h"
@@ -15,7 +16,6 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QTabWidget>
 #include <QTest>
 #include <QThreadPool>
 #include <QTimer>
