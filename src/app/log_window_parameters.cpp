@@ -1,6 +1,7 @@
 // The main window's side of the controller maintenance: FadecParameters (mnuParameters, refused
 // unless the selected LE is in phase 0), ValeurDesParam in both directions (mnuIOListData,
-// mnuRFStamptoPC, mnuRFPCtoStamp) and the protocol trace (mnuProtocolTrace). All service mode only.
+// mnuRFStamptoPC, mnuRFPCtoStamp) and the protocol trace (mnuProtocolTrace), all service mode only;
+// Read LE Settings (mnuVdesParam) opens the same read-out wherever the Functions menu is given.
 #include "app/fadec_parameters.h"
 #include "app/log_window.h"
 #include "app/protocol_trace_window.h"
@@ -27,6 +28,10 @@ void LogWindow::wireParameters()
     wire("mnuRFStamptoPC", [this] { openValeurDesParam(true); });
     wire("mnuRFPCtoStamp", [this] { openValeurDesParam(false); });
     wire("mnuProtocolTrace", [this] { openProtocolTrace(); });
+    // Read LE Settings only reads, so it keeps the Functions menu's access: the engines'
+    // raw blocks and the registers read at the last start.
+    connect(action(QStringLiteral("mnuVdesParam")), &QAction::triggered, this, [this] { openValeurDesParam(true); });
+    setWired(QStringLiteral("mnuVdesParam"));
 }
 
 FadecParameters* LogWindow::openFadecParameters()

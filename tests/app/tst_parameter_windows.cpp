@@ -37,6 +37,9 @@ private slots:
         for (const QString& name : kEntries)
             QVERIFY2(!rig.window->action(name)->isEnabled(), qPrintable(name));
         QVERIFY(rig.station->logIn("dolphin"));
+        // Read LE Settings opens the same read-out (for a user too, when the Functions menu is given).
+        rig.window->action("mnuVdesParam")->trigger();
+        QVERIFY(rig.get<ValeurDesParam>("ValeurDesParam") && rig.get<ValeurDesParam>("ValeurDesParam")->isVisible());
         for (const QString& name : kEntries)
             QVERIFY2(rig.window->action(name)->isEnabled(), qPrintable(name));
 
