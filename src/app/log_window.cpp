@@ -34,7 +34,6 @@
 namespace tarvek {
 
 namespace {
-const QString kNoValue = QStringLiteral("---");
 
 struct ValueRow {
     const char* caption; // with the unit the value is shown in
@@ -255,19 +254,6 @@ void LogWindow::applyMode()
     else if (station_.mode() == OperatingMode::Service)
         modeText = QStringLiteral("Service mode");
     findChild<QLabel*>(QStringLiteral("LabelMode"))->setText(modeText);
-}
-
-QLabel* LogWindow::valueLabel(const QString& name)
-{
-    auto* l = new QLabel(kNoValue);
-    l->setObjectName(name);
-    l->setAlignment(Qt::AlignCenter);
-    l->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
-    l->setMinimumWidth(80);
-    QFont f = l->font();
-    f.setBold(true);
-    l->setFont(f);
-    return l;
 }
 
 void LogWindow::buildCentral()

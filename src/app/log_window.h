@@ -157,6 +157,8 @@ protected:
 private:
     void buildMenus();
     void buildCentral();
+    // What a value cell shows while there is no live value.
+    inline static const QString kNoValue = QStringLiteral("---");
     QLabel* valueLabel(const QString& name);
     void addControl(QObject* control, Access access, bool wired = false);
     void onLogIn();

@@ -7,10 +7,6 @@
 
 namespace tarvek {
 
-namespace {
-const QString kNoValue = QStringLiteral("---");
-} // namespace
-
 void LogWindow::updatePortLabels()
 {
     const StationSettings& s = station_.settings();

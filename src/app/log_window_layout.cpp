@@ -63,6 +63,19 @@ void LogWindow::scrollPages()
     }
 }
 
+QLabel* LogWindow::valueLabel(const QString& name)
+{
+    auto* l = new QLabel(kNoValue);
+    l->setObjectName(name);
+    l->setAlignment(Qt::AlignCenter);
+    l->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
+    l->setMinimumWidth(80);
+    QFont f = l->font();
+    f.setBold(true);
+    l->setFont(f);
+    return l;
+}
+
 void LogWindow::applyValueSize()
 {
     DisplaySettings display;
