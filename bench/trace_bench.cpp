@@ -3,7 +3,7 @@
 // Prints the cost of one message through the tap, of one batch reaching the view, how many
 // messages a second the open trace keeps up with, and the memory a full table holds.
 #include "app/protocol_trace_window.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "protocol/codec.h"
 
 #include <QApplication>

@@ -5,7 +5,7 @@
 //
 // Controls per engine n: Armed<n> (check box), State<n> ("ALARM" or "normal", "---" before the
 // first reply), Value<n>; below: SaveLimits and Message (why a save was refused).
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QDialog>
 

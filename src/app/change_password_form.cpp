@@ -1,7 +1,7 @@
 #include "app/change_password_form.h"
 
 #include "app/form_buttons.h"
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QFormLayout>
 #include <QGroupBox>

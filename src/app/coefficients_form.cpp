@@ -1,7 +1,7 @@
 #include "app/coefficients_form.h"
 
 #include "app/form_buttons.h"
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QComboBox>
 #include <QFrame>

@@ -1,6 +1,6 @@
 #include "app/espion_start_form.h"
 
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QComboBox>
 #include <QHeaderView>

@@ -1,6 +1,6 @@
 #include "app/fadec_parameters.h"
 
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QComboBox>
 #include <QEvent>

@@ -1,6 +1,6 @@
 #include "app/graphique_screen.h"
 
-#include "app/trend_graphs.h"
+#include "station/trend_graphs.h"
 
 #include <QDir>
 #include <QFileInfo>

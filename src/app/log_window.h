@@ -28,7 +28,7 @@
 //
 // A control whose behaviour belongs to another part of the station is present and disabled until
 // that part calls setWired(); from then on the mode rules below decide whether it is enabled.
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QHash>
 #include <QMainWindow>

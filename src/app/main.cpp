@@ -15,7 +15,7 @@
 #include "app/question_window.h"
 #include "app/saisie.h"
 #include "app/software_settings_form.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "app/tests_materiel_form.h"
 #include "app/usures_form.h"
 #include "app/valeur_des_param.h"

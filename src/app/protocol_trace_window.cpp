@@ -1,6 +1,6 @@
 #include "app/protocol_trace_window.h"
 
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QCheckBox>
 #include <QDir>

@@ -1,7 +1,7 @@
 #include "app/pw6_sliders.h"
 
 #include "app/form_buttons.h"
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

@@ -1,7 +1,7 @@
 #include "app/software_settings_form.h"
 
 #include "app/form_buttons.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "settings/display_settings.h"
 
 #include <QCheckBox>

@@ -1,6 +1,6 @@
 #include "app/tests_materiel_form.h"
 
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QGridLayout>
 #include <QLabel>

@@ -5,7 +5,7 @@
 // A picture is a QImage that TrendGraphs draws into one column at a time; painting the widget
 // only copies it. Saving hands a copy of the picture to a worker, so a disk never holds up a
 // reply.
-#include "app/trend_graphs.h"
+#include "station/trend_graphs.h"
 
 #include <QFuture>
 #include <QImage>

@@ -1,6 +1,6 @@
 #include "app/usures_form.h"
 
-#include "app/station.h"
+#include "station/station.h"
 #include "operation/operation_context.h"
 
 #include <QDir>

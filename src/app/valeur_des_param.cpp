@@ -1,6 +1,6 @@
 #include "app/valeur_des_param.h"
 
-#include "app/station.h"
+#include "station/station.h"
 
 #include <QFontDatabase>
 #include <QGridLayout>

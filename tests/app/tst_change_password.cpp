@@ -1,7 +1,7 @@
 // The form ChangePassword from the Service menu: service mode only, refusals shown on the form.
 #include "app/change_password_form.h"
 #include "app/log_window.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "settings/passwords.h"
 #include "test_registry.h"
 

@@ -1,6 +1,6 @@
 // The data logger against six simulated engines: rows hold what the engines report, and a folder
 // that cannot be written is told once while every engine keeps being answered.
-#include "app/station.h"
+#include "station/station.h"
 #include "simulated_station.h"
 #include "test_registry.h"
 #include "test_support.h"

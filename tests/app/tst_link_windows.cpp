@@ -3,7 +3,7 @@
 #include "app/configuration_rs232.h"
 #include "app/histo_window.h"
 #include "app/log_window.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "simulated_station.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"

@@ -1,7 +1,7 @@
 #include "app/colours.h"
 #include "app/log_window.h"
 #include "app/software_settings_form.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
 

@@ -1,5 +1,5 @@
 // Operating the engines end to end: the station against six simulated engines on pseudo-terminals.
-#include "app/station.h"
+#include "station/station.h"
 #include "simulated_station.h"
 #include "test_registry.h"
 #include "test_support.h"

@@ -2,7 +2,7 @@
 #include "app/colours.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "window_rig.h"
 #include "test_registry.h"
 #include "test_support.h"

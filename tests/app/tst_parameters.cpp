@@ -1,5 +1,5 @@
 // The FADEC parameters, the raw read-out and the protocol trace, end to end against the simulator.
-#include "app/station.h"
+#include "station/station.h"
 #include "simulated_station.h"
 #include "test_registry.h"
 #include "test_support.h"

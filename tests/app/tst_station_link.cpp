@@ -1,5 +1,5 @@
 // The whole station, from its start-up, against six simulated engines on pseudo-terminals.
-#include "app/station.h"
+#include "station/station.h"
 #include "simulated_station.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"

@@ -3,7 +3,7 @@
 #include "app/graphique_screen.h"
 #include "app/log_window.h"
 #include "app/page_tabs.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "app/trend_graph.h"
 #include "window_rig.h"
 #include "test_registry.h"

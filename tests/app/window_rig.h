@@ -1,7 +1,7 @@
 #pragma once
 // The main window on a station logged in to user mode, with or without six simulated engines.
 #include "app/log_window.h"
-#include "app/station.h"
+#include "station/station.h"
 #include "simulated_station.h"
 
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "app/trend_graphs.h"
+#include "station/trend_graphs.h"
 
 #include "recording/named_timer.h"
 

@@ -3,7 +3,7 @@
 //
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
-#include "app/trend_graphs.h"
+#include "station/trend_graphs.h"
 #include "maintenance/io_readout.h"
 #include "maintenance/parameter_editor.h"
 #include "maintenance/parameter_list.h"
