@@ -29,7 +29,7 @@ int main(int argc, char** argv)
     QTemporaryDir dir;
     ManualClock clock;
     Station station(dir.path(), QString(), clock);
-    ProtocolTraceWindow window(station);
+    ProtocolTraceWindow window(station.protocolTrace(), station.files().folder());
     window.show();
     ProtocolTrace& trace = station.protocolTrace();
     auto* view = window.findChild<QTableView*>(QStringLiteral("TraceView"));

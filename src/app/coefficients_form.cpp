@@ -1,7 +1,8 @@
 #include "app/coefficients_form.h"
 
 #include "app/form_buttons.h"
-#include "station/station.h"
+#include "maintenance/coefficients_editor.h"
+#include "protocol/engine.h"
 
 #include <QComboBox>
 #include <QFrame>
@@ -34,7 +35,8 @@ QLabel* valueLabel(const QString& name)
 }
 } // namespace
 
-CoefficientsForm::CoefficientsForm(Station& station, QWidget* parent) : QDialog(parent), station_(station)
+CoefficientsForm::CoefficientsForm(CoefficientsEditor& editor, const EngineTables& tables, QWidget* parent)
+    : QDialog(parent), editor_(editor), tables_(tables)
 {
     setObjectName(QStringLiteral("Coefficients"));
     setWindowTitle(QStringLiteral(" LE Data - display coefficients"));
@@ -76,7 +78,7 @@ CoefficientsForm::CoefficientsForm(Station& station, QWidget* parent) : QDialog(
             grid->addWidget(cells[c], r + 1, static_cast<int>(c) + 1);
         const auto edit = [this, r](int column, QSpinBox* box) {
             connect(box, &QSpinBox::valueChanged, this,
-                    [this, r, column](int v) { station_.coefficients().set(r, column, v); });
+                    [this, r, column](int v) { editor_.set(r, column, v); });
         };
         edit(coefficients::Offset, row.offset);
         edit(coefficients::Factor, row.factor);
@@ -101,18 +103,18 @@ CoefficientsForm::CoefficientsForm(Station& station, QWidget* parent) : QDialog(
     QPushButton* saveButton = addSaveCloseRow(this, buttons);
     connect(saveButton, &QPushButton::clicked, this, &CoefficientsForm::save);
     connect(defaults, &QPushButton::clicked, this, [this] {
-        station_.coefficients().restoreDefaults();
+        editor_.restoreDefaults();
         showEdited();
     });
     connect(engine_, &QComboBox::currentIndexChanged, this, &CoefficientsForm::fillRaw);
-    connect(&station_.coefficients(), &CoefficientsEditor::editedChanged, this, &CoefficientsForm::refreshPreview);
-    connect(&station_.coefficients(), &CoefficientsEditor::applied, this, &CoefficientsForm::refreshPreview);
+    connect(&editor_, &CoefficientsEditor::editedChanged, this, &CoefficientsForm::refreshPreview);
+    connect(&editor_, &CoefficientsEditor::applied, this, &CoefficientsForm::refreshPreview);
 }
 
 void CoefficientsForm::reload()
 {
-    station_.coefficients().reload();
-    const int selected = station_.tables().selectedEngine;
+    editor_.reload();
+    const int selected = tables_.selectedEngine;
     if (selected >= 1 && selected <= kEngines)
         engine_->setCurrentIndex(selected - 1);
     result_->clear();
@@ -122,7 +124,7 @@ void CoefficientsForm::reload()
 
 void CoefficientsForm::showEdited()
 {
-    const coefficients::Values& v = station_.coefficients().edited();
+    const coefficients::Values& v = editor_.edited();
     for (int r = 0; r < coefficients::kRows; ++r) {
         Row& row = rows_[static_cast<std::size_t>(r)];
         const QSignalBlocker b1(row.offset), b2(row.factor), b3(row.decimals);
@@ -135,7 +137,7 @@ void CoefficientsForm::showEdited()
 
 void CoefficientsForm::fillRaw()
 {
-    const LightEngineRecord& r = station_.tables().at(engine_->currentIndex());
+    const LightEngineRecord& r = tables_.at(engine_->currentIndex());
     for (int k = 0; k < coefficients::kRows; ++k) {
         QSpinBox* raw = rows_[static_cast<std::size_t>(k)].raw;
         const QSignalBlocker block(raw);
@@ -146,7 +148,7 @@ void CoefficientsForm::fillRaw()
 
 void CoefficientsForm::refreshPreview()
 {
-    const CoefficientsEditor& editor = station_.coefficients();
+    const CoefficientsEditor& editor = editor_;
     const coefficients::Values inUse = editor.inUse();
     for (int k = 0; k < coefficients::kRows; ++k) {
         Row& row = rows_[static_cast<std::size_t>(k)];
@@ -166,7 +168,7 @@ void CoefficientsForm::refreshPreview()
 
 void CoefficientsForm::save()
 {
-    if (station_.coefficients().save())
+    if (editor_.save())
         result_->setText(QStringLiteral("Saved to Coefficients.ini: the main window uses these values."));
     else
         result_->setText(QStringLiteral("Not saved: the file cannot be written."));

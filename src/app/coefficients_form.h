@@ -15,12 +15,13 @@ class QSpinBox;
 
 namespace tarvek {
 
-class Station;
+class CoefficientsEditor;
+class EngineTables;
 
 class CoefficientsForm : public QDialog {
     Q_OBJECT
 public:
-    explicit CoefficientsForm(Station& station, QWidget* parent = nullptr);
+    CoefficientsForm(CoefficientsEditor& editor, const EngineTables& tables, QWidget* parent = nullptr);
 
     // The values in use, and the raw values of the chosen engine.
     void reload();
@@ -31,7 +32,8 @@ private:
     void refreshPreview();
     void save();
 
-    Station& station_;
+    CoefficientsEditor& editor_;
+    const EngineTables& tables_;
     QComboBox* engine_;
     QLabel* note_;
     QLabel* result_;

@@ -1,6 +1,7 @@
 #include "app/espion_start_form.h"
 
-#include "station/station.h"
+#include "maintenance/start_spy.h"
+#include "recording/clock.h"
 
 #include <QComboBox>
 #include <QHeaderView>
@@ -12,7 +13,8 @@
 
 namespace tarvek {
 
-EspionStartForm::EspionStartForm(Station& station, QWidget* parent) : QDialog(parent), station_(station)
+EspionStartForm::EspionStartForm(StartSpy& spy, Clock& clock, QTimer* displayTick, QWidget* parent)
+    : QDialog(parent), spy_(spy), clock_(clock)
 {
     setObjectName(QStringLiteral("EspionStart"));
     setWindowTitle(QStringLiteral(" Debugger Stamp - start sequence"));
@@ -59,13 +61,13 @@ EspionStartForm::EspionStartForm(Station& station, QWidget* parent) : QDialog(pa
     layout->addWidget(close, 0, Qt::AlignRight);
 
     connect(engine_, &QComboBox::currentIndexChanged, this, &EspionStartForm::refresh);
-    connect(&station_.startSpy(), &StartSpy::changed, this, [this](int e) {
+    connect(&spy_, &StartSpy::changed, this, [this](int e) {
         if (e == engine())
             refresh();
     });
     // A step still running counts up with the main display.
-    connect(station_.displayTimer(), &QTimer::timeout, this, [this] {
-        if (isVisible() && station_.startSpy().trace(engine()).state == SpyState::Following)
+    connect(displayTick, &QTimer::timeout, this, [this] {
+        if (isVisible() && spy_.trace(engine()).state == SpyState::Following)
             refresh();
     });
 }
@@ -84,7 +86,7 @@ void EspionStartForm::follow(int engine)
 
 void EspionStartForm::refresh()
 {
-    const StartTrace& t = station_.startSpy().trace(engine());
+    const StartTrace& t = spy_.trace(engine());
     state_->setText(StartSpy::stateText(t, engine()));
     registers_->setText(QStringLiteral("z1 %1 s, z2 %2 s, z3 %3 s %4")
                             .arg(t.z[0] / 10.0, 0, 'f', 1)
@@ -92,7 +94,7 @@ void EspionStartForm::refresh()
                             .arg(t.z[2] / 10.0, 0, 'f', 1)
                             .arg(t.zFromRegisters ? QStringLiteral("(read from the FADEC)")
                                                   : QStringLiteral("(factory defaults: no parameter read seen)")));
-    const std::vector<StartStep> steps = StartSpy::steps(t, station_.clock().now());
+    const std::vector<StartStep> steps = StartSpy::steps(t, clock_.now());
     steps_->setRowCount(static_cast<int>(steps.size()));
     for (std::size_t i = 0; i < steps.size(); ++i) {
         const StartStep& s = steps[i];

@@ -9,15 +9,18 @@
 class QComboBox;
 class QLabel;
 class QTableWidget;
+class QTimer;
 
 namespace tarvek {
 
-class Station;
+class Clock;
+class StartSpy;
 
 class EspionStartForm : public QDialog {
     Q_OBJECT
 public:
-    explicit EspionStartForm(Station& station, QWidget* parent = nullptr);
+    // displayTick: the main display's refresh, which moves the running step's time on.
+    EspionStartForm(StartSpy& spy, Clock& clock, QTimer* displayTick, QWidget* parent = nullptr);
 
     // Follows engine 1..6.
     void follow(int engine);
@@ -25,7 +28,8 @@ public:
     void refresh();
 
 private:
-    Station& station_;
+    StartSpy& spy_;
+    Clock& clock_;
     QComboBox* engine_;
     QLabel* state_;
     QLabel* registers_;

@@ -1,6 +1,8 @@
 #include "app/fadec_parameters.h"
 
-#include "station/station.h"
+#include "maintenance/parameter_editor.h"
+#include "protocol/engine.h"
+#include "setpoints/value_entry.h"
 
 #include <QComboBox>
 #include <QEvent>
@@ -19,13 +21,13 @@ namespace {
 constexpr int kRowsPerColumn = 16;
 } // namespace
 
-FadecParameters::FadecParameters(Station& station, std::function<void()> showEntry, QWidget* parent)
-    : QDialog(parent), station_(station), showEntry_(std::move(showEntry))
+FadecParameters::FadecParameters(ParameterEditor& editor, ValueEntry& entry, const EngineTables& tables,
+                                 std::function<void()> showEntry, QWidget* parent)
+    : QDialog(parent), editor_(editor), entry_(entry), tables_(tables), showEntry_(std::move(showEntry))
 {
     setObjectName(QStringLiteral("FadecParameters"));
     setWindowTitle(QStringLiteral("FADEC Parameters"));
     setModal(false);
-    ParameterEditor& editor = station_.parameterEditor();
 
     auto* outer = new QVBoxLayout(this);
     selected_ = new QLabel;
@@ -119,7 +121,6 @@ FadecParameters::FadecParameters(Station& station, std::function<void()> showEnt
     connect(&editor, &ParameterEditor::valuesChanged, this, &FadecParameters::showValues);
     connect(&editor, &ParameterEditor::marksChanged, this, &FadecParameters::showMarks);
     connect(&editor, &ParameterEditor::outcomeChanged, outcome_, &QLabel::setText);
-    connect(&station_, &Station::selectedCaptionChanged, this, &FadecParameters::showSelected);
     showValues();
     showMarks();
     showSelected();
@@ -128,21 +129,21 @@ FadecParameters::FadecParameters(Station& station, std::function<void()> showEnt
 
 void FadecParameters::showSelected()
 {
-    const int engine = station_.tables().selectedEngine;
+    const int engine = tables_.selectedEngine;
     selected_->setText(parameter_texts::selected(engine) +
                        (engine < 1 || engine > kEngines ? QStringLiteral("  (choose an LE on the main window)") : QString()));
 }
 
 void FadecParameters::showValues()
 {
-    const ParameterEditor& editor = station_.parameterEditor();
+    const ParameterEditor& editor = editor_;
     for (int r = 0; r < ParameterEditor::kRegisters; ++r)
         boxes_[static_cast<std::size_t>(r)]->setText(editor.value(r));
 }
 
 void FadecParameters::showMarks()
 {
-    const ParameterEditor& editor = station_.parameterEditor();
+    const ParameterEditor& editor = editor_;
     for (int r = 0; r < ParameterEditor::kRegisters; ++r) {
         const QString why = editor.mark(r);
         QLineEdit* box = boxes_[static_cast<std::size_t>(r)];
@@ -155,7 +156,7 @@ void FadecParameters::showMarks()
 
 void FadecParameters::edit(int reg)
 {
-    ParameterEditor& editor = station_.parameterEditor();
+    ParameterEditor& editor = editor_;
     const QString caption = ParameterEditor::labels()[static_cast<std::size_t>(reg)].trimmed();
     EntryRequest request;
     request.hint = caption.isEmpty() ? QStringLiteral("Register %1").arg(reg)
@@ -166,7 +167,7 @@ void FadecParameters::edit(int reg)
     request.onAccepted = [&editor, reg](const QString& text) { editor.setValue(reg, QString::number(text.toInt())); };
     if (showEntry_)
         showEntry_();
-    station_.valueEntry().open(std::move(request));
+    entry_.open(std::move(request));
 }
 
 bool FadecParameters::eventFilter(QObject* watched, QEvent* event)
@@ -192,7 +193,7 @@ bool FadecParameters::eventFilter(QObject* watched, QEvent* event)
 
 void FadecParameters::reject()
 {
-    station_.parameterEditor().quit();
+    editor_.quit();
     QDialog::reject();
 }
 

@@ -18,19 +18,25 @@ class QLineEdit;
 
 namespace tarvek {
 
-class Station;
+class EngineTables;
+class ParameterEditor;
+class ValueEntry;
 
 class FadecParameters : public QDialog {
     Q_OBJECT
 public:
-    // showEntry makes sure the value entry form exists before an entry is opened.
-    FadecParameters(Station& station, std::function<void()> showEntry, QWidget* parent = nullptr);
+    // The registers of the selected engine (tables), changed through the value entry; showEntry makes
+    // sure the value entry form exists before an entry is opened.
+    FadecParameters(ParameterEditor& editor, ValueEntry& entry, const EngineTables& tables,
+                    std::function<void()> showEntry, QWidget* parent = nullptr);
 
     // Opens Saisie for register r.
     void edit(int reg);
 
 public slots:
     void reject() override;
+    // The main window's choice of engine changed.
+    void showSelected();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -38,9 +44,10 @@ protected:
 private:
     void showValues();
     void showMarks();
-    void showSelected();
 
-    Station& station_;
+    ParameterEditor& editor_;
+    ValueEntry& entry_;
+    const EngineTables& tables_;
     std::function<void()> showEntry_;
     QLabel* selected_ = nullptr;
     QLabel* outcome_ = nullptr;

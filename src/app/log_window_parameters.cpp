@@ -38,8 +38,11 @@ FadecParameters* LogWindow::openFadecParameters()
 {
     if (!station_.parameterEditor().mayOpen())
         return nullptr;
-    if (!fadecParameters_)
-        fadecParameters_ = new FadecParameters(station_, [this] { saisie(); }, this);
+    if (!fadecParameters_) {
+        fadecParameters_ = new FadecParameters(station_.parameterEditor(), station_.valueEntry(), station_.tables(),
+                                               [this] { saisie(); }, this);
+        connect(&station_, &Station::selectedCaptionChanged, fadecParameters_, &FadecParameters::showSelected);
+    }
     fadecParameters_->show();
     fadecParameters_->raise();
     fadecParameters_->activateWindow();
@@ -49,7 +52,7 @@ FadecParameters* LogWindow::openFadecParameters()
 ValeurDesParam* LogWindow::openValeurDesParam(bool stampToPc)
 {
     if (!valeurDesParam_)
-        valeurDesParam_ = new ValeurDesParam(station_, this);
+        valeurDesParam_ = new ValeurDesParam(station_.ioReadOut(), station_.parameterList(), this);
     valeurDesParam_->showDirection(stampToPc);
     valeurDesParam_->show();
     valeurDesParam_->raise();
@@ -60,7 +63,7 @@ ValeurDesParam* LogWindow::openValeurDesParam(bool stampToPc)
 ProtocolTraceWindow* LogWindow::openProtocolTrace()
 {
     if (!trace_)
-        trace_ = new ProtocolTraceWindow(station_, this);
+        trace_ = new ProtocolTraceWindow(station_.protocolTrace(), station_.files().folder(), this);
     trace_->show();
     trace_->raise();
     trace_->activateWindow();

@@ -56,7 +56,7 @@ void LogWindow::wireService()
 CoefficientsForm* LogWindow::openCoefficients()
 {
     if (!coefficientsForm_)
-        coefficientsForm_ = new CoefficientsForm(station_, this);
+        coefficientsForm_ = new CoefficientsForm(station_.coefficients(), station_.tables(), this);
     coefficientsForm_->reload();
     return present(coefficientsForm_.data());
 }
@@ -72,7 +72,7 @@ UsuresForm* LogWindow::openUsures()
 EspionStartForm* LogWindow::openEspionStart()
 {
     if (!espion_)
-        espion_ = new EspionStartForm(station_, this);
+        espion_ = new EspionStartForm(station_.startSpy(), station_.clock(), station_.displayTimer(), this);
     espion_->follow(station_.tables().selectedEngine);
     return present(espion_.data());
 }
@@ -87,7 +87,7 @@ TestsMaterielForm* LogWindow::openTestsMateriel()
     if (!station_.hardwareTests().checkPhase(engine))
         return nullptr;
     if (!testsMateriel_)
-        testsMateriel_ = new TestsMaterielForm(station_, this);
+        testsMateriel_ = new TestsMaterielForm(station_.hardwareTests(), station_.clock(), this);
     testsMateriel_->setEngine(engine);
     return present(testsMateriel_.data());
 }

@@ -22,7 +22,7 @@ void LogWindow::wireSetPoints()
 PW6Sliders* LogWindow::openPowerSetPoints()
 {
     if (!sliders_)
-        sliders_ = new PW6Sliders(station_, this);
+        sliders_ = new PW6Sliders(station_.powerSetPoints(), station_.tables(), this);
     sliders_->reload();
     sliders_->show();
     sliders_->raise();

@@ -112,7 +112,7 @@ const std::vector<ScreenshotForm>& screenshotForms()
         {"EspionStart", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openEspionStart(); }},
         // The picture shows the form itself, whatever phase LE1 is in.
         {"TestsMateriel", [](W& w, S& s) -> QWidget* {
-             auto* form = new TestsMaterielForm(s, &w);
+             auto* form = new TestsMaterielForm(s.hardwareTests(), s.clock(), &w);
              form->setEngine(1);
              form->show();
              return form;

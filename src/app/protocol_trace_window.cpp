@@ -1,6 +1,7 @@
 #include "app/protocol_trace_window.h"
 
-#include "station/station.h"
+#include "maintenance/protocol_trace.h"
+#include "protocol/engine.h"
 
 #include <QCheckBox>
 #include <QDir>
@@ -18,12 +19,12 @@
 
 namespace tarvek {
 
-ProtocolTraceWindow::ProtocolTraceWindow(Station& station, QWidget* parent) : QDialog(parent), station_(station)
+ProtocolTraceWindow::ProtocolTraceWindow(ProtocolTrace& trace, const QString& folder, QWidget* parent)
+    : QDialog(parent), trace_(trace), folder_(folder)
 {
     setObjectName(QStringLiteral("ProtocolTraceWindow"));
     setWindowTitle(QStringLiteral("Protocol Trace"));
     setModal(false);
-    ProtocolTrace& trace = station_.protocolTrace();
 
     auto* outer = new QVBoxLayout(this);
     auto* top = new QHBoxLayout;
@@ -83,7 +84,7 @@ ProtocolTraceWindow::ProtocolTraceWindow(Station& station, QWidget* parent) : QD
         showCount();
     });
     connect(save, &QPushButton::clicked, this, [this] {
-        auto* dialog = new QFileDialog(this, QStringLiteral("Save the protocol trace"), station_.files().folder(),
+        auto* dialog = new QFileDialog(this, QStringLiteral("Save the protocol trace"), folder_,
                                        QStringLiteral("Text files (*.txt)"));
         dialog->setObjectName(QStringLiteral("TraceSaveDialog"));
         dialog->setAcceptMode(QFileDialog::AcceptSave);
@@ -95,7 +96,7 @@ ProtocolTraceWindow::ProtocolTraceWindow(Station& station, QWidget* parent) : QD
     });
     // While paused no batch comes: the count of what is not recorded still moves.
     connect(trace.refreshTimer(), &QTimer::timeout, this, [this] {
-        if (station_.protocolTrace().paused())
+        if (trace_.paused())
             showCount();
     });
     connect(&trace, &ProtocolTrace::batchShown, this, [this] {
@@ -111,7 +112,7 @@ ProtocolTraceWindow::ProtocolTraceWindow(Station& station, QWidget* parent) : QD
 bool ProtocolTraceWindow::saveTo(const QString& path)
 {
     QString error;
-    if (station_.protocolTrace().save(path, &error)) {
+    if (trace_.save(path, &error)) {
         count_->setText(QStringLiteral("Saved to %1").arg(QDir::toNativeSeparators(path)));
         return true;
     }
@@ -126,7 +127,7 @@ bool ProtocolTraceWindow::saveTo(const QString& path)
 
 void ProtocolTraceWindow::showCount()
 {
-    const ProtocolTrace& trace = station_.protocolTrace();
+    const ProtocolTrace& trace = trace_;
     QString text = QStringLiteral("%1 lines (the last %2 are kept)").arg(trace.rowCount()).arg(ProtocolTrace::kCapacity);
     if (trace.paused())
         text += QStringLiteral(" - paused, %1 not recorded").arg(trace.skippedWhilePaused());
@@ -135,13 +136,13 @@ void ProtocolTraceWindow::showCount()
 
 void ProtocolTraceWindow::showEvent(QShowEvent* event)
 {
-    station_.protocolTrace().setCapturing(true);
+    trace_.setCapturing(true);
     QDialog::showEvent(event);
 }
 
 void ProtocolTraceWindow::hideEvent(QHideEvent* event)
 {
-    station_.protocolTrace().setCapturing(false);
+    trace_.setCapturing(false);
     QDialog::hideEvent(event);
 }
 

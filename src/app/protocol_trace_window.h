@@ -13,12 +13,13 @@ class QTableView;
 
 namespace tarvek {
 
-class Station;
+class ProtocolTrace;
 
 class ProtocolTraceWindow : public QDialog {
     Q_OBJECT
 public:
-    explicit ProtocolTraceWindow(Station& station, QWidget* parent = nullptr);
+    // folder: where "Save" starts.
+    ProtocolTraceWindow(ProtocolTrace& trace, const QString& folder, QWidget* parent = nullptr);
 
     // Writes the trace to a file; the save button asks where first.
     bool saveTo(const QString& path);
@@ -30,7 +31,8 @@ protected:
 private:
     void showCount();
 
-    Station& station_;
+    ProtocolTrace& trace_;
+    QString folder_;
     QTableView* view_ = nullptr;
     QLabel* count_ = nullptr;
     QPushButton* pause_ = nullptr;

@@ -1,7 +1,8 @@
 #include "app/pw6_sliders.h"
 
 #include "app/form_buttons.h"
-#include "station/station.h"
+#include "protocol/engine.h"
+#include "setpoints/power_setpoints.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -13,7 +14,8 @@
 
 namespace tarvek {
 
-PW6Sliders::PW6Sliders(Station& station, QWidget* parent) : QDialog(parent), station_(station)
+PW6Sliders::PW6Sliders(PowerSetPoints& setPoints, const EngineTables& tables, QWidget* parent)
+    : QDialog(parent), setPoints_(setPoints), tables_(tables)
 {
     setObjectName(QStringLiteral("PW6Sliders"));
     setWindowTitle(QStringLiteral(" PWe in Individual or Group"));
@@ -72,11 +74,11 @@ PW6Sliders::PW6Sliders(Station& station, QWidget* parent) : QDialog(parent), sta
 
 void PW6Sliders::reload()
 {
-    const int selected = station_.tables().selectedEngine;
+    const int selected = tables_.selectedEngine;
     lastMoved_ = selected >= 1 && selected <= kEngines ? selected - 1 : 0;
     following_ = true; // loading is not a group move
     for (int i = 0; i < kEngines; ++i) {
-        const int v = station_.tables().at(i).PowerSetPoint;
+        const int v = tables_.at(i).PowerSetPoint;
         sliders_[static_cast<std::size_t>(i)]->setValue(v);
         labels_[static_cast<std::size_t>(i)]->setText(PowerSetPoints::weText(sliders_[static_cast<std::size_t>(i)]->value()));
     }
@@ -117,7 +119,7 @@ void PW6Sliders::presetEqual()
 
 void PW6Sliders::validate()
 {
-    station_.powerSetPoints().confirm(shown());
+    setPoints_.confirm(shown());
     accept();
 }
 

@@ -16,14 +16,15 @@ class QSlider;
 
 namespace tarvek {
 
-class Station;
+class PowerSetPoints;
+class EngineTables;
 
 class PW6Sliders : public QDialog {
     Q_OBJECT
 public:
     static constexpr int kEngines = 6;
 
-    explicit PW6Sliders(Station& station, QWidget* parent = nullptr);
+    PW6Sliders(PowerSetPoints& setPoints, const EngineTables& tables, QWidget* parent = nullptr);
 
     // The sliders show the stored set-points again; the slider of the selected engine has the focus.
     void reload();
@@ -36,7 +37,8 @@ public slots:
 private:
     void moved(int index, int value);
 
-    Station& station_;
+    PowerSetPoints& setPoints_;
+    const EngineTables& tables_;
     std::array<QSlider*, kEngines> sliders_{};
     std::array<QLabel*, kEngines> labels_{};
     QRadioButton* single_ = nullptr;

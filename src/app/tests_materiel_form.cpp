@@ -1,6 +1,7 @@
 #include "app/tests_materiel_form.h"
 
-#include "station/station.h"
+#include "maintenance/hardware_tests.h"
+#include "recording/clock.h"
 
 #include <QGridLayout>
 #include <QLabel>
@@ -11,7 +12,8 @@
 
 namespace tarvek {
 
-TestsMaterielForm::TestsMaterielForm(Station& station, QWidget* parent) : QDialog(parent), station_(station)
+TestsMaterielForm::TestsMaterielForm(HardwareTests& tests, Clock& clock, QWidget* parent)
+    : QDialog(parent), tests_(tests), clock_(clock)
 {
     setObjectName(QStringLiteral("TestsMateriel"));
     setWindowTitle(QStringLiteral(" Hardward Tests"));
@@ -34,7 +36,7 @@ TestsMaterielForm::TestsMaterielForm(Station& station, QWidget* parent) : QDialo
         l->setWordWrap(true);
         grid->addWidget(l, row, 1);
         connect(b, &QPushButton::clicked, this,
-                [this, test] { station_.hardwareTests().run(engine_, test, rpm_->value()); });
+                [this, test] { tests_.run(engine_, test, rpm_->value()); });
         return b;
     };
     testButton("TestQth", HardwareTest::QthLamps, QStringLiteral("QTH lamps"),
@@ -64,7 +66,7 @@ TestsMaterielForm::TestsMaterielForm(Station& station, QWidget* parent) : QDialo
     running->addWidget(state_, 1);
     stop_ = new QPushButton(QStringLiteral("Stop test"));
     stop_->setObjectName(QStringLiteral("TestStop"));
-    connect(stop_, &QPushButton::clicked, this, [this] { station_.hardwareTests().abort(); });
+    connect(stop_, &QPushButton::clicked, this, [this] { tests_.abort(); });
     running->addWidget(stop_);
     layout->addLayout(running);
     results_ = new QListWidget;
@@ -80,8 +82,8 @@ TestsMaterielForm::TestsMaterielForm(Station& station, QWidget* parent) : QDialo
     connect(close, &QPushButton::clicked, this, &QDialog::reject);
     layout->addWidget(close, 0, Qt::AlignRight);
 
-    connect(&station_.hardwareTests(), &HardwareTests::changed, this, &TestsMaterielForm::refresh);
-    connect(&station_.hardwareTests(), &HardwareTests::finished, this, &TestsMaterielForm::finished);
+    connect(&tests_, &HardwareTests::changed, this, &TestsMaterielForm::refresh);
+    connect(&tests_, &HardwareTests::finished, this, &TestsMaterielForm::finished);
     refresh();
 }
 
@@ -95,7 +97,7 @@ void TestsMaterielForm::setEngine(int engine)
 void TestsMaterielForm::refresh()
 {
     caption_->setText(QStringLiteral("Selected LE : %1").arg(engine_));
-    const HardwareTests& tests = station_.hardwareTests();
+    const HardwareTests& tests = tests_;
     const TestRun& run = tests.current();
     stop_->setEnabled(tests.running());
     if (run.state == TestState::Idle)
@@ -108,7 +110,7 @@ void TestsMaterielForm::refresh()
 void TestsMaterielForm::finished(const TestRun& run)
 {
     results_->addItem(QStringLiteral("%1  LE%2 %3: %4, %5")
-                          .arg(station_.clock().timeText())
+                          .arg(clock_.timeText())
                           .arg(run.engine)
                           .arg(HardwareTests::name(run.test), HardwareTests::stateText(run.state), run.detail));
     results_->scrollToBottom();

@@ -13,13 +13,14 @@ class QSpinBox;
 
 namespace tarvek {
 
-class Station;
+class Clock;
+class HardwareTests;
 struct TestRun;
 
 class TestsMaterielForm : public QDialog {
     Q_OBJECT
 public:
-    explicit TestsMaterielForm(Station& station, QWidget* parent = nullptr);
+    TestsMaterielForm(HardwareTests& tests, Clock& clock, QWidget* parent = nullptr);
 
     // Works on engine 1..6 from now on.
     void setEngine(int engine);
@@ -29,7 +30,8 @@ public:
 private:
     void finished(const TestRun& run);
 
-    Station& station_;
+    HardwareTests& tests_;
+    Clock& clock_;
     int engine_ = 1;
     QLabel* caption_;
     QLabel* state_;

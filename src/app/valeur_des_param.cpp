@@ -1,6 +1,8 @@
 #include "app/valeur_des_param.h"
 
-#include "station/station.h"
+#include "maintenance/io_readout.h"
+#include "maintenance/parameter_editor.h"
+#include "maintenance/parameter_list.h"
 
 #include <QFontDatabase>
 #include <QGridLayout>
@@ -14,11 +16,11 @@
 
 namespace tarvek {
 
-ValeurDesParam::ValeurDesParam(Station& station, QWidget* parent) : QDialog(parent), station_(station)
+ValeurDesParam::ValeurDesParam(IoReadOut& readOut, const ParameterList& started, QWidget* parent)
+    : QDialog(parent), readOut_(readOut), started_(started)
 {
     setObjectName(QStringLiteral("ValeurDesParam"));
     setModal(false);
-    IoReadOut& readOut = station_.ioReadOut();
 
     auto* outer = new QVBoxLayout(this);
     auto* top = new QHBoxLayout;
@@ -110,21 +112,21 @@ void ValeurDesParam::showDirection(bool stampToPc)
     const auto d = stampToPc ? IoReadOut::Direction::StampToPc : IoReadOut::Direction::PcToStamp;
     (stampToPc ? stampToPc_ : pcToStamp_)->setChecked(true);
     setWindowTitle(IoReadOut::directionCaption(d));
-    if (station_.ioReadOut().direction() != d)
-        station_.ioReadOut().setDirection(d);
+    if (readOut_.direction() != d)
+        readOut_.setDirection(d);
     else
         refill();
 }
 
 void ValeurDesParam::refill()
 {
-    const QStringList started = station_.parameterList().lines();
+    const QStringList started = started_.lines();
     if (parameters_->count() != started.size() ||
         (parameters_->count() > 0 && parameters_->item(parameters_->count() - 1)->text() != started.last())) {
         parameters_->clear();
         parameters_->addItems(started);
     }
-    const IoReadOut& readOut = station_.ioReadOut();
+    const IoReadOut& readOut = readOut_;
     for (int n = 1; n <= kEngines; ++n) {
         if (!readOut.shown(n))
             continue;
@@ -144,14 +146,14 @@ void ValeurDesParam::refill()
 
 void ValeurDesParam::showEvent(QShowEvent* event)
 {
-    station_.ioReadOut().setOpen(true);
+    readOut_.setOpen(true);
     refill();
     QDialog::showEvent(event);
 }
 
 void ValeurDesParam::hideEvent(QHideEvent* event)
 {
-    station_.ioReadOut().setOpen(false);
+    readOut_.setOpen(false);
     QDialog::hideEvent(event);
 }
 

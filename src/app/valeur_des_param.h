@@ -17,12 +17,13 @@ class QRadioButton;
 
 namespace tarvek {
 
-class Station;
+class IoReadOut;
+class ParameterList;
 
 class ValeurDesParam : public QDialog {
     Q_OBJECT
 public:
-    explicit ValeurDesParam(Station& station, QWidget* parent = nullptr);
+    ValeurDesParam(IoReadOut& readOut, const ParameterList& started, QWidget* parent = nullptr);
 
     // The menu entries open the form on one direction or the other.
     void showDirection(bool stampToPc);
@@ -34,7 +35,8 @@ protected:
 private:
     void refill();
 
-    Station& station_;
+    IoReadOut& readOut_;
+    const ParameterList& started_;
     QLabel* selected_ = nullptr;
     QRadioButton* stampToPc_ = nullptr;
     QRadioButton* pcToStamp_ = nullptr;
