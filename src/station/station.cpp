@@ -17,6 +17,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
 {
     setObjectName(QStringLiteral("Station"));
     files_.setParent(this);
+    files_.setClock(&clock_);
     timer1_ = namedTimer(this, QStringLiteral("Timer1"), shell_timing::kStartupMs, true);
     timer8_ = namedTimer(this, QStringLiteral("Timer8"), shell_timing::kServiceTickMs, false);
     timer9_ = namedTimer(this, QStringLiteral("Timer9"), shell_timing::kServiceNoticeMs, true);
