@@ -49,9 +49,9 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     // A settings file that cannot be written, or a value that is not a number: once, on the status
     // line and in List4; the station goes on with the values it holds.
     connect(&files_, &SettingsFiles::problem, this, &Station::announce);
-    connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
-        emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
-    });
+    // A history line the disk refuses is held until it takes it: told once each way.
+    connect(history_, &History::problem, this, &Station::announce);
+    connect(history_, &History::recovered, this, &Station::announce);
     // Discovery confirms the ports again whenever they are (re)opened by the operator.
     connect(link_, &SerialLink::connectionChanged, this, [this](bool on) {
         if (on)
@@ -534,6 +534,7 @@ void Station::quit()
     for (QTimer* t : timers)
         t->stop();
     link_->shutdown();
+    history_->flush(); // a last try for lines the disk refused so far
     pending_.clear();
     emit quitting();
     emit finished();
