@@ -304,7 +304,9 @@ void Station::startUp()
     coefficients_->reload();
     wearCounters_->load();
     software_.load(files_);
-    comMap_.load(files_);
+    // Port settings that name no port are told, line by line; those ports stay off.
+    for (const QString& fault : comMap_.load(files_) + ComMap::portSettingFaults(settings_.portNumbers, settings_.portEnabled))
+        announce(fault);
     link_->loadForm();
     emit softwareSettingsChanged();
 
