@@ -23,6 +23,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <QStyleFactory>
 #include <QTimer>
@@ -30,6 +31,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -136,6 +138,29 @@ int usageError(const QString& text)
     return kUsageError;
 }
 
+// --reset-passwords: the log-in file gets its defaults back; the old one stays beside it.
+int resetPasswords(const Options& o)
+{
+    SettingsFiles files(o.folder, o.loginFile);
+    QString failure;
+    QObject::connect(&files, &SettingsFiles::fileError, &files,
+                     [&failure](const QString&, const QString& reason) { failure = reason; });
+    const QString name = SettingsFiles::loginFileName();
+    const QString path = QDir::toNativeSeparators(files.pathOf(name));
+    const bool existed = QFileInfo::exists(files.pathOf(name));
+    const QString aside = existed ? files.repair(name, QStringLiteral("is reset")) : QString();
+    if (!(existed ? !aside.isEmpty() : files.ensure(name)) || !failure.isEmpty()) {
+        std::fprintf(stderr, "tarvek-station: cannot reset the password file %s: %s\n", qPrintable(path),
+                     qPrintable(failure.isEmpty() ? QStringLiteral("it cannot be moved aside") : failure));
+        return 1;
+    }
+    std::printf("The password file %s holds the default passwords again%s.\n"
+                "Log in to service mode and set new ones (Functions, Change Password).\n",
+                qPrintable(path), qPrintable(aside.isEmpty() ? QString() : QStringLiteral("; the old one is kept as ") +
+                                                                           QDir::toNativeSeparators(aside)));
+    return 0;
+}
+
 // Reads the command line on a core application, before any window system is asked for: help,
 // version and usage errors work without a display. Returns an exit code when the program ends here.
 std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
@@ -190,8 +215,13 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                        "Datalogger/bench_LEn, with Timer42 ticking every MS ms instead of a minute and a row "
                        "each tick (for benchmarks; the saved logger choices are left as they are)."),
         QStringLiteral("MS"));
+    const QCommandLineOption resetOption(
+        QStringLiteral("reset-passwords"),
+        QStringLiteral("Put the two default passwords back in the log-in file (the old file is kept beside it "
+                       "under a dated name), then exit. For the administrator when the file is damaged or the "
+                       "passwords are lost; opens no window."));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
-                       scaleOption, graphsOption, loggerOption});
+                       scaleOption, graphsOption, loggerOption, resetOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -210,8 +240,13 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         return 0;
     }
 
+    if (!parser.positionalArguments().isEmpty())
+        return usageError(QStringLiteral("no arguments are taken besides options, not ") +
+                          parser.positionalArguments().join(QLatin1Char(' ')));
     o.folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
     o.loginFile = parser.value(loginOption);
+    if (parser.isSet(resetOption))
+        return resetPasswords(o);
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
     if (!screenshotFormNames().contains(o.form))
@@ -226,8 +261,11 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     if (parser.isSet(quitOption)) {
         bool ok = false;
         o.quitAfter = parser.value(quitOption).toDouble(&ok);
-        if (!ok || o.quitAfter < 0)
-            return usageError(QStringLiteral("--quit-after: a number of seconds, not ") + parser.value(quitOption));
+        // A timer counts milliseconds in an int: about 24 days at most.
+        if (!ok || !(o.quitAfter >= 0) || o.quitAfter * 1000 > std::numeric_limits<int>::max())
+            return usageError(QStringLiteral("--quit-after: a number of seconds from 0 to %1, not ")
+                                  .arg(std::numeric_limits<int>::max() / 1000) +
+                              parser.value(quitOption));
     } else if (parser.isSet(shotOption)) {
         o.quitAfter = 2;
     }

@@ -389,6 +389,18 @@ void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
 
 bool Station::logIn(const QString& password)
 {
+    // A damaged file opens nothing: never the default passwords, never the ones held before.
+    if (const QString why = files_.damage(SettingsFiles::loginFileName()); !why.isEmpty()) {
+        const QString text = QStringLiteral("The password file cannot be read (it %1): ask the administrator "
+                                            "to reset it with --reset-passwords")
+                                 .arg(why);
+        if (!loginDamageTold_)
+            history_->append(QStringLiteral("0"), text);
+        loginDamageTold_ = true;
+        emit logInRefused(text);
+        return false;
+    }
+    loginDamageTold_ = false;
     // The file is read on every attempt so a password changed on disk takes effect at once.
     std::array<QString, 2> records = settings_.passwords;
     files_.readStrings(SettingsFiles::loginFileName(), records);
