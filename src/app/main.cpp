@@ -14,6 +14,7 @@
 #include "app/pw6_sliders.h"
 #include "app/question_window.h"
 #include "app/saisie.h"
+#include "app/signal_quit.h"
 #include "app/software_settings_form.h"
 #include "station/station.h"
 #include "app/tests_materiel_form.h"
@@ -335,6 +336,12 @@ int main(int argc, char** argv)
             station.dataLogger().start();
         });
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
+    // SIGTERM or SIGINT: the same end as Quit, without the question.
+    SignalQuit signalQuit;
+    QObject::connect(&signalQuit, &SignalQuit::received, &station, [&station](const QString& name) {
+        std::fprintf(stderr, "tarvek-station: %s received, ending\n", qPrintable(name));
+        station.quit();
+    });
     window.show();
 
     int exitCode = 0;
