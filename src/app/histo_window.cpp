@@ -63,7 +63,7 @@ HistoWindow::HistoWindow(History& history, QuestionRouter& router, QWidget* pare
 {
     setObjectName(QStringLiteral("Histo"));
     setWindowTitle(History::title());
-    resize(720, 480);
+    resize(980, 560); // a journal line and the archive names side by side
 
     list1_->setObjectName(QStringLiteral("List1"));
     // Uniform rows let the view lay out tens of thousands of lines without measuring each one.

@@ -86,7 +86,11 @@ const std::vector<ScreenshotForm>& screenshotForms()
         {"PW6Sliders", [](W& w, S&) -> QWidget* { return w.openPowerSetPoints(); }},
         {"Saisie", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openMotorSpeedEntry(); }},
         {"ConfigurationRS232", [](W& w, S&) -> QWidget* { return w.openPortConfiguration(); }},
-        {"Histo", [](W& w, S&) -> QWidget* { return w.openHistory(); }},
+        {"Histo", [](W& w, S&) -> QWidget* {
+             HistoWindow* histo = w.openHistory();
+             histo->loadList(); // what Timer1 does just after the window opens
+             return histo;
+         }},
         {"FenQuestion", [](W& w, S&) -> QWidget* {
              w.questions().ask(QStringLiteral(" Warning!"), QStringLiteral("STOP All LE"));
              return w.findChild<FenQuestion*>();
