@@ -212,6 +212,7 @@ void HistoWindow::loadList()
                         .arg(load.olderLeftOut)
                         .arg(QDir::toNativeSeparators(history_.path())));
     older_->setVisible(load.olderLeftOut > 0);
+    list1_->scrollToBottom();
     listArchives();
 }
 
