@@ -37,10 +37,6 @@ int pdfPageCount(const QString& path)
     return count;
 }
 
-namespace {
-QString fillerPath(const QString& folder) { return folder + QStringLiteral("/.filler"); }
-} // namespace
-
 FullDisk::FullDisk()
     : path_(QDir::tempPath() + QStringLiteral("/tarvek-full-%1").arg(::getpid()))
 {
@@ -60,18 +56,15 @@ FullDisk::~FullDisk()
 
 void FullDisk::fill()
 {
-    const int fd = ::open(fillerPath(path_).toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    const int fd = ::open((path_ + QStringLiteral("/.filler")).toLocal8Bit().constData(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     if (fd < 0)
         return;
     const QByteArray block(4096, 'x');
     while (::write(fd, block.constData(), static_cast<size_t>(block.size())) > 0) {
     }
-    char one = 'x'; // the last part-block
-    while (::write(fd, &one, 1) > 0) {
-    }
     ::close(fd);
 }
 
-void FullDisk::release() { QFile::remove(fillerPath(path_)); }
+void FullDisk::release() { QFile::remove(path_ + QStringLiteral("/.filler")); }
 
 } // namespace tarvek::test

@@ -13,24 +13,20 @@ int pdfPageCount(const QString& path);
 
 namespace tarvek::test {
 
-// A station folder on a file system the test can fill up: a small tmpfs mounted for the test's
-// life. Mounting needs root (CI runs as root); elsewhere ok() is false and why() says so.
+// A small tmpfs mounted for the test's life, to be filled up. Mounting needs root (CI runs as
+// root); elsewhere ok() is false and why() says so.
 class FullDisk {
 public:
     FullDisk();
     ~FullDisk();
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-
     bool ok() const { return mounted_; }
     QString why() const { return why_; }
     QString path() const { return path_; }
-    void fill();    // takes every free block: the next write that needs one fails
+    void fill();    // takes every free block
     void release(); // gives them back
 
 private:
-    QString path_;
-    QString why_;
+    QString path_, why_;
     bool mounted_ = false;
 };
 
