@@ -231,7 +231,12 @@ ReadLines SettingsFiles::read(const QString& name, bool& clean)
                                        .arg(QDir::toNativeSeparators(pathOf(name)), why));
             return {};
         }
-        repair(name, why);
+        // A file of the index gets its defaults back; another file's owner judges its lines
+        // (a port map read as defaults would open other devices).
+        if (entry(name))
+            repair(name, why);
+        else
+            report(name, Op::Read, QStringLiteral("%1 %2").arg(QDir::toNativeSeparators(pathOf(name)), why));
     }
     QFile file(pathOf(name));
     if (!file.open(QIODevice::ReadOnly)) {

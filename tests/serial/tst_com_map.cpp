@@ -93,11 +93,12 @@ private slots:
         QTemporaryDir dir;
         SettingsFiles files(dir.path());
         test::writeBytes(files.pathOf(ComMap::fileName()),
-                         "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n/dev/tty S5;rm\r\n");
+                         "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n/dev/tty\x01S5\r\n");
         ComMap map;
         map.applyOverride("3=/dev/ttyACM0");
-        // A line no device could be named by is told, naming it, and leaves its port with no device.
-        QCOMPARE(map.load(files), QStringList{"ComDevices.ini line 5: \"/dev/tty S5;rm\" is no device name; COM5 stays off"});
+        // A line no device could be named by is told, naming it, and leaves its port with no device;
+        // the file is not read as defaults, which would open other devices.
+        QCOMPARE(map.load(files), QStringList{"ComDevices.ini line 5: \"/dev/tty\x01S5\" is no device name; COM5 stays off"});
         QCOMPARE(map.deviceFor(5), QString());
         const std::array<QString, 6> numbers{"3", "15", "x", "0", "4", "14"};
         const std::array<QString, 6> enabled{"1", "1", "0", "0", "2", "1"};
