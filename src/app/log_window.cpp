@@ -106,6 +106,12 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
             [this](const QString& text) { statusBar()->showMessage(text, 10'000); });
     connect(&station_, &Station::modeChanged, this, &LogWindow::applyMode);
     connect(&station_, &Station::warning, this, &LogWindow::onWarning);
+    // A damaged password file: said at the log-in box itself, and in full on the status line.
+    connect(&station_, &Station::logInRefused, this, [this](const QString& why) {
+        loginHint_->setText(QStringLiteral("Password file cannot be read:"));
+        loginHint_->setToolTip(why);
+        statusBar()->showMessage(why);
+    });
     connect(&station_, &Station::question, this, &LogWindow::onQuestion);
     connect(&station_, &Station::quitting, this, &LogWindow::onQuitting);
     connect(&station_, &Station::eventsCleared, list4_, &QListWidget::clear);

@@ -111,6 +111,10 @@ HistoWindow* LogWindow::openHistory()
         histo_ = new HistoWindow(station_.history(), *router_, this);
         histo_->setAttribute(Qt::WA_DeleteOnClose);
         histo_->setWindowFlag(Qt::Window);
+        histo_->setClearedBy([this] {
+            return station_.tables().mode == OperatingMode::Service ? QStringLiteral("service mode")
+                                                                     : QStringLiteral("user mode");
+        });
     }
     histo_->show();
     histo_->raise();

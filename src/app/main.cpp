@@ -14,6 +14,7 @@
 #include "app/pw6_sliders.h"
 #include "app/question_window.h"
 #include "app/saisie.h"
+#include "app/signal_quit.h"
 #include "app/software_settings_form.h"
 #include "station/station.h"
 #include "app/tests_materiel_form.h"
@@ -23,6 +24,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <QStyleFactory>
 #include <QTimer>
@@ -30,6 +32,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -83,7 +86,11 @@ const std::vector<ScreenshotForm>& screenshotForms()
         {"PW6Sliders", [](W& w, S&) -> QWidget* { return w.openPowerSetPoints(); }},
         {"Saisie", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openMotorSpeedEntry(); }},
         {"ConfigurationRS232", [](W& w, S&) -> QWidget* { return w.openPortConfiguration(); }},
-        {"Histo", [](W& w, S&) -> QWidget* { return w.openHistory(); }},
+        {"Histo", [](W& w, S&) -> QWidget* {
+             HistoWindow* histo = w.openHistory();
+             histo->loadList(); // what Timer1 does just after the window opens
+             return histo;
+         }},
         {"FenQuestion", [](W& w, S&) -> QWidget* {
              w.questions().ask(QStringLiteral(" Warning!"), QStringLiteral("STOP All LE"));
              return w.findChild<FenQuestion*>();
@@ -134,6 +141,29 @@ int usageError(const QString& text)
     std::fprintf(stderr, "tarvek-station: %s\nTry 'tarvek-station --help' for more information.\n",
                  qPrintable(text));
     return kUsageError;
+}
+
+// --reset-passwords: the log-in file gets its defaults back; the old one stays beside it.
+int resetPasswords(const Options& o)
+{
+    SettingsFiles files(o.folder, o.loginFile);
+    QString failure;
+    QObject::connect(&files, &SettingsFiles::fileError, &files,
+                     [&failure](const QString&, const QString& reason) { failure = reason; });
+    const QString name = SettingsFiles::loginFileName();
+    const QString path = QDir::toNativeSeparators(files.pathOf(name));
+    const bool existed = QFileInfo::exists(files.pathOf(name));
+    const QString aside = existed ? files.repair(name, QStringLiteral("is reset")) : QString();
+    if (!(existed ? !aside.isEmpty() : files.ensure(name)) || !failure.isEmpty()) {
+        std::fprintf(stderr, "tarvek-station: cannot reset the password file %s: %s\n", qPrintable(path),
+                     qPrintable(failure.isEmpty() ? QStringLiteral("it cannot be moved aside") : failure));
+        return 1;
+    }
+    std::printf("The password file %s holds the default passwords again%s.\n"
+                "Log in to service mode and set new ones (Functions, Change Password).\n",
+                qPrintable(path), qPrintable(aside.isEmpty() ? QString() : QStringLiteral("; the old one is kept as ") +
+                                                                           QDir::toNativeSeparators(aside)));
+    return 0;
 }
 
 // Reads the command line on a core application, before any window system is asked for: help,
@@ -190,8 +220,13 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                        "Datalogger/bench_LEn, with Timer42 ticking every MS ms instead of a minute and a row "
                        "each tick (for benchmarks; the saved logger choices are left as they are)."),
         QStringLiteral("MS"));
+    const QCommandLineOption resetOption(
+        QStringLiteral("reset-passwords"),
+        QStringLiteral("Put the two default passwords back in the log-in file (the old file is kept beside it "
+                       "under a dated name), then exit. For the administrator when the file is damaged or the "
+                       "passwords are lost; opens no window."));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
-                       scaleOption, graphsOption, loggerOption});
+                       scaleOption, graphsOption, loggerOption, resetOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -210,8 +245,13 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         return 0;
     }
 
+    if (!parser.positionalArguments().isEmpty())
+        return usageError(QStringLiteral("no arguments are taken besides options, not ") +
+                          parser.positionalArguments().join(QLatin1Char(' ')));
     o.folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
     o.loginFile = parser.value(loginOption);
+    if (parser.isSet(resetOption))
+        return resetPasswords(o);
     o.screenshot = parser.value(shotOption);
     o.form = parser.value(formOption);
     if (!screenshotFormNames().contains(o.form))
@@ -226,8 +266,11 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     if (parser.isSet(quitOption)) {
         bool ok = false;
         o.quitAfter = parser.value(quitOption).toDouble(&ok);
-        if (!ok || o.quitAfter < 0)
-            return usageError(QStringLiteral("--quit-after: a number of seconds, not ") + parser.value(quitOption));
+        // A timer counts milliseconds in an int: about 24 days at most.
+        if (!ok || !(o.quitAfter >= 0) || o.quitAfter * 1000 > std::numeric_limits<int>::max())
+            return usageError(QStringLiteral("--quit-after: a number of seconds from 0 to %1, not ")
+                                  .arg(std::numeric_limits<int>::max() / 1000) +
+                              parser.value(quitOption));
     } else if (parser.isSet(shotOption)) {
         o.quitAfter = 2;
     }
@@ -297,6 +340,12 @@ int main(int argc, char** argv)
             station.dataLogger().start();
         });
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
+    // SIGTERM or SIGINT: the same end as Quit, without the question.
+    SignalQuit signalQuit;
+    QObject::connect(&signalQuit, &SignalQuit::received, &station, [&station](const QString& name) {
+        std::fprintf(stderr, "tarvek-station: %s received, ending\n", qPrintable(name));
+        station.quit();
+    });
     window.show();
 
     int exitCode = 0;

@@ -24,6 +24,20 @@ void WearCounters::load()
         dirty_ = true; // a new station: the file appears with zeros
         save();
     }
+    // Counters that cannot be read are the one case where starting from zero is wrong for a machine
+    // that has run: the file is kept aside and the operator told in a box, not just a line.
+    QString why = files_.damage(fileName());
+    if (why.isEmpty() && QFileInfo(files_.pathOf(fileName())).size() == 0)
+        why = QStringLiteral("is empty");
+    if (!why.isEmpty()) {
+        const QString aside = files_.repair(fileName(), why);
+        emit warning(QStringLiteral(" Warning!"),
+                     QStringLiteral("The wear counters cannot be read: %1 %2. %3The counters start again from zero.")
+                         .arg(QDir::toNativeSeparators(files_.pathOf(fileName())), why,
+                              aside.isEmpty() ? QString()
+                                              : QStringLiteral("The file is kept as %1 for the machine's records. ")
+                                                    .arg(QDir::toNativeSeparators(aside))));
+    }
     std::array<int, 3 * kEngines> values{};
     files_.readNumbers(fileName(), values);
     for (std::size_t k = 0; k < counts_.size(); ++k) {

@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <utility>
 
 namespace tarvek {
 
@@ -232,6 +233,7 @@ bool DataLogger::start()
     }
     headerWritten_.fill(false);
     failing_.fill(false);
+    rowsLost_.fill(0);
     counter_ = 0;
     running_ = true;
     if (choices_.erase)
@@ -327,13 +329,16 @@ void DataLogger::write(int index, const QByteArray& rowBytes)
     headerWritten_[k] = true;
     if (failing_[k]) {
         failing_[k] = false;
-        emit recovered(QStringLiteral("Datalogger LE%1: writing again to %2").arg(index + 1).arg(
-            QDir::toNativeSeparators(path)));
+        emit recovered(QStringLiteral("Datalogger LE%1: writing again to %2; %3 row(s) could not be written")
+                           .arg(index + 1)
+                           .arg(QDir::toNativeSeparators(path))
+                           .arg(std::exchange(rowsLost_[k], 0)));
     }
 }
 
 void DataLogger::fail(int index, const QString& path, const QString& reason)
 {
+    ++rowsLost_[static_cast<std::size_t>(index)];
     auto& flag = failing_[static_cast<std::size_t>(index)];
     if (flag)
         return;

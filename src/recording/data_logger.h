@@ -152,6 +152,7 @@ private:
     std::array<int, kTypeFileLines> typeLines_{};
     std::array<bool, kLoggerEngines> headerWritten_{};
     std::array<bool, kLoggerEngines> failing_{};
+    std::array<int, kLoggerEngines> rowsLost_{}; // rows of the current failure spell
     std::array<int, kLoggerEngines> setPoints_{50, 50, 50, 50, 50, 50};
     bool running_ = false;
     int countdown_ = 0;

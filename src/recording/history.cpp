@@ -1,5 +1,6 @@
 #include "recording/history.h"
 
+#include "recording/named_timer.h"
 #include "settings/settings_files.h"
 
 #include <QDir>
@@ -13,6 +14,7 @@
 #include <QStringDecoder>
 
 #include <algorithm>
+#include <utility>
 
 #ifdef Q_OS_UNIX
 #include <unistd.h>
@@ -73,11 +75,41 @@ void syncToDisk(QFile& file)
 #endif
 }
 
+// Cuts bytes into lines (CR LF or LF); `total` is how many.
+QList<QByteArrayView> cutLines(const QByteArray& bytes, qsizetype& total)
+{
+    QList<QByteArrayView> raw;
+    raw.reserve(bytes.count('\n') + 1);
+    qsizetype from = 0;
+    while (from < bytes.size()) {
+        qsizetype end = bytes.indexOf('\n', from);
+        const qsizetype next = end < 0 ? bytes.size() : end + 1;
+        if (end < 0)
+            end = bytes.size();
+        if (end > from && bytes.at(end - 1) == '\r')
+            --end;
+        raw.append(QByteArrayView(bytes).sliced(from, end - from));
+        from = next;
+    }
+    total = raw.size();
+    return raw;
+}
+
+QByteArray encode(const QStringList& lines)
+{
+    QByteArray bytes;
+    for (const QString& line : lines)
+        bytes += line.toUtf8() + kLineEnd;
+    return bytes;
+}
+
 } // namespace
 
 History::History(const SettingsFiles& files, const Clock& clock, QObject* parent)
     : QObject(parent), files_(files), clock_(clock)
 {
+    retry_ = namedTimer(this, QStringLiteral("TimerHistoRetry"), kRetryMs, true);
+    connect(retry_, &QTimer::timeout, this, &History::writeHeld);
 }
 
 QString History::path() const { return files_.pathOf(fileName()); }
@@ -101,24 +133,50 @@ QString History::lineFor(const QString& code, const QString& text) const
 
 bool History::append(const QString& code, const QString& text)
 {
-    const QString line = lineFor(code, text);
+    held_.append(lineFor(code, text));
+    return writeHeld();
+}
+
+bool History::writeHeld()
+{
+    if (held_.isEmpty())
+        return true;
     const QString file = path();
     QDir().mkpath(QFileInfo(file).absolutePath());
+    // Unbuffered: a refused write is seen at write(), and cut back so no torn line stays behind.
     QFile f(file);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Append)) {
-        emit fileError(file, f.errorString());
+    bool written = false;
+    QString reason;
+    if (f.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered)) {
+        const qint64 before = f.size();
+        const QByteArray bytes = encode(held_);
+        written = f.write(bytes) == bytes.size();
+        if (written) {
+            syncToDisk(f);
+        } else {
+            reason = f.errorString();
+            f.resize(before);
+        }
+    } else {
+        reason = f.errorString();
+    }
+    if (!written) {
+        if (!failing_)
+            emit problem(QStringLiteral("Cannot write the history %1: %2; its lines are held and written as soon as it can be")
+                             .arg(QDir::toNativeSeparators(file), reason));
+        failing_ = true;
+        retry_->start();
         return false;
     }
-    const QByteArray bytes = line.toUtf8() + kLineEnd;
-    const bool written = f.write(bytes) == bytes.size() && f.flush();
-    if (written)
-        syncToDisk(f);
-    f.close();
-    if (!written || f.error() != QFileDevice::NoError) {
-        emit fileError(file, f.errorString());
-        return false;
-    }
-    emit appended(line);
+    const QStringList lines = std::exchange(held_, {});
+    retry_->stop();
+    for (const QString& line : lines)
+        emit appended(line);
+    if (failing_)
+        emit recovered(QStringLiteral("The history is written again: %1 held line(s) added to %2")
+                           .arg(lines.size())
+                           .arg(QDir::toNativeSeparators(file)));
+    failing_ = false;
     return true;
 }
 
@@ -142,24 +200,14 @@ HistoryLoad History::load()
         bytes = f.readAll();
     }
 
-    // Cut into lines (CR LF or LF), keeping each one's bytes for the rewrite.
-    QList<QByteArrayView> raw;
-    raw.reserve(std::min<qsizetype>(bytes.count('\n') + 1, kMaxLines));
+    // The newest kMaxLines lines are shown; the older ones stay in the file.
+    qsizetype total = 0;
+    QList<QByteArrayView> raw = cutLines(bytes, total);
     QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    qsizetype from = 0;
-    while (from < bytes.size()) {
-        qsizetype end = bytes.indexOf('\n', from);
-        const qsizetype next = end < 0 ? bytes.size() : end + 1;
-        if (end < 0)
-            end = bytes.size();
-        if (end > from && bytes.at(end - 1) == '\r')
-            --end;
-        if (raw.size() == kMaxLines) {
-            result.limitReached = true;
-            break;
-        }
-        raw.append(QByteArrayView(bytes).sliced(from, end - from));
-        from = next;
+    if (total > kMaxLines) {
+        result.limitReached = true;
+        result.olderLeftOut = static_cast<int>(total - kMaxLines);
+        raw = raw.sliced(total - kMaxLines);
     }
     result.entries.reserve(raw.size() + result.entries.size());
     appendDecoded(result.entries, raw, utf8);
@@ -173,13 +221,19 @@ HistoryLoad History::load()
         rewrite.append(line);
         rewrite.append(kLineEnd);
     }
-    if (!exists || rewrite != bytes) {
+    if (!result.limitReached && (!exists || rewrite != bytes)) {
         QSaveFile out(file);
         if (out.open(QIODevice::WriteOnly) && out.write(rewrite) == rewrite.size() && out.commit())
             result.rewritten = true;
         else
             emit fileError(file, out.errorString());
     }
+
+    // Lines the disk still refuses come after the file's.
+    writeHeld();
+    result.entries += held_;
+    result.lineCount += static_cast<int>(held_.size());
+    lineCount_ = result.lineCount;
 
     emit loaded(result.lineCount, result.limitReached);
     if (result.lineCount == 0)
@@ -189,16 +243,85 @@ HistoryLoad History::load()
     return result;
 }
 
-bool History::clear()
+QString History::archivePath() const
+{
+    const QString base = QFileInfo(path()).absolutePath() + QStringLiteral("/Histo-") +
+                         clock_.now().toString(QStringLiteral("yyyy-MM-dd-HHmmss"));
+    QString name = base + QStringLiteral(".txt");
+    for (int n = 2; QFileInfo::exists(name); ++n)
+        name = base + QStringLiteral("-%1.txt").arg(n);
+    return name;
+}
+
+QStringList History::archives() const
+{
+    const QDir folder(QFileInfo(path()).absolutePath());
+    QStringList names;
+    for (const QFileInfo& info :
+         folder.entryInfoList({QStringLiteral("Histo-*.txt")}, QDir::Files, QDir::Name | QDir::Reversed))
+        names << info.absoluteFilePath();
+    return names;
+}
+
+QStringList History::readLines(const QString& path)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return {};
+    const QByteArray bytes = f.readAll();
+    qsizetype total = 0;
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QStringList rows;
+    appendDecoded(rows, cutLines(bytes, total), utf8);
+    return rows;
+}
+
+bool History::clear(const QString& who)
 {
     const QString file = path();
-    QFile f(file);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        emit fileError(file, f.errorString());
+    writeHeld();
+    QByteArray bytes;
+    if (QFileInfo::exists(file)) {
+        QFile in(file);
+        if (!in.open(QIODevice::ReadOnly)) {
+            emit fileError(file, in.errorString());
+            return false;
+        }
+        bytes = in.readAll();
+    }
+    bytes += encode(held_); // still refused by the disk: they go to the archive too
+
+    // The old lines are safe in their archive before the journal loses them.
+    QString archive;
+    if (!bytes.isEmpty()) {
+        archive = archivePath();
+        QSaveFile out(archive);
+        if (!(out.open(QIODevice::WriteOnly) && out.write(bytes) == bytes.size() && out.flush() && out.commit())) {
+            emit warning(QStringLiteral(" Warning!"),
+                         QStringLiteral("The history is not emptied: its lines cannot be archived in %1 (%2).")
+                             .arg(QDir::toNativeSeparators(archive), out.errorString()));
+            return false;
+        }
+    }
+    const QString first = lineFor(QStringLiteral("0"),
+                                  archive.isEmpty() ? QStringLiteral("History cleared in %1").arg(who)
+                                                    : QStringLiteral("History cleared in %1; older lines in %2")
+                                                          .arg(who, QFileInfo(archive).fileName()));
+    const QByteArray firstBytes = encode({first});
+    QSaveFile out(file);
+    if (!(out.open(QIODevice::WriteOnly) && out.write(firstBytes) == firstBytes.size() && out.flush() &&
+          out.commit())) {
+        emit warning(QStringLiteral(" Warning!"),
+                     QStringLiteral("The history is not emptied (%1 cannot be written: %2); its lines are also in %3.")
+                         .arg(QDir::toNativeSeparators(file), out.errorString(),
+                              QDir::toNativeSeparators(archive)));
         return false;
     }
-    f.close();
-    lineCount_ = 0;
+    held_.clear();
+    retry_->stop();
+    failing_ = false;
+    lineCount_ = 1;
+    emit appended(first);
     emit cleared();
     return true;
 }

@@ -26,8 +26,16 @@ public:
     QString fileDevice(int com) const;
     void setFileDevice(int com, const QString& device);
 
-    // Reads "\ComDevices.ini", creating it with 14 empty lines when missing.
-    void load(SettingsFiles& files);
+    // Reads "\ComDevices.ini", creating it with 14 empty lines when missing. A line whose device
+    // has characters no device name has leaves its COM number with no device at all (the port
+    // stays off rather than opening the default); returns one text per such line, naming it.
+    QStringList load(SettingsFiles& files);
+    // Whether a device name is one a system could have (letters, digits and / \ . _ - : +).
+    static bool plausibleDevice(const QString& device);
+    // What the port numbers and switches of "\ParamComx.ini" hold that no port can use, one
+    // text per line at fault: a number that is not a COM number 1..14 on a port switched on, a
+    // switch that is neither 0 nor 1.
+    static QStringList portSettingFaults(const std::array<QString, 6>& numbers, const std::array<QString, 6>& enabled);
     bool save(SettingsFiles& files) const;
 
     // One override "N=DEVICE" (N 1..14, optionally written COMN); false, changing nothing, when
@@ -43,6 +51,7 @@ private:
 
     std::array<QString, kLastCom> file_;
     std::array<QString, kLastCom> overrides_;
+    std::array<bool, kLastCom> refused_{}; // the file's line is no device: no device at all
 };
 
 } // namespace tarvek

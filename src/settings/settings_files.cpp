@@ -1,5 +1,7 @@
 #include "settings/settings_files.h"
 
+#include "recording/clock.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -154,6 +156,46 @@ void SettingsFiles::ensureAll()
             ensure(s.name);
 }
 
+QString SettingsFiles::damage(const QString& name) const
+{
+    QFile file(pathOf(name));
+    if (!file.open(QIODevice::ReadOnly))
+        return {}; // missing or unreadable: told by the reader
+    const QByteArray head = file.read(kMaxFileBytes);
+    const auto* s = entry(name);
+    const bool mayBeEmpty = s ? s->defaults.isEmpty() : name != loginFileName();
+    if (head.isEmpty())
+        return mayBeEmpty ? QString() : QStringLiteral("is empty");
+    for (const char c : head)
+        if (static_cast<unsigned char>(c) < 0x20 && c != '\r' && c != '\n' && c != '\t')
+            return QStringLiteral("holds bytes that are not text");
+    if (name == loginFileName()) {
+        int records = 0;
+        for (const QByteArray& line : head.split('\n'))
+            records += unquote(QString::fromLatin1(line)).trimmed().isEmpty() ? 0 : 1;
+        if (records < 2)
+            return QStringLiteral("does not hold two passwords");
+    }
+    return {};
+}
+
+QString SettingsFiles::repair(const QString& name, const QString& why)
+{
+    const QString path = pathOf(name);
+    const QDateTime now = clock_ ? clock_->now() : QDateTime::currentDateTime();
+    const QString aside = path + QStringLiteral(".damaged-") + now.toString(QStringLiteral("yyyy-MM-dd-HHmmss"));
+    if (!QFile::rename(path, aside)) {
+        report(name, Op::Read, QStringLiteral("%1 %2 and cannot be kept aside; the values held are kept")
+                                   .arg(QDir::toNativeSeparators(path), why));
+        return {};
+    }
+    const auto* s = entry(name);
+    writeValues(name, s ? s->defaults : QStringList{}, s ? s->format : LineFormat::Plain);
+    report(name, Op::Read, QStringLiteral("%1 %2: kept aside as %3 and written again with its defaults")
+                               .arg(QDir::toNativeSeparators(path), why, QFileInfo(aside).fileName()));
+    return aside;
+}
+
 ReadLines SettingsFiles::readLines(QIODevice& in, qint64 limit)
 {
     ReadLines out;
@@ -179,8 +221,24 @@ ReadLines SettingsFiles::readLines(QIODevice& in, qint64 limit)
 ReadLines SettingsFiles::read(const QString& name, bool& clean)
 {
     ensure(name);
-    QFile file(pathOf(name));
     clean = false;
+    if (const QString why = damage(name); !why.isEmpty()) {
+        // The passwords never fall back to their defaults: that would open the station to anyone
+        // who can spoil the file.
+        if (name == loginFileName()) {
+            report(name, Op::Read, QStringLiteral("The password file %1 cannot be read: it %2; log-in is "
+                                                  "refused until it is reset with --reset-passwords")
+                                       .arg(QDir::toNativeSeparators(pathOf(name)), why));
+            return {};
+        }
+        // A file of the index gets its defaults back; another file's owner judges its lines
+        // (a port map read as defaults would open other devices).
+        if (entry(name))
+            repair(name, why);
+        else
+            report(name, Op::Read, QStringLiteral("%1 %2").arg(QDir::toNativeSeparators(pathOf(name)), why));
+    }
+    QFile file(pathOf(name));
     if (!file.open(QIODevice::ReadOnly)) {
         emit fileError(name, file.errorString());
         report(name, Op::Read,
@@ -247,16 +305,19 @@ bool SettingsFiles::writeValues(const QString& name, const QStringList& values, 
     const QString path = pathOf(name);
     QDir().mkpath(QFileInfo(path).absolutePath());
     QSaveFile file(path);
-    if (file.open(QIODevice::WriteOnly)) {
-        file.write(render(values, format));
-        if (file.commit()) {
-            settle(name, Op::Write);
-            return true;
-        }
+    const QByteArray bytes = render(values, format);
+    // The bytes wait in the file's buffer until flushed; a disk that is full refuses them only
+    // then, and a commit after a failed flush would put an empty file in place of the old one.
+    // So the flush is checked before the new file may replace the old.
+    if (file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() && file.commit()) {
+        settle(name, Op::Write);
+        return true;
     }
-    emit fileError(name, file.errorString());
-    report(name, Op::Write, QStringLiteral("Cannot write %1: %2; the station keeps its values")
-                                .arg(QDir::toNativeSeparators(path), file.errorString()));
+    // The reason is the system's ("No space left on device"); the unfinished copy goes with `file`.
+    const QString reason = file.errorString();
+    emit fileError(name, reason);
+    report(name, Op::Write, QStringLiteral("Cannot write %1: %2; the file keeps its old values")
+                                .arg(QDir::toNativeSeparators(path), reason));
     return false;
 }
 

@@ -13,6 +13,8 @@ class QIODevice;
 
 namespace tarvek {
 
+class Clock;
+
 enum class LineFormat { Plain, Quoted, Text };
 
 struct SettingsFileSpec {
@@ -38,6 +40,9 @@ public:
     explicit SettingsFiles(const QString& folder, const QString& loginFile = {},
                            QObject* parent = nullptr);
 
+    // Dates the copies of damaged files kept aside; without one, the system's time.
+    void setClock(const Clock* clock) { clock_ = clock; }
+
     QString folder() const { return folder_; }
     QString loginFile() const { return loginFile_; }
     // Full path of a file named as the station names it ("\ConsignePW.ini").
@@ -52,6 +57,13 @@ public:
     bool ensure(const QString& name);
     // Reads or creates every file of the index, in its order.
     void ensureAll();
+
+    // Why the file on disk is not a settings file ("is empty", "holds bytes that are not text"),
+    // or empty when it is one or is missing. A file with no defaults may be empty.
+    QString damage(const QString& name) const;
+    // Moves a damaged file aside under a dated name ("ConsignePW.ini.damaged-2026-11-24-191200")
+    // and writes its defaults; tells the operator once. Returns the name kept aside, or empty.
+    QString repair(const QString& name, const QString& why);
 
     // The values of a file, one a line, quotes removed; the file is created first when missing.
     // Only the lines within the first kMaxFileBytes are read; a longer file is reported.
@@ -94,6 +106,7 @@ private:
 
     QString folder_;
     QString loginFile_;
+    const Clock* clock_ = nullptr;
     QHash<QString, QSet<QString>> reported_; // per file and operation, the reports already made
 };
 

@@ -17,6 +17,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
 {
     setObjectName(QStringLiteral("Station"));
     files_.setParent(this);
+    files_.setClock(&clock_);
     timer1_ = namedTimer(this, QStringLiteral("Timer1"), shell_timing::kStartupMs, true);
     timer8_ = namedTimer(this, QStringLiteral("Timer8"), shell_timing::kServiceTickMs, false);
     timer9_ = namedTimer(this, QStringLiteral("Timer9"), shell_timing::kServiceNoticeMs, true);
@@ -48,9 +49,9 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     // A settings file that cannot be written, or a value that is not a number: once, on the status
     // line and in List4; the station goes on with the values it holds.
     connect(&files_, &SettingsFiles::problem, this, &Station::announce);
-    connect(history_, &History::fileError, this, [this](const QString& path, const QString& reason) {
-        emit warning(QStringLiteral(" Warning!"), path + QStringLiteral(": ") + reason);
-    });
+    // A history line the disk refuses is held until it takes it: told once each way.
+    connect(history_, &History::problem, this, &Station::announce);
+    connect(history_, &History::recovered, this, &Station::announce);
     // Discovery confirms the ports again whenever they are (re)opened by the operator.
     connect(link_, &SerialLink::connectionChanged, this, [this](bool on) {
         if (on)
@@ -303,7 +304,9 @@ void Station::startUp()
     coefficients_->reload();
     wearCounters_->load();
     software_.load(files_);
-    comMap_.load(files_);
+    // Port settings that name no port are told, line by line; those ports stay off.
+    for (const QString& fault : comMap_.load(files_) + ComMap::portSettingFaults(settings_.portNumbers, settings_.portEnabled))
+        announce(fault);
     link_->loadForm();
     emit softwareSettingsChanged();
 
@@ -386,6 +389,18 @@ void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
 
 bool Station::logIn(const QString& password)
 {
+    // A damaged file opens nothing: never the default passwords, never the ones held before.
+    if (const QString why = files_.damage(SettingsFiles::loginFileName()); !why.isEmpty()) {
+        const QString text = QStringLiteral("The password file cannot be read (it %1): ask the administrator "
+                                            "to reset it with --reset-passwords")
+                                 .arg(why);
+        if (!loginDamageTold_)
+            history_->append(QStringLiteral("0"), text);
+        loginDamageTold_ = true;
+        emit logInRefused(text);
+        return false;
+    }
+    loginDamageTold_ = false;
     // The file is read on every attempt so a password changed on disk takes effect at once.
     std::array<QString, 2> records = settings_.passwords;
     files_.readStrings(SettingsFiles::loginFileName(), records);
@@ -533,6 +548,7 @@ void Station::quit()
     for (QTimer* t : timers)
         t->stop();
     link_->shutdown();
+    history_->flush(); // a last try for lines the disk refused so far
     pending_.clear();
     emit quitting();
     emit finished();

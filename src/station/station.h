@@ -160,6 +160,7 @@ public:
     void load();
 
     // Checks a password against the log-in file; false (and nothing changed) when it matches neither.
+    // A damaged log-in file opens neither mode: logInRefused() says why, once in the history.
     bool logIn(const QString& password);
 
     // Service mode only: sets record 0 (user) or 1 (service) of the log-in file, stored hashed.
@@ -194,6 +195,7 @@ public slots:
 
 signals:
     void warning(const QString& caption, const QString& text);
+    void logInRefused(const QString& why);
     void question(int id, const QString& caption, const QString& text);
     void statusText(const QString& text);
     void titleChanged(const QString& title);
@@ -283,6 +285,7 @@ private:
     bool functionsAvailable_ = false;
     bool quitAvailable_ = false;
     bool serviceMarker_ = false;
+    bool loginDamageTold_ = false; // the damaged log-in file is in the history once a spell
     bool loaded_ = false;
     bool startedUp_ = false;
     bool quitting_ = false;

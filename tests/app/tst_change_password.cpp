@@ -6,6 +6,7 @@
 #include "test_registry.h"
 
 #include <QAction>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
@@ -61,6 +62,18 @@ private slots:
         QVERIFY(form->isVisible());
         QVERIFY(station.logIn("orca"));
         QVERIFY(!form->isVisible());
+
+        // A spoilt password file opens neither mode, not even with the default passwords; the
+        // log-in box and the history say why, the history once.
+        QFile file(station.files().loginFile());
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("\x13\x88garbage\x01") > 0);
+        file.close();
+        for (const char* password : {"orca", "dolphin", "harvests"})
+            QVERIFY(!station.logIn(password));
+        QCOMPARE(station.mode(), OperatingMode::User);
+        QCOMPARE(window.findChild<QLabel*>("LoginHint")->text(), QString("Password file cannot be read:"));
+        QVERIFY(window.findChild<QLabel*>("LoginHint")->toolTip().contains("--reset-passwords"));
+        QCOMPARE(station.history().load().entries.filter("The password file cannot be read").size(), 1);
     }
 };
 

@@ -64,6 +64,8 @@ private slots:
         QVERIFY(QFile::remove(folder));
         QTRY_VERIFY_WITH_TIMEOUT(!logger.failing(1) && !logger.failing(2), kCycleWaitMs);
         QCOMPARE(station.events().filter("writing again").size(), 2);
+        const QString again = station.events().filter("writing again").first();
+        QVERIFY2(again.contains("row(s) could not be written") && !again.contains(" 0 row"), qPrintable(again));
         logger.off();
         const QList<QByteArray> lines = test::readBytes(logger.fileFor(1)).split('\n');
         QVERIFY(lines.size() >= 6);

@@ -6,6 +6,10 @@
 #include "test_support.h"
 
 #include <QAction>
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QFile>
 #include <QListView>
 #include <QMessageBox>
@@ -120,8 +124,13 @@ private slots:
         QVERIFY(!f.window->findChild<QTimer*>("Timer1")->isActive());
         const QStringList shown = f.rows();
         QCOMPARE(shown.mid(0, 3), History::listHeading());
+        // The newest lines are shown, and the window says how many older ones it left out.
         if (lines > 0)
-            QCOMPARE(shown.at(3), QString("  12:00:00    23/11/2026    000    event 1"));
+            QCOMPARE(shown.at(3), QString("  12:00:00    23/11/2026    000    event %1").arg(lines - rows + 4));
+        auto* older = f.window->findChild<QLabel*>("LblOlder");
+        QCOMPARE(older->isVisible(), lines > History::kMaxLines);
+        if (lines > History::kMaxLines)
+            QVERIFY2(older->text().contains("The 5 oldest lines are not shown"), qPrintable(older->text()));
         // The boxes are open and the event loop goes on: none of them blocked.
         QTRY_COMPARE_WITH_TIMEOUT(f.messages(), messages, 10000);
     }
@@ -135,6 +144,16 @@ private slots:
         f.trigger("mnuChargeFichier");
         QCOMPARE(f.rowCount(), 6);
         QVERIFY(f.rows().last().endsWith("    007    Fan V1 LE1"));
+
+        // Filtering by engine takes both ways lines name an engine; the text filter ignores case.
+        QVERIFY(f.history.append("0", "  OFF LE 1") && f.history.append("0", "  OFF LE 2"));
+        f.trigger("mnuChargeFichier");
+        f.window->findChild<QComboBox*>("CboEngine")->setCurrentIndex(1);
+        QCOMPARE(f.window->shownRows().mid(3), f.rows().mid(5, 2));
+        f.window->findChild<QLineEdit*>("TxtFilter")->setText("off le");
+        QCOMPARE(f.window->shownRows().mid(3), f.rows().mid(6, 1));
+        f.window->findChild<QComboBox*>("CboEngine")->setCurrentIndex(0);
+        QCOMPARE(f.window->shownRows().mid(3), f.rows().mid(6, 2));
     }
 
     void clearingTheListKeepsTheFile()
@@ -165,12 +184,18 @@ private slots:
         f.answer(yes);
         QVERIFY(QFile::exists(f.history.path()));
         if (yes) {
-            QCOMPARE(QFileInfo(f.history.path()).size(), 0);
-            QCOMPARE(f.history.lineCount(), 0);
-            QCOMPARE(f.rows(), History::listHeading());
-            // Showing the history again reports the empty file.
-            f.trigger("mnuChargeFichier");
-            QTRY_COMPARE_WITH_TIMEOUT(f.messages(), QStringList{" Warning|The file is empty ... "}, 10000);
+            // The old lines went to a dated archive, listed beside the list and opened from it.
+            const QString archive = f.dir.filePath("Histo-2026-11-23-093000.txt");
+            QCOMPARE(readBytes(archive), journal(3));
+            const QString cleared =
+                f.history.lineFor("0", "History cleared in user mode; older lines in Histo-2026-11-23-093000.txt");
+            QCOMPARE(readBytes(f.history.path()), cleared.toUtf8() + "\r\n");
+            QCOMPARE(f.rows(), History::listHeading() + QStringList{cleared});
+            auto* archives = f.window->findChild<QListWidget*>("ListArchives");
+            QCOMPARE(archives->count(), 1);
+            emit archives->itemDoubleClicked(archives->item(0));
+            QCOMPARE(f.rowCount(), 6);
+            QVERIFY(f.rows().last().endsWith("event 3"));
         } else {
             QCOMPARE(readBytes(f.history.path()), journal(3));
             QCOMPARE(f.rowCount(), 6);

@@ -10,3 +10,24 @@ void writeBytes(const QString& path, const QByteArray& bytes);
 int pdfPageCount(const QString& path);
 
 } // namespace tarvek::test
+
+namespace tarvek::test {
+
+// A small tmpfs mounted for the test's life, to be filled up. Mounting needs root (CI runs as
+// root); elsewhere ok() is false and why() says so.
+class FullDisk {
+public:
+    FullDisk();
+    ~FullDisk();
+    bool ok() const { return mounted_; }
+    QString why() const { return why_; }
+    QString path() const { return path_; }
+    void fill();    // takes every free block
+    void release(); // gives them back
+
+private:
+    QString path_, why_;
+    bool mounted_ = false;
+};
+
+} // namespace tarvek::test

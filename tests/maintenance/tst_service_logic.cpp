@@ -7,6 +7,7 @@
 #include "test_registry.h"
 #include "test_support.h"
 
+#include <QDir>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -79,6 +80,15 @@ private slots:
         QCOMPARE(lines.size(), 19);
         QCOMPARE(lines[6], QByteArray::number(starts) + "\r");
         QCOMPARE(lines[7], QByteArray::number(runningMs / 1000) + "\r");
+
+        // Counters that can no longer be read are told in a box, the file kept for the records.
+        test::writeBytes(files.pathOf(WearCounters::fileName()), {});
+        WearCounters damaged(files, clock);
+        QSignalSpy warning(&damaged, &WearCounters::warning);
+        damaged.load();
+        QCOMPARE(warning.size(), 1);
+        QVERIFY(warning.first().at(1).toString().contains("The wear counters cannot be read"));
+        QCOMPARE(QDir(dir.path()).entryList({"Usures.ini.damaged-*"}).size(), 1);
     }
 
     void startSpyJudgesEachStep_data()

@@ -107,20 +107,20 @@ private slots:
         QSignalSpy errors(&history, &History::fileError);
         QSignalSpy appended(&history, &History::appended);
 
-        QVERIFY(!history.append("1", "lost?"));
-        QCOMPARE(errors.count(), 1);
-        QCOMPARE(errors.at(0).at(0).toString(), history.path());
+        QVERIFY(!history.append("1", "held"));
+        QCOMPARE(history.heldLines(), 1);
         QCOMPARE(appended.count(), 0);
 
         const HistoryLoad load = history.load();
         QVERIFY(load.readFailed);
         QVERIFY(!load.rewritten);
         QCOMPARE(load.entries, History::listHeading());
-        QCOMPARE(errors.count(), 2);
+        QCOMPARE(errors.count(), 1);
+        QCOMPARE(errors.at(0).at(0).toString(), history.path());
         QVERIFY(QFileInfo(history.path()).isDir()); // nothing was replaced
 
-        QVERIFY(!history.clear());
-        QCOMPARE(errors.count(), 3);
+        QVERIFY(!history.clear("user mode"));
+        QCOMPARE(errors.count(), 2);
     }
 
     void loadingKeepsAtMostTheLimit_data()
@@ -153,13 +153,14 @@ private slots:
         QCOMPARE(load.limitReached, limit);
         QCOMPARE(load.entries.size(), kept + 3);
         QCOMPARE(load.entries.mid(0, 3), History::listHeading());
+        // The newest lines are shown; the file keeps every line.
         if (kept > 0) {
-            QCOMPARE(load.entries.at(3), QString("  entry 1"));
-            QCOMPARE(load.entries.last(), QString("  entry %1").arg(kept));
+            QCOMPARE(load.entries.at(3), QString("  entry %1").arg(lines - kept + 1));
+            QCOMPARE(load.entries.last(), QString("  entry %1").arg(lines));
         }
-        // The tail beyond the limit is gone from the file too.
-        QCOMPARE(readBytes(history.path()), journal(kept));
-        QCOMPARE(load.rewritten, limit);
+        QCOMPARE(load.olderLeftOut, lines - kept);
+        QCOMPARE(readBytes(history.path()), journal(lines));
+        QVERIFY(!load.rewritten);
 
         QCOMPARE(loaded.count(), 1);
         QCOMPARE(information.count(), kept == 0 ? 1 : 0);
@@ -212,25 +213,48 @@ private slots:
         QVERIFY(!history.load().rewritten);
     }
 
-    void deletingLeavesAnEmptyFile()
+    // Lines the disk refuses are held in order and written before any newer one once it takes
+    // them again (by the retry timer or the next line), told once each way; a delete that cannot
+    // archive empties nothing.
+    void aFullDiskLosesNoLine()
     {
-        Journal j;
-        History& history = j.history;
-        for (int i = 0; i < 5; ++i)
-            QVERIFY(history.append(QString::number(i), "event"));
-        QCOMPARE(history.load().lineCount, 5);
-        QSignalSpy cleared(&history, &History::cleared);
-
-        QVERIFY(history.clear());
-        QCOMPARE(cleared.count(), 1);
-        QCOMPARE(history.lineCount(), 0);
-        QVERIFY(QFile::exists(history.path()));
-        QCOMPARE(QFileInfo(history.path()).size(), 0);
-        QCOMPARE(history.load().lineCount, 0);
-
-        // Appending goes on after a delete.
-        QVERIFY(history.append("2", "again"));
-        QCOMPARE(history.load().lineCount, 1);
+        tarvek::test::FullDisk disk;
+        if (!disk.ok())
+            QSKIP(qPrintable(disk.why()));
+        SettingsFiles files{disk.path()};
+        ManualClock clock;
+        History history{files, clock};
+        QSignalSpy appended(&history, &History::appended);
+        QSignalSpy problem(&history, &History::problem);
+        QSignalSpy recovered(&history, &History::recovered);
+        // A first line that fills its block whole: the next needs a block the disk no longer has.
+        const QString one(4094, QLatin1Char('1'));
+        writeBytes(history.path(), one.toLatin1() + "\r\n");
+        disk.fill();
+        QVERIFY(!history.append("0", "two"));
+        QVERIFY(!history.append("0", "three"));
+        QCOMPARE(problem.count(), 1);
+        QVERIFY(problem.first().first().toString().contains("No space left on device"));
+        QCOMPARE(appended.count(), 0);
+        QCOMPARE(history.load().entries.mid(3),
+                 (QStringList{one, history.lineFor("0", "two"), history.lineFor("0", "three")}));
+        QSignalSpy warning(&history, &History::warning);
+        QVERIFY(!history.clear("user mode"));
+        QVERIFY(warning.first().at(1).toString().contains("cannot be archived"));
+        QVERIFY(history.archives().isEmpty());
+        disk.release();
+        QVERIFY(recovered.wait(10000));
+        QVERIFY(history.append("0", "four"));
+        QStringList expected;
+        for (const char* t : {"two", "three", "four"})
+            expected << history.lineFor("0", t);
+        QCOMPARE(History::readLines(history.path()), QStringList{one} + expected);
+        QStringList emitted;
+        for (const auto& args : appended)
+            emitted << args.first().toString();
+        QCOMPARE(emitted, expected);
+        QCOMPARE(problem.count(), 1);
+        QCOMPARE(recovered.count(), 1);
     }
 
     void pagination_data()

@@ -93,16 +93,25 @@ private slots:
         QTemporaryDir dir;
         SettingsFiles files(dir.path());
         test::writeBytes(files.pathOf(ComMap::fileName()),
-                         "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n");
+                         "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n/dev/tty\x01S5\r\n");
         ComMap map;
         map.applyOverride("3=/dev/ttyACM0");
-        map.load(files);
+        // A line no device could be named by is told, naming it, and leaves its port with no device;
+        // the file is not read as defaults, which would open other devices.
+        QCOMPARE(map.load(files), QStringList{"ComDevices.ini line 5: \"/dev/tty\x01S5\" is no device name; COM5 stays off"});
+        QCOMPARE(map.deviceFor(5), QString());
+        const std::array<QString, 6> numbers{"3", "15", "x", "0", "4", "14"};
+        const std::array<QString, 6> enabled{"1", "1", "0", "0", "2", "1"};
+        QCOMPARE(ComMap::portSettingFaults(numbers, enabled),
+                 (QStringList{"ParamComx.ini line 3: \"15\" is not a COM number from 1 to 14; LE2 stays off",
+                              "ParamComx.ini line 5: \"x\" is not a COM number from 1 to 14; LE3 stays off",
+                              "ParamComx.ini line 10: \"2\" is neither 0 (off) nor 1 (on); LE5 stays off"}));
         QCOMPARE(map.deviceFor(1), "/dev/ttyUSB0");
         QCOMPARE(map.deviceFor(2), ComMap::defaultDevice(2)); // empty line: default
         QCOMPARE(map.fileDevice(3), "sim/COM3");
         QCOMPARE(map.deviceFor(3), "/dev/ttyACM0");           // command line over file
         QCOMPARE(map.deviceFor(4), "/dev/quoted");
-        QCOMPARE(map.deviceFor(5), ComMap::defaultDevice(5)); // short file: default
+        QCOMPARE(map.deviceFor(6), ComMap::defaultDevice(6)); // short file: default
     }
 
     void savedFileReadsBack()

@@ -1,3 +1,4 @@
+#include "recording/clock.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 #include "test_registry.h"
@@ -202,6 +203,63 @@ private slots:
             writeBytes(path, fault == "malformed" ? "60\r\n5O\r\n" : "60\r\n" + QByteArray(70000, 'x'));
         use();
         QCOMPARE(problems.size(), 2);
+    }
+
+    // A disk with no room left refuses the new bytes only when they are flushed: the old file
+    // stays whole, the reason is the system's, and the next write that fits goes through.
+    void aFullDiskKeepsTheOldFile()
+    {
+        tarvek::test::FullDisk disk;
+        if (!disk.ok())
+            QSKIP(qPrintable(disk.why()));
+        SettingsFiles files(disk.path());
+        QSignalSpy problems(&files, &SettingsFiles::problem);
+        const std::array<int, 6> old{61, 62, 63, 64, 65, 66};
+        const std::array<int, 6> changed{71, 72, 73, 74, 75, 76};
+        QVERIFY(files.writeNumbers("\\ConsignePW.ini", old));
+        disk.fill();
+        for (int i = 0; i < 3; ++i)
+            QVERIFY(!files.writeNumbers("\\ConsignePW.ini", changed));
+        QCOMPARE(readBytes(files.pathOf("\\ConsignePW.ini")), SettingsFiles::render({"61", "62", "63", "64", "65", "66"}, LineFormat::Plain));
+        QCOMPARE(problems.size(), 1);
+        const QString text = problems.first().first().toString();
+        QVERIFY2(text.contains("ConsignePW.ini") && text.contains("No space left on device"), qPrintable(text));
+        QCOMPARE(QDir(disk.path()).entryList({"*ConsignePW*"}, QDir::Files | QDir::Hidden).size(), 1);
+        disk.release();
+        QVERIFY(files.writeNumbers("\\ConsignePW.ini", changed));
+    }
+
+    // An empty or spoilt file is kept aside and written again with its defaults, told once; the
+    // log-in file is never given its default passwords that way.
+    void aDamagedFileIsKeptAsideAndRepaired_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("says");
+        QTest::newRow("empty") << "\\ConsignePW.ini" << QByteArray() << "ConsignePW.ini is empty: kept aside as ";
+        QTest::newRow("not text") << "\\ConsignePW.ini" << QByteArray("5\x00\x01\xff\r\n", 6) << "holds bytes that are not text";
+        QTest::newRow("log-in, not text") << SettingsFiles::loginFileName() << QByteArray("\x8f\x02zz")
+                                          << "The password file ";
+        QTest::newRow("log-in, empty") << SettingsFiles::loginFileName() << QByteArray() << "it is empty";
+    }
+    void aDamagedFileIsKeptAsideAndRepaired()
+    {
+        QFETCH(QString, name);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, says);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        ManualClock clock;
+        files.setClock(&clock);
+        writeBytes(files.pathOf(name), bytes);
+        QSignalSpy problems(&files, &SettingsFiles::problem);
+        std::array<QString, 6> values;
+        const bool login = name == SettingsFiles::loginFileName();
+        QCOMPARE(files.readStrings(name, values), login ? 0 : 6);
+        QCOMPARE(problems.size(), 1);
+        QVERIFY2(problems.first().first().toString().contains(says), qPrintable(problems.first().first().toString()));
+        // The log-in file is left as it is, for the administrator to reset.
+        QCOMPARE(readBytes(login ? files.pathOf(name) : files.pathOf(name) + ".damaged-2026-11-23-093000"), bytes);
     }
 
     // The reader stops at its limit: a file that ends within it is whole, one byte more is not.
