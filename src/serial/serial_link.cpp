@@ -5,12 +5,16 @@
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
+#include <algorithm>
+
 namespace tarvek {
 
 using namespace link_timing;
 
 namespace {
 constexpr int kLinkCountdownStart = 60;
+// 19200 baud, ten bits a character: what is missing of a reply cannot come sooner than this.
+constexpr double kCharactersPerMs = 1.92;
 constexpr qint64 kDelayBinUs = 25;
 } // namespace
 
@@ -47,6 +51,10 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
 
         s.reconnect = namedTimer(this, QStringLiteral("ReconnectLE%1").arg(k), kReconnectMs);
         connect(s.reconnect, &QTimer::timeout, this, [this, k] { tryReconnect(k); });
+
+        s.rest = namedTimer(this, QStringLiteral("ReadLE%1").arg(k), 0);
+        s.rest->setSingleShot(true);
+        connect(s.rest, &QTimer::timeout, this, [this, k] { wakeReading(k); });
     }
     captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
@@ -192,6 +200,9 @@ void SerialLink::closeSlot(int slot)
     if (s.port->isOpen())
         s.port->close();
     s.open = false;
+    s.rest->stop();
+    s.rested = false;
+    s.port->setReadBufferSize(0);
     s.indicator->stop();
     emit linkIndicator(slot, false);
     emit portClosed(slot);
@@ -319,6 +330,8 @@ void SerialLink::shutdown()
         s.sender->stop();
         s.indicator->stop();
         s.reconnect->stop();
+        s.rest->stop();
+        s.rested = false;
         if (s.port->isOpen())
             s.port->close();
         s.open = false;
@@ -346,15 +359,45 @@ void SerialLink::onReadyRead(int slot)
         && (s.heldInPort > 0 || s.framer.pending() > 0)) {
         handOver(s.port->read(s.heldInPort));
         s.framer.markQuiet();
+        s.rested = false;
     }
     s.sinceBytes.start();
     // A line delivers a reply in dozens of small pieces: they wait in the port's buffer until a
     // whole reply can be there, and only then go to the framer.
     s.heldInPort = s.port->bytesAvailable();
-    if (static_cast<qint64>(s.framer.pending()) + s.heldInPort < kReplyLength)
+    const qint64 missing = kReplyLength - static_cast<qint64>(s.framer.pending()) - s.heldInPort;
+    if (missing > 0) {
+        restUntilWhole(slot, missing);
         return;
+    }
     s.heldInPort = 0;
+    s.rested = false;
     handOver(s.port->readAll());
+}
+
+void SerialLink::restUntilWhole(int slot, qint64 missing)
+{
+    // The rest of a reply comes at the line rate: the port is not read again before it can all be
+    // there, so a reply wakes the station a few times instead of once per piece the line hands
+    // over. The port's buffer, limited to what it holds, makes it stop reading on its own.
+    // Once a reply: what is still missing after the rest is read as it comes, so its last bytes
+    // are handled when they arrive and the answer keeps its 30 ms from them.
+    Slot& s = at(slot);
+    if (s.rest->isActive() || s.rested)
+        return;
+    s.rested = true;
+    s.port->setReadBufferSize(std::max<qint64>(1, s.heldInPort));
+    s.rest->start(static_cast<int>(static_cast<double>(missing) / kCharactersPerMs));
+}
+
+void SerialLink::wakeReading(int slot)
+{
+    Slot& s = at(slot);
+    if (!s.port->isOpen())
+        return;
+    // The bytes that came meanwhile are no quiet line.
+    s.sinceBytes.start();
+    s.port->setReadBufferSize(0);
 }
 
 void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
@@ -366,6 +409,7 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
     if (s.port->isOpen() && s.port->bytesAvailable() > 0)
         s.port->skip(s.port->bytesAvailable());
     s.heldInPort = 0;
+    s.rested = false;
     s.staleDrops += s.framer.staleDrops();
     s.framer.reset();
     const int entry = portEventEntry(error);

@@ -145,8 +145,10 @@ private:
         QTimer* sender = nullptr;    // Timer21..Timer26
         QTimer* indicator = nullptr; // Timer30..Timer35
         QTimer* reconnect = nullptr; // ReconnectLE1..ReconnectLE6
+        QTimer* rest = nullptr;      // ReadLE1..ReadLE6: reading rests until a reply can be whole
         ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
         QElapsedTimer sinceReply;            // the reply the sender will answer
+        bool rested = false;                 // reading rested once for the reply being gathered
         QElapsedTimer sinceBytes;            // the last bytes that came in
         qint64 heldInPort = 0;               // bytes left in the port's buffer at the last look
         quint64 staleDrops = 0;              // before the framer's last reset
@@ -171,6 +173,8 @@ private:
 
     void openSlot(int slot);
     void onReadyRead(int slot);
+    void restUntilWhole(int slot, qint64 missing);
+    void wakeReading(int slot);
     void onPortError(int slot, QSerialPort::SerialPortError error);
     void handleReply(int slot, std::string_view reply);
     void tryReconnect(int slot);
