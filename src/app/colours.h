@@ -18,6 +18,10 @@ inline QColor serviceMarker() { return QColor(192, 192, 192); } // a mode, not a
 // and vermillion); each also changes a text or a frame, so no reading rests on hue alone.
 inline QColor fault() { return QColor(230, 159, 0); }  // a fault code that is a fault, black text
 inline QColor alert() { return QColor(213, 94, 0); }   // a lost link, an alarm, white text
+// Not a fault: links the operator closed (dark grey, white text) and an engine running without a
+// start from this station (pale yellow, framed).
+inline QColor closed() { return QColor(90, 90, 90); }
+inline QColor foundRunning() { return QColor(255, 240, 140); }
 
 // Paints a cell that asks for attention (a thick frame and the colour) or gives it back its
 // plain look (sunken panel, system colours).
@@ -26,7 +30,7 @@ inline void attention(QWidget* w, const QColor& colour)
     QPalette p = QPalette();
     if (colour.isValid()) {
         p.setColor(QPalette::Window, colour);
-        p.setColor(QPalette::WindowText, colour == alert() ? QColor(Qt::white) : QColor(Qt::black));
+        p.setColor(QPalette::WindowText, colour == alert() || colour == closed() ? QColor(Qt::white) : QColor(Qt::black));
     }
     w->setPalette(p);
     w->setAutoFillBackground(colour.isValid());

@@ -111,6 +111,9 @@ void ConfigurationRS232::refreshDevices()
             const QString open = link_.openDevice(i + 1);
             text = open == named ? open + QStringLiteral("  (open)")
                                  : QStringLiteral("%1  (open; %2 from the next Connect)").arg(open, named);
+        } else if (link_.deviceMissing(i + 1)) {
+            text += link_.reconnecting(i + 1) ? QStringLiteral("  (device missing; opened as soon as it is there)")
+                                              : QStringLiteral("  (device missing)");
         } else if (!link_.openError(i + 1).isEmpty()) {
             text += QStringLiteral("  (not open: %1)").arg(link_.openError(i + 1));
         }

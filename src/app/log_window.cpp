@@ -128,12 +128,8 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
         list3_->addItem(line);
         list3_->scrollToBottom();
     });
-    connect(&station_, &Station::portIndicatorChanged, this, [this](int engine, bool active) {
-        QLabel* l = engines_.at(static_cast<std::size_t>(engine - 1)).link;
-        l->setText(active ? QStringLiteral("yes") : QStringLiteral("no"));
-        colours::attention(l, QColor());
-        colours::paint(l, active ? colours::linkYes() : QColor());
-    });
+    connect(&station_, &Station::portIndicatorChanged, this, [this](int engine, bool) { showLink(engine - 1); });
+    connect(&station_, &Station::linkStateChanged, this, [this](int engine) { refreshEngine(engine - 1); });
     connect(&station_, &Station::engineStatusChanged, this, &LogWindow::refreshEngine);
     connect(&station_, &Station::alarmCaptionChanged, this, [this](const QString&, const QString&) {
         // The alarm entries carry a "*" while their alarm holds.

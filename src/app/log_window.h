@@ -168,6 +168,8 @@ private:
     void refreshEngine(int index);
     QString scaled(int index, int position, int coefficientRow, const char* unit) const;
     void updatePortLabels();
+    // The engine column's link cell: "yes"/"no" from the activity indicator, "lost", "closed".
+    void showLink(int index);
     void wireLink();
     void wireHistory();
     void wireOperation();

@@ -17,11 +17,15 @@ void LogWindow::updatePortLabels()
         QString text = link.portLabel(i + 1);
         if (!enabled)
             text += QStringLiteral(" off");
+        else if (link.deviceMissing(i + 1))
+            text += QStringLiteral(" missing");
         engines_[k].port->setText(text);
         // Where the port leads and, for a technician, why it is not open.
         QString tip = link.deviceName(i + 1);
         if (link.portOpen(i + 1))
             tip += QStringLiteral(" (open)");
+        else if (link.deviceMissing(i + 1))
+            tip += QStringLiteral("\nthe device is missing; opened as soon as it is there");
         else if (link.reconnecting(i + 1))
             tip += QStringLiteral("\nlost, opened again as soon as it is back: ") + link.openError(i + 1);
         else if (!link.openError(i + 1).isEmpty())
@@ -42,8 +46,6 @@ void LogWindow::refreshEngine(int index)
     EngineWidgets& e = engines_.at(static_cast<std::size_t>(index));
     const LightEngineRecord& r = station_.tables().at(index);
     const auto k = static_cast<std::size_t>(index);
-    const bool open = station_.link().portOpen(index + 1);
-    const bool lost = station_.linkLost[k] && open; // expected to answer, silent
     const bool live = r.everReported && !station_.linkLost[k] && !portClosed_[k];
     const bool passive = station_.software().cooling == CoolingType::Passive;
 
@@ -60,19 +62,27 @@ void LogWindow::refreshEngine(int index)
     colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());
     e.power->setText(QString::number(r.PowerSetPoint * 10) + QStringLiteral(" We"));
 
-    // A silent engine says so in words as well as in colour; otherwise the indicator's own state.
-    if (lost) {
-        e.link->setText(QStringLiteral("lost"));
-        colours::attention(e.link, colours::alert());
-    } else if (e.link->text() == QLatin1String("lost")) {
-        const bool yes = station_.portIndicator(index + 1);
-        colours::attention(e.link, QColor());
-        e.link->setText(yes ? QStringLiteral("yes") : QStringLiteral("no"));
-        colours::paint(e.link, yes ? colours::linkYes() : QColor());
+    showLink(index);
+    // An engine that runs on while the station does not operate it says so.
+    const LinkState link = station_.linkState(index + 1);
+    const bool lastRunning = r.everReported && r.Phase >= 1 && r.Phase <= 6;
+    QString running;
+    if (station_.engineOperation().foundRunning(index + 1) && link != LinkState::Closed)
+        running = QStringLiteral("Running, not started here");
+    else if (link == LinkState::Closed && lastRunning)
+        running = QStringLiteral("Running, link closed");
+    if (!running.isEmpty()) {
+        e.status->setText(running);
+        colours::attention(e.status, colours::foundRunning());
+    } else if (e.status->frameWidth() > 1) {
+        colours::attention(e.status, QColor());
+        colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());
     }
 
     if (!live) {
-        for (QLabel* l : {e.phase, e.step, e.motor, e.fan1, e.fan2, e.mat, e.sht, e.lpc, e.lfc, e.vis,
+        // Links closed on purpose: the phase last reported stays, the engine did not stop for it.
+        e.phase->setText(link == LinkState::Closed && lastRunning ? QString::number(r.Phase) : kNoValue);
+        for (QLabel* l : {e.step, e.motor, e.fan1, e.fan2, e.mat, e.sht, e.lpc, e.lfc, e.vis,
                           e.ir, e.rh, e.sbv, e.vcc, e.fault})
             l->setText(kNoValue);
         e.fault->setToolTip(QString());
@@ -101,6 +111,27 @@ void LogWindow::refreshEngine(int index)
     // At rest (0), stop activated (18) and the blank of a running engine (20) are states, not faults.
     const bool isFault = code != kFaultStopped && code != kFaultStopActivated && code != kFaultCodesFilled - 1;
     colours::attention(e.fault, isFault ? colours::fault() : QColor());
+}
+
+void LogWindow::showLink(int index)
+{
+    QLabel* l = engines_.at(static_cast<std::size_t>(index)).link;
+    // Lost and closed say so in words and in their own looks; otherwise the activity indicator.
+    const LinkState state = station_.linkState(index + 1);
+    const bool yes = station_.portIndicator(index + 1);
+    switch (state) {
+    case LinkState::Lost:
+    case LinkState::Closed:
+        l->setText(linkStateText(state));
+        colours::attention(l, state == LinkState::Lost ? colours::alert() : colours::closed());
+        return;
+    case LinkState::No:
+    case LinkState::Yes:
+        break;
+    }
+    l->setText(yes ? QStringLiteral("yes") : QStringLiteral("no"));
+    colours::attention(l, QColor());
+    colours::paint(l, yes ? colours::linkYes() : QColor());
 }
 
 void LogWindow::refreshDisplay()

@@ -21,7 +21,7 @@ void LogWindow::wireLink()
     SerialLink& link = station_.link();
     auto* button = findChild<QPushButton*>(QStringLiteral("ComOperStartRS232"));
     auto* label = findChild<QLabel*>(QStringLiteral("ActiveDesactiveRS232"));
-    connect(button, &QPushButton::clicked, &link, &SerialLink::toggleConnection);
+    connect(button, &QPushButton::clicked, &station_, &Station::requestLinkToggle);
     connect(&link, &SerialLink::connectionChanged, this, [button, label](bool on) {
         button->setText(on ? QStringLiteral("STOP (RS232)") : QStringLiteral("START (RS232)"));
         label->setText(on ? QStringLiteral("Disconnect") : QStringLiteral("Connect"));

@@ -40,13 +40,22 @@ void LogWindow::wireOperation()
         button->installEventFilter(rightRelease);
         setWired(button->objectName());
     }
-    connect(&engines, &EngineOperation::buttonState, this, [this](int n, bool started) {
+    // An engine found running offers its stop on its button, in the colour of its status cell.
+    const auto showButton = [this, &engines](int n, bool started) {
         QPushButton* button = engines_.at(static_cast<std::size_t>(n - 1)).startStop;
-        const QString caption = EngineOperation::caption(n, started);
-        if (button->text() == caption)
+        const bool found = !started && engines.foundRunning(n);
+        const QString caption = EngineOperation::caption(n, started || found);
+        if (button->text() == caption && button->property("found").toBool() == found)
             return;
         button->setText(caption);
-        colours::paint(button, started ? colours::started() : QColor());
+        button->setProperty("found", found);
+        button->setToolTip(found ? QStringLiteral("Running without a start from this station: press to stop it") : QString());
+        colours::paint(button, started ? colours::started() : found ? colours::foundRunning() : QColor());
+    };
+    connect(&engines, &EngineOperation::buttonState, this, showButton);
+    connect(&engines, &EngineOperation::foundRunningChanged, this, [this, showButton, &engines](int n) {
+        showButton(n, engines.startedByUser(n));
+        refreshEngine(n - 1);
     });
 
     QthLamps& qth = station_.qthLamps();

@@ -367,9 +367,10 @@ int main(int argc, char** argv)
         for (int k = 1; k <= 6; ++k) {
             const auto d = station.link().replyToFrameDelays(k);
             std::printf("link COM%d - frames %llu, reply to frame inside the station: median %.3f ms, "
-                        "p99 %.3f ms, max %.3f ms\n",
+                        "p99 %.3f ms, max %.3f ms; partial replies dropped after a quiet line: %llu\n",
                         k, static_cast<unsigned long long>(d.count), static_cast<double>(d.medianUs) / 1000.0,
-                        static_cast<double>(d.p99Us) / 1000.0, static_cast<double>(d.maxUs) / 1000.0);
+                        static_cast<double>(d.p99Us) / 1000.0, static_cast<double>(d.maxUs) / 1000.0,
+                        static_cast<unsigned long long>(station.link().staleDrops(k)));
         }
         std::fflush(stdout);
     }

@@ -2,6 +2,8 @@
 
 #include "recording/named_timer.h"
 
+#include <utility>
+
 namespace tarvek {
 
 using namespace operation_texts;
@@ -27,8 +29,13 @@ QString EngineOperation::caption(int engine, bool started)
 
 void EngineOperation::setStarted(int engine, bool on)
 {
+    const bool was = startedByUser(engine);
     StartedByUser[index(engine)] = on ? 1 : 0;
+    if (!on)
+        stopping_[index(engine)] = true;
     emit buttonState(engine, on);
+    if (was != on)
+        emit startedByUserChanged(engine, on);
 }
 
 void EngineOperation::press(int engine)
@@ -44,9 +51,18 @@ void EngineOperation::press(int engine)
         emit warning(kWarningCaption, kPortNotEnabled);
         return;
     }
-    // An engine already in its start sequence or running is not started again.
-    if (ctx_.record(engine).Phase != 0)
+    if (found_[index(engine)]) {
+        emit question(engine, kWarningCaption,
+                      QStringLiteral("LE%1 is running without a start from this station. Stop LE%1?").arg(engine));
         return;
+    }
+    // An engine already in its start sequence or running is not started again, and would not
+    // answer the parameter read a start begins with.
+    if (const int phase = ctx_.record(engine).Phase; phase != 0) {
+        emit warning(kWarningCaption,
+                     QStringLiteral("LE%1 cannot start now: it reports phase %2, a start needs phase 0").arg(engine).arg(phase));
+        return;
+    }
     beginStart(engine);
 }
 
@@ -62,6 +78,24 @@ void EngineOperation::stop(int engine)
     ctx_.record(engine).RunCommand = 2;
     // Whichever engine stops, it is the first engine's byte that is cleared.
     StartAux[0] = 0;
+    emit stopSent(engine);
+    ctx_.history.append(QStringLiteral("0"),
+                        QStringLiteral("  OFF LE %1").arg(engine) + timeStamp(ctx_.clock));
+}
+
+void EngineOperation::stopFoundRunning(int engine)
+{
+    if (!found_[index(engine)])
+        return;
+    if (!ctx_.portOpen(engine)) {
+        emit warning(kWarningCaption, kPortUnactivated);
+        return;
+    }
+    stopping_[index(engine)] = true;
+    found_[index(engine)] = false;
+    ctx_.record(engine).RunCommand = 2;
+    StartAux[0] = 0;
+    emit foundRunningChanged(engine, false);
     emit stopSent(engine);
     ctx_.history.append(QStringLiteral("0"),
                         QStringLiteral("  OFF LE %1").arg(engine) + timeStamp(ctx_.clock));
@@ -107,6 +141,17 @@ void EngineOperation::onReply(int engine, const ReplyOutcome& outcome)
     if (last != 0 && phase == 0)
         emit runEnded(engine);
     last = phase;
+    const auto i = index(engine);
+    if (phase == 0) {
+        stopping_[i] = false;
+        if (std::exchange(found_[i], false))
+            emit foundRunningChanged(engine, false);
+    } else if (phase <= 6 && !found_[i] && !stopping_[i] && !startedByUser(engine) && reads_[i] == StartRead::Idle) {
+        found_[i] = true;
+        ctx_.history.append(QStringLiteral("0"), QStringLiteral("  LE %1 found running, not started from this station").arg(engine)
+                                                     + timeStamp(ctx_.clock));
+        emit foundRunningChanged(engine, true);
+    }
 }
 
 void EngineOperation::finishStart(int engine)

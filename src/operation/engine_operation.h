@@ -7,6 +7,11 @@
 //   Asked --type-2 reply--> Answered: parameter list filled, RunCommand 1, "  Start LE n"; then Idle
 //   Asked --second press, STOP All--> Cancelled: the press is a stop; then Idle
 // There is no time-out: an engine that never answers keeps its start waiting until it is stopped.
+// A start is only asked of an engine that reports phase 0.
+//
+// An engine that reports phase 1..6 without a start from this station (it ran before the station
+// came up, or while its link was down) is found running: it is shown as such, its button asks
+// whether to stop it, and the history has one line when it is found.
 #include "maintenance/parameter_list.h"
 #include "operation/operation_context.h"
 #include "protocol/codec.h"
@@ -35,6 +40,7 @@ public:
     // Per engine 1..6.
     bool startedByUser(int engine) const { return StartedByUser[index(engine)] != 0; }
     StartRead readState(int engine) const { return reads_[index(engine)]; }
+    bool foundRunning(int engine) const { return found_[index(engine)]; }
     bool waiting(int engine) const { return readState(engine) == StartRead::Asked; }
     int startAux(int engine) const { return StartAux[index(engine)]; }
     int startParameter(int engine) const { return StartParameter[index(engine)]; }
@@ -57,9 +63,15 @@ public slots:
     void stopFromGroup(int engine);
     // Every reply the link handled for engine n.
     void onReply(int engine, const tarvek::ReplyOutcome& outcome);
+    // The operator confirmed the stop of an engine found running.
+    void stopFoundRunning(int engine);
 
 signals:
     void warning(const QString& caption, const QString& text);
+    // A yes/no question about engine n; a "Yes" comes back through stopFoundRunning().
+    void question(int engine, const QString& caption, const QString& text);
+    void startedByUserChanged(int engine, bool started);
+    void foundRunningChanged(int engine, bool running);
     void statusText(const QString& text);
     // The status picture of an engine shows the wait, and what it showed before when it ends.
     void engineStatus(int engine, const QString& text);
@@ -92,6 +104,8 @@ private:
     std::array<std::uint8_t, kEngines> StartParameter{};
     std::array<StartRead, kEngines> reads_{};
     std::array<int, kEngines> lastPhase_{};
+    std::array<bool, kEngines> found_{};
+    std::array<bool, kEngines> stopping_{}; // a stop went out; phase 0 has not been seen since
     std::uint8_t RightClickMark = 0;
     std::uint8_t PanelToggle = 0;
     QTimer* timer5_;

@@ -1,5 +1,7 @@
 #include "protocol/reply_framer.h"
 
+#include <utility>
+
 namespace tarvek {
 
 namespace {
@@ -39,12 +41,27 @@ bool ReplyFramer::carriesSync(std::string_view window)
     return phase.back() >= '0' && phase.back() <= '7';
 }
 
+bool ReplyFramer::syncedReply(std::string_view window)
+{
+    // The last field must end on the grid: a reply that lost a byte ends on the next reply's first
+    // character, a blank, and is not mistaken for a garbled one.
+    if (!carriesSync(window) || !isDigit(window[kReply - 1]))
+        return false;
+    int garbled = 0;
+    for (std::size_t end = kFieldWidth - 1; end < kReply; end += kFieldWidth)
+        if (!isDigit(window[end]) && ++garbled > kMaxGarbledFields)
+            return false;
+    return true;
+}
+
 void ReplyFramer::reset()
 {
     buffer_.clear();
     start_ = 0;
     handed_ = 0;
     discarded_ = 0;
+    staleDrops_ = 0;
+    quietMark_ = 0;
     synced_ = false;
 }
 
@@ -55,7 +72,16 @@ bool ReplyFramer::next(std::string_view& reply)
     const std::string_view data = std::string_view(buffer_).substr(start_);
     if (data.size() < kReply)
         return false;
-    if (synced_ && onFieldGrid(data)) {
+    if (quietMark_ > 0) {
+        const std::size_t held = std::exchange(quietMark_, 0);
+        if (!syncedReply(data)) {
+            ++staleDrops_;
+            discarded_ += held;
+            start_ += held;
+            return next(reply);
+        }
+    }
+    if (synced_ && (onFieldGrid(data) || syncedReply(data))) {
         reply = data.substr(0, kReply);
         handed_ = kReply;
         // A reply without its synchronisation value proves nothing about the next one's place.
@@ -66,7 +92,7 @@ bool ReplyFramer::next(std::string_view& reply)
     synced_ = false;
     for (std::size_t at = 0; at + kReply <= data.size(); ++at) {
         const std::string_view window = data.substr(at, kReply);
-        if (carriesSync(window) && onFieldGrid(window)) {
+        if (syncedReply(window)) {
             discarded_ += at;
             start_ += at;
             synced_ = true;

@@ -227,16 +227,32 @@ void DataLogger::create()
 
 bool DataLogger::start()
 {
+    return startRun(choices_.erase);
+}
+
+bool DataLogger::resumeIfRunning()
+{
+    const QStringList run = files_.readValues(runFileName());
+    if (running_ || run.size() < 2 || run.at(0).trimmed() != QLatin1String("1") || run.at(1).trimmed().isEmpty())
+        return false;
+    choices_.name = run.at(1).trimmed();
+    return startRun(false);
+}
+
+bool DataLogger::startRun(bool erase)
+{
     if (!ready()) {
         emit warning(nothingCaption(), nothingText());
         return false;
     }
+    save();
+    files_.writeValues(runFileName(), {QStringLiteral("1"), choices_.name});
     headerWritten_.fill(false);
     failing_.fill(false);
     rowsLost_.fill(0);
     counter_ = 0;
     running_ = true;
-    if (choices_.erase)
+    if (erase)
         for (int n = 1; n <= kLoggerEngines; ++n)
             if (choices_.engines[static_cast<std::size_t>(n - 1)] && QFile::exists(fileFor(n)) &&
                 !QFile::remove(fileFor(n)))
@@ -256,8 +272,10 @@ void DataLogger::off()
     timer42_->stop();
     running_ = false;
     countdown_ = 0;
-    if (was)
+    if (was) {
+        files_.writeValues(runFileName(), {QStringLiteral("0"), choices_.name});
         emit statusText(QStringLiteral("Datalogger OFF"));
+    }
     emit changed();
 }
 

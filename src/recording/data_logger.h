@@ -46,6 +46,9 @@ public:
 
     static QString typeFileName() { return QStringLiteral("\\TypeFile.ini"); }
     static QString stepFileName() { return QStringLiteral("\\NS.ini"); }
+    // "\DataloggerRun.ini": "1" while logging, then the name, so a run the station did not end
+    // itself goes on at the next start.
+    static QString runFileName() { return QStringLiteral("\\DataloggerRun.ini"); }
     static QString folderName() { return QStringLiteral("Datalogger"); }
     static const QStringList& intervalCaptions();
     static int intervalMinutes(int index);
@@ -108,6 +111,9 @@ public:
     bool start();
     // mnuOffDataLogger: no more rows; the files stay.
     void off();
+    // Start-up: a run that was on when the station ended goes on with the same files and choices,
+    // appending under a new header pair. True when it did.
+    bool resumeIfRunning();
 
     bool running() const { return running_; }
     int countdown() const { return countdown_; }
@@ -142,6 +148,7 @@ private:
     void write(int index, const QByteArray& rowBytes);
     void fail(int index, const QString& path, const QString& reason);
     void save();
+    bool startRun(bool erase);
 
     SettingsFiles& files_;
     const Clock& clock_;

@@ -5,12 +5,16 @@
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
+#include <algorithm>
+
 namespace tarvek {
 
 using namespace link_timing;
 
 namespace {
 constexpr int kLinkCountdownStart = 60;
+// 19200 baud, ten bits a character: what is missing of a reply cannot come sooner than this.
+constexpr double kCharactersPerMs = 1.92;
 constexpr qint64 kDelayBinUs = 25;
 } // namespace
 
@@ -47,6 +51,10 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
 
         s.reconnect = namedTimer(this, QStringLiteral("ReconnectLE%1").arg(k), kReconnectMs);
         connect(s.reconnect, &QTimer::timeout, this, [this, k] { tryReconnect(k); });
+
+        s.rest = namedTimer(this, QStringLiteral("ReadLE%1").arg(k), 0);
+        s.rest->setSingleShot(true);
+        connect(s.rest, &QTimer::timeout, this, [this, k] { wakeReading(k); });
     }
     captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
@@ -101,6 +109,7 @@ SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
     return d;
 }
 quint64 SerialLink::repliesReceived(int slot) const { return at(slot).replies; }
+quint64 SerialLink::staleDrops(int slot) const { return at(slot).staleDrops + at(slot).framer.staleDrops(); }
 
 QString SerialLink::deviceName(int slot) const
 {
@@ -152,6 +161,9 @@ void SerialLink::openSlot(int slot)
             s.openError = s.port->portName().isEmpty()
                               ? QStringLiteral("no device for COM%1").arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)))
                               : QStringLiteral("%1: %2").arg(s.port->portName(), s.port->errorString());
+            s.missing = s.port->error() == QSerialPort::DeviceNotFoundError;
+            if (s.missing)
+                s.openError = QStringLiteral("%1: device missing").arg(s.port->portName());
             s.port->clearError();
             emit portOpenFailed(slot, s.openError);
             return;
@@ -160,10 +172,13 @@ void SerialLink::openSlot(int slot)
         s.port->setRequestToSend(false);
         s.port->clearError();
         s.openError.clear();
+        s.missing = false;
         s.openDevice = deviceName(slot);
         s.firstByte = -1;
         s.goodSinceTick = 0;
+        s.staleDrops += s.framer.staleDrops();
         s.framer.reset();
+        s.heldInPort = 0;
         s.badBeforeAnswer = 0;
         s.open = true;
         s.countdown = kLinkCountdownStart;
@@ -185,6 +200,9 @@ void SerialLink::closeSlot(int slot)
     if (s.port->isOpen())
         s.port->close();
     s.open = false;
+    s.rest->stop();
+    s.rested = false;
+    s.port->setReadBufferSize(0);
     s.indicator->stop();
     emit linkIndicator(slot, false);
     emit portClosed(slot);
@@ -216,6 +234,7 @@ void SerialLink::connectLink()
     writeSettingsFromForm();
     openPorts();
     connected_ = true;
+    awaitMissingDevices();
     emit connectionChanged(true);
     captionTimer_->start();
 }
@@ -237,6 +256,8 @@ void SerialLink::disconnectLink()
 void SerialLink::setConnected(bool on)
 {
     connected_ = on;
+    if (on)
+        awaitMissingDevices();
     emit connectionChanged(on);
 }
 
@@ -253,6 +274,8 @@ void SerialLink::saveConfiguration()
     resetAnswers();
     writeSettingsFromForm();
     openPorts();
+    if (connected_)
+        awaitMissingDevices();
     emit configurationSaved();
 }
 
@@ -274,6 +297,20 @@ int SerialLink::firstByte(int slot) const { return at(slot).firstByte; }
 bool SerialLink::answered(int slot) const { return at(slot).answered; }
 qint64 SerialLink::pendingBytes(int slot) const { return static_cast<qint64>(at(slot).framer.pending()); }
 bool SerialLink::reconnecting(int slot) const { return at(slot).lostOnError; }
+bool SerialLink::deviceMissing(int slot) const { return at(slot).missing && !at(slot).open; }
+
+void SerialLink::awaitMissingDevices()
+{
+    // A device plugged in later, or a device server still booting, is waited for like one that
+    // went away.
+    for (int k = 1; k <= 6; ++k) {
+        Slot& s = at(k);
+        if (s.missing && !s.open && !s.dropped && enabled(k) && !s.lostOnError) {
+            s.lostOnError = true;
+            s.reconnect->start();
+        }
+    }
+}
 QTimer* SerialLink::reconnectTimer(int slot) const { return at(slot).reconnect; }
 
 bool SerialLink::noiseBeforeAnswer(int slot) const
@@ -293,6 +330,8 @@ void SerialLink::shutdown()
         s.sender->stop();
         s.indicator->stop();
         s.reconnect->stop();
+        s.rest->stop();
+        s.rested = false;
         if (s.port->isOpen())
             s.port->close();
         s.open = false;
@@ -309,13 +348,56 @@ void SerialLink::onReadyRead(int slot)
         s.port->peek(&c, 1);
         s.firstByte = static_cast<unsigned char>(c);
     }
+    // Bytes held from before a quiet line may belong to a reply that will never be finished: glued
+    // to the next reply they would cost its answer. The framer judges them once a reply's worth
+    // has come.
+    const auto handOver = [this, slot, &s](const QByteArray& bytes) {
+        s.framer.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())),
+                      [this, slot](std::string_view reply) { handleReply(slot, reply); });
+    };
+    if (s.sinceBytes.isValid() && s.sinceBytes.elapsed() > kQuietLineMs
+        && (s.heldInPort > 0 || s.framer.pending() > 0)) {
+        handOver(s.port->read(s.heldInPort));
+        s.framer.markQuiet();
+        s.rested = false;
+    }
+    s.sinceBytes.start();
     // A line delivers a reply in dozens of small pieces: they wait in the port's buffer until a
     // whole reply can be there, and only then go to the framer.
-    if (static_cast<qint64>(s.framer.pending()) + s.port->bytesAvailable() < kReplyLength)
+    s.heldInPort = s.port->bytesAvailable();
+    const qint64 missing = kReplyLength - static_cast<qint64>(s.framer.pending()) - s.heldInPort;
+    if (missing > 0) {
+        restUntilWhole(slot, missing);
         return;
-    const QByteArray bytes = s.port->readAll();
-    s.framer.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())),
-                  [this, slot](std::string_view reply) { handleReply(slot, reply); });
+    }
+    s.heldInPort = 0;
+    s.rested = false;
+    handOver(s.port->readAll());
+}
+
+void SerialLink::restUntilWhole(int slot, qint64 missing)
+{
+    // The rest of a reply comes at the line rate: the port is not read again before it can all be
+    // there, so a reply wakes the station a few times instead of once per piece the line hands
+    // over. The port's buffer, limited to what it holds, makes it stop reading on its own.
+    // Once a reply: what is still missing after the rest is read as it comes, so its last bytes
+    // are handled when they arrive and the answer keeps its 30 ms from them.
+    Slot& s = at(slot);
+    if (s.rest->isActive() || s.rested)
+        return;
+    s.rested = true;
+    s.port->setReadBufferSize(std::max<qint64>(1, s.heldInPort));
+    s.rest->start(static_cast<int>(static_cast<double>(missing) / kCharactersPerMs));
+}
+
+void SerialLink::wakeReading(int slot)
+{
+    Slot& s = at(slot);
+    if (!s.port->isOpen())
+        return;
+    // The bytes that came meanwhile are no quiet line.
+    s.sinceBytes.start();
+    s.port->setReadBufferSize(0);
 }
 
 void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
@@ -326,6 +408,9 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
     // Whatever was being gathered is not to be trusted.
     if (s.port->isOpen() && s.port->bytesAvailable() > 0)
         s.port->skip(s.port->bytesAvailable());
+    s.heldInPort = 0;
+    s.rested = false;
+    s.staleDrops += s.framer.staleDrops();
     s.framer.reset();
     const int entry = portEventEntry(error);
     if (entry >= 0)

@@ -26,6 +26,11 @@ inline constexpr int kIndicatorHoldMs = 1500;   // Timer30..Timer35: "yes" fades
 inline constexpr int kCaptionRestoreMs = 3000;  // Timer62
 inline constexpr int kReplySupervisionMs = 2000; // Timer44: no reply from any engine
 inline constexpr int kReconnectMs = 1000;       // ReconnectLE1..6: a port lost on an error is tried again
+// A line quiet this long ends the reply it holds, unless the bytes after it finish that reply.
+// USB adapters hand bytes over in bursts up to 16 ms apart, and the event loop may add a few ms
+// to that; the next reply starts at the earliest 30 ms (our sender) plus 18 ms (34 characters at
+// 19200 baud) after the last one, so every reply begins after such a pause.
+inline constexpr int kQuietLineMs = 32;
 } // namespace link_timing
 
 class SerialLink : public QObject {
@@ -59,6 +64,8 @@ public:
     Delays replyToFrameDelays(int slot) const;
     quint64 framesSent(int slot) const;
     quint64 repliesReceived(int slot) const;
+    // Parts of replies dropped because the line went quiet before they were whole.
+    quint64 staleDrops(int slot) const;
     // The first byte received since the port opened, or -1 while nothing came.
     int firstByte(int slot) const;
     // A good reply came since the last Connect or saved configuration (or start-up).
@@ -68,8 +75,11 @@ public:
     bool noiseBeforeAnswer(int slot) const;
     // Bytes of a reply still arriving.
     qint64 pendingBytes(int slot) const;
-    // The port closed on an error and is tried again on its own.
+    // The port closed on an error, or its device was missing when it was to open, and it is tried
+    // again on its own while the link is connected.
     bool reconnecting(int slot) const;
+    // The slot's device did not exist at the last try to open it.
+    bool deviceMissing(int slot) const;
     QTimer* reconnectTimer(int slot) const;
     // Good replies (with the synchronisation value) handled since the last call; the watchdog
     // asks once per tick.
@@ -135,8 +145,13 @@ private:
         QTimer* sender = nullptr;    // Timer21..Timer26
         QTimer* indicator = nullptr; // Timer30..Timer35
         QTimer* reconnect = nullptr; // ReconnectLE1..ReconnectLE6
+        QTimer* rest = nullptr;      // ReadLE1..ReadLE6: reading rests until a reply can be whole
         ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
         QElapsedTimer sinceReply;            // the reply the sender will answer
+        bool rested = false;                 // reading rested once for the reply being gathered
+        QElapsedTimer sinceBytes;            // the last bytes that came in
+        qint64 heldInPort = 0;               // bytes left in the port's buffer at the last look
+        quint64 staleDrops = 0;              // before the framer's last reset
         bool goodPending = false;
         std::array<quint32, 4096> delayHistogram{}; // 25 us bins up to about 102 ms
         quint64 delayCount = 0;
@@ -153,13 +168,17 @@ private:
         bool answered = false;
         quint64 badBeforeAnswer = 0;
         bool lostOnError = false;
+        bool missing = false;
     };
 
     void openSlot(int slot);
     void onReadyRead(int slot);
+    void restUntilWhole(int slot, qint64 missing);
+    void wakeReading(int slot);
     void onPortError(int slot, QSerialPort::SerialPortError error);
     void handleReply(int slot, std::string_view reply);
     void tryReconnect(int slot);
+    void awaitMissingDevices();
     void resetAnswers();
     void onSenderTick(int slot);
     Slot& at(int slot);

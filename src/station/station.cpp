@@ -46,6 +46,14 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
     connect(watchdog_, &LinkWatchdog::linkRestored, this, &Station::reportRestored);
     connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
+    for (auto changed : {&SerialLink::portOpened, &SerialLink::portClosed})
+        connect(link_, changed, this, &Station::updateLinkStates);
+    connect(link_, &SerialLink::connectionChanged, this, &Station::updateLinkStates);
+    connect(link_, &SerialLink::portLost, this, &Station::updateLinkStates);
+    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
+        if (outcome.good && linkState(slot) != LinkState::Yes)
+            updateLinkStates();
+    });
     // A settings file that cannot be written, or a value that is not a number: once, on the status
     // line and in List4; the station goes on with the values it holds.
     connect(&files_, &SettingsFiles::problem, this, &Station::announce);
@@ -94,14 +102,17 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
 
 void Station::buildLogger()
 {
-    // The logger writes what the main window shows: the last reading held, empty before any.
+    // The logger writes what the main window shows: the last reading held, empty before any, and
+    // empty while the engine is not answering, so a gap shows in the file as one.
     dataLogger_ = new DataLogger(files_, clock_, [this](int i, LoggerColumn column) {
         static constexpr std::array<std::pair<int, int>, kLoggerColumns> kSource{{
             {pos::Lpc, coefficients::Lpc}, {pos::Lfc, coefficients::Lfc}, {pos::Vis, coefficients::Vis}, {pos::Ir, coefficients::Ir},
             {pos::Rh, coefficients::Rh}, {pos::Power, -1}, {pos::Sht, coefficients::Sht}, {pos::Mat, coefficients::Mat}}};
         const LightEngineRecord& r = tables_.at(i);
         const auto [position, row] = kSource.at(static_cast<std::size_t>(column));
-        if (!r.everReported || row < 0)
+        if (!r.everReported || linkState(i + 1) != LinkState::Yes)
+            return QString();
+        if (row < 0)
             return QString();
         return displayValue(settings_, r.reported.at(static_cast<std::size_t>(position)), row);
     }, this);
@@ -195,6 +206,12 @@ void Station::buildOperation()
             faultLogger_->log(slot, tables_.at(slot - 1).FaultCode);
     });
 
+    connect(engineOperation_, &EngineOperation::question, this, [this](int engine, const QString& caption, const QString& text) {
+        ask(caption, text, [this, engine](bool yes) {
+            if (yes)
+                engineOperation_->stopFoundRunning(engine);
+        });
+    });
     connect(groupOperation_, &GroupOperation::question, this, [this](const QString& caption, const QString& text) {
         ask(caption, text, [this, text](bool yes) { groupOperation_->answer(text, yes); });
     });
@@ -331,6 +348,9 @@ void Station::startUp()
     qthLamps_->restore();
     timer12_->start();
     trendGraphs_->start();
+    // A logger the station did not turn off goes on; its first rows show the engines not yet heard.
+    if (dataLogger_->resumeIfRunning())
+        journalLink(QStringLiteral("Datalogger resumed: %1").arg(QDir::toNativeSeparators(dataLogger_->fileFor(1)).replace(QStringLiteral("_LE1"), QStringLiteral("_LE*"))));
 
     startedUp_ = true;
     emit startupFinished();
@@ -339,11 +359,12 @@ void Station::startUp()
 void Station::openLink()
 {
     link_->openPorts();
-    // Ports that opened at start-up are connected: the button offers to disconnect them.
-    bool anyOpen = false;
+    // Ports meant to be open at start-up are connected: the button offers to disconnect them, and
+    // a device that is not there yet is waited for.
+    bool anyMeant = false;
     for (int k = 1; k <= kEngines; ++k)
-        anyOpen = anyOpen || link_->portOpen(k);
-    link_->setConnected(anyOpen);
+        anyMeant = anyMeant || link_->portOpen(k) || link_->deviceMissing(k);
+    link_->setConnected(anyMeant);
 }
 
 void Station::watchdogTick()
@@ -351,6 +372,7 @@ void Station::watchdogTick()
     watchdog_->tick();
     for (int k = 1; k <= kEngines; ++k)
         linkLost[static_cast<std::size_t>(k - 1)] = watchdog_->linkLost(k);
+    updateLinkStates();
 }
 
 void Station::announce(const QString& text)
@@ -361,20 +383,24 @@ void Station::announce(const QString& text)
 
 void Station::journalLink(const QString& text)
 {
-    appendEvent(clock_.dateText() + QStringLiteral(" / ") + clock_.timeText() + QStringLiteral("  ") + text);
+    appendEvent(operation_texts::eventStamp(clock_) + QStringLiteral("  ") + text);
     history_->append(QStringLiteral("0"), text);
 }
 
 void Station::reportLoss(int engine)
 {
-    history_->append(QStringLiteral("0"), QStringLiteral("No communication with machine System!  LE%1").arg(engine));
+    const QString text = QStringLiteral("No communication with machine System!  LE%1").arg(engine);
+    appendEvent(operation_texts::eventStamp(clock_) + QStringLiteral("  ") + text);
+    history_->append(QStringLiteral("0"), text);
     alarmSupervision_->linkLost(engine);
     lostLinks_->lost(engine);
 }
 
 void Station::reportRestored(int engine)
 {
-    history_->append(QStringLiteral("0"), QStringLiteral("Communication restored with machine System!  LE%1").arg(engine));
+    const QString text = QStringLiteral("Communication restored with machine System!  LE%1").arg(engine);
+    appendEvent(operation_texts::eventStamp(clock_) + QStringLiteral("  ") + text);
+    history_->append(QStringLiteral("0"), text);
     alarmSupervision_->linkRestored(engine);
     lostLinks_->restored(engine);
 }

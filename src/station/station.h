@@ -3,6 +3,7 @@
 //
 // A test builds one on a temporary folder and a ManualClock and drives it without a screen; the
 // main window observes it through its signals and calls its methods.
+#include "station/link_state.h"
 #include "station/trend_graphs.h"
 #include "maintenance/io_readout.h"
 #include "maintenance/parameter_editor.h"
@@ -149,6 +150,13 @@ public:
     bool portIndicator(int engine) const { return portIndicators_.at(static_cast<std::size_t>(engine - 1)); }
     void setPortIndicator(int engine, bool active);
 
+    // Per engine LE1..LE6: what the station knows of its link; linkStateChanged() tells of a change.
+    LinkState linkState(int engine) const { return linkStates_.at(static_cast<std::size_t>(engine - 1)); }
+    // Engines whose open link reports phase 1..6.
+    QList<int> runningEngines() const;
+    // The connect button: opens the links, or closes them, asking first while engines run.
+    void requestLinkToggle();
+
     // Per engine index 0..5, set by the link supervision: the engine's values are shown as "---".
     std::array<bool, kEngines> linkLost{};
     AlarmState alarms;
@@ -210,6 +218,7 @@ signals:
     void discoveryCleared();
     void engineStatusChanged(int index);
     void portIndicatorChanged(int engine, bool active);
+    void linkStateChanged(int engine, tarvek::LinkState state);
     void softwareSettingsChanged();
     void powerSetPointsLoaded();
     // Start-up step 8: the enabled COM ports are being opened and the polling timers start.
@@ -237,6 +246,9 @@ private:
     void reportRestored(int engine);
     // One List4 line and one history line for a port that went away or came back.
     void journalLink(const QString& text);
+    LinkState computeLinkState(int engine) const;
+    void updateLinkStates();
+    void closeLinks();
     void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
     void buildLogger();
@@ -296,6 +308,8 @@ private:
     std::array<QString, kEngines> statusTexts_{};
     std::array<QString, kEngines> statusBeforeWait_{};
     std::array<bool, kEngines> portIndicators_{};
+    std::array<LinkState, kEngines> linkStates_{};
+    bool closedByOperator_ = false;
     QStringList events_;
     QStringList discovery_;
 

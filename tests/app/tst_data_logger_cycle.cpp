@@ -8,6 +8,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <memory>
+
 using namespace tarvek;
 
 namespace {
@@ -80,6 +82,56 @@ private slots:
             QVERIFY2(number, row.constData());
         }
         QCOMPARE(station.events().filter("Datalogger LE").size(), 4);
+    }
+
+    // A silent engine's cells stay empty; a run the station did not end goes on at the next start,
+    // even when its folder went away meanwhile, and the history says so once per start.
+    void rowsHoldOnlyLiveValuesAndARunSurvivesARestart()
+    {
+        SimulatedEngines engines;
+        QVERIFY(engines.start());
+        ManualClock clock;
+        auto station = std::make_unique<Station>(engines.folder, QString(), clock);
+        station->load();
+        for (int k = 1; k <= 2; ++k)
+            QTRY_COMPARE_WITH_TIMEOUT(station->linkState(k), LinkState::Yes, kCycleWaitMs);
+        DataLogger* logger = &station->dataLogger();
+        LoggerChoices c = logger->choices();
+        c.engines = {true, true, false, false, false, false};
+        c.columns = {true, false, false, false, false, false, false, true}; // LPC and MAT
+        c.name = "quality";
+        logger->setChoices(c);
+        engines.model(2).setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(station->linkState(2), LinkState::Lost, kCycleWaitMs);
+        QVERIFY(logger->start());
+        const auto lastRow = [&](int engine) {
+            const QList<QByteArray> lines = test::readBytes(logger->fileFor(engine)).trimmed().split('\n');
+            return lines.last().trimmed().split(',').mid(3); // after counter, date, time
+        };
+        QCOMPARE(lastRow(2), (QList<QByteArray>{"", ""}));
+        QVERIFY(!lastRow(1).at(0).isEmpty() && !lastRow(1).at(1).isEmpty());
+
+        for (bool folderGone : {false, true}) {
+            station.reset(); // ended while logging
+            if (folderGone)
+                QVERIFY(QDir(engines.folder + "/Datalogger").removeRecursively());
+            station = std::make_unique<Station>(engines.folder, QString(), clock);
+            station->load();
+            QTRY_VERIFY_WITH_TIMEOUT(station->startedUp(), kCycleWaitMs);
+            logger = &station->dataLogger();
+            QVERIFY(logger->running());
+            QCOMPARE(logger->choices().name, QString("quality"));
+            QCOMPARE(lastRow(1), (QList<QByteArray>{"", ""})); // not heard since the start
+            const int headers = static_cast<int>(test::readBytes(logger->fileFor(1)).count("[CNT ]"));
+            QCOMPARE(headers, folderGone ? 2 : 4); // "[CNT ]" twice a header pair
+        }
+        QCOMPARE(test::readBytes(station->files().pathOf("\\Histo.txt")).count("Datalogger resumed"), 2);
+        logger->off();
+        station.reset();
+        station = std::make_unique<Station>(engines.folder, QString(), clock);
+        station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(station->startedUp(), kCycleWaitMs);
+        QVERIFY(!station->dataLogger().running()); // turned off: stays off
     }
 };
 

@@ -81,7 +81,7 @@ private slots:
         QCOMPARE(colours::background(label), QPalette().color(QPalette::Button));
         for (int k = 1; k <= 6; ++k)
             QVERIFY(!rig.station->link().portOpen(k));
-        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_0")->text(), QString("no"), 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_0")->text(), QString("closed"), 5000); // closed by the operator, not "no"
         QTest::mouseClick(button, Qt::LeftButton);
         QCOMPARE(button->text(), QString("STOP (RS232)"));
         QCOMPARE(label->text(), QString("Disconnect"));

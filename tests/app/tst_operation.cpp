@@ -92,6 +92,42 @@ private slots:
         QCOMPARE(rig.historyCount("OFF LE"), 2);
     }
 
+    // The station ends while LE2 runs and comes up again: LE2 is found running, once, through a
+    // pulled link too; a start is refused with its reason; a confirmed press stops it.
+    void anEngineFoundRunningIsShownAndStoppedFromItsButton()
+    {
+        OperationRig rig;
+        rig.ready();
+        rig.startAndRun(2);
+        rig.station.reset(); // killed: nothing is stopped
+        rig.station = std::make_unique<Station>(rig.engines.folder, QString(), rig.clock);
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        QSignalSpy warnings(rig.station.get(), &Station::warning);
+        rig.ready();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.op().foundRunning(2), kWaitMs);
+        QVERIFY(!rig.op().startedByUser(2) && !rig.op().foundRunning(1));
+        QCOMPARE(rig.station->linkState(2), LinkState::Yes);
+        rig.engines.simulator->execute("vanish 2 1");
+        QTRY_COMPARE_WITH_TIMEOUT(rig.historyCount("Port back LE2"), 1, kWaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), kWaitMs);
+        QCOMPARE(rig.historyCount("LE 2 found running, not started from this station"), 1);
+
+        rig.op().press(2);
+        QCOMPARE(questions.count(), 1);
+        QCOMPARE(questions.last().at(2).toString(), QString("LE2 is running without a start from this station. Stop LE2?"));
+        QCOMPARE(rig.op().readState(2), StartRead::Idle); // no read asked of a running engine
+        rig.answerLast(questions, true);
+        QVERIFY(!rig.op().foundRunning(2));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.phase(2), 6, kWaitMs);
+        rig.op().press(2); // cooling: a start is refused with its reason
+        QCOMPARE(warnings.size(), 1);
+        QCOMPARE(warnings.last().at(1).toString(), QString("LE2 cannot start now: it reports phase 6, a start needs phase 0"));
+        QCOMPARE(rig.op().readState(2), StartRead::Idle);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.phase(2), 0, kWaitMs);
+        QCOMPARE(rig.historyCount("  OFF LE 2   "), 1);
+        QCOMPARE(rig.historyCount("found running"), 1);
+    }
+
     void aWaitingEngineLeavesTheOthersCyclingUntilItIsStopped()
     {
         OperationRig rig;

@@ -103,6 +103,41 @@ private slots:
         QCOMPARE(rig.get<QPushButton>("CommHalOperator")->text(), QString("QTH-Stop"));
         rig.save(rig.window.get(), "operation_states.png");
     }
+
+    // What the columns say of an engine found running, of closed links and of a lost one.
+    void columnsTellRunningClosedAndLost()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(true, true));
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(k), kRigWaitMs);
+        // LE2 is started from elsewhere: a frame asking for a start reaches its controller.
+        const auto fields = rig.engines.model(2).statusFields();
+        std::string start(34, '\0');
+        for (std::size_t k = 0; k < 32; ++k)
+            start[k] = static_cast<char>(fields[k] & 0xFF);
+        start[2] = 1;
+        start[32] = '\r';
+        start[33] = '\n';
+        QVERIFY(rig.engines.model(2).frame(start));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("LE2Status")->text(), QString("Running, not started here"), kRigWaitMs);
+        QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
+        QCOMPARE(colours::background(rig.button(2)), colours::foundRunning());
+        rig.save(rig.window.get(), "found_running.png");
+
+        QSignalSpy questions(rig.station.get(), &tarvek::Station::question);
+        rig.engines.model(3).setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_2")->text(), QString("lost"), kRigWaitMs);
+        rig.save(rig.window.get(), "lost_link_events.png");
+        QTest::mouseClick(rig.get<QPushButton>("ComOperStartRS232"), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(questions.count(), 1, kRigWaitMs);
+        rig.station->answer(questions.last().at(0).toInt(), true);
+        for (int k = 1; k <= 6; ++k)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>(QString("Label30_%1").arg(k - 1))->text(), QString("closed"), kRigWaitMs);
+        QCOMPARE(rig.get<QLabel>("LE2Status")->text(), QString("Running, link closed"));
+        QVERIFY(rig.get<QLabel>("LE2Phase")->text() != "---");
+        rig.save(rig.window.get(), "closed_links.png");
+    }
 };
 
 TARVEK_TEST(OperationWindowTest)

@@ -123,7 +123,8 @@ private slots:
             QTest::newRow(qPrintable(QString("drop-byte %1").arg(at))) << QStringList{QString("drop-byte 3 ") + at} << 1 << none;
         QTest::newRow("two bursts") << QStringList{"stall 3 300 70"} << 0 << none;
         QTest::newRow("silence") << QStringList{"silence 3 on", "wait 6500", "silence 3 off"} << -1
-                                 << QStringList{"No communication with machine System!  LE3"};
+                                 << QStringList{"No communication with machine System!  LE3",
+                                                "Communication restored with machine System!  LE3"};
         QTest::newRow("vanish") << QStringList{"vanish 3 3"} << -1 << QStringList{"Port lost LE3", "Port back LE3"};
     }
     void eachLinkFaultCostsOnlyItsEngine()
@@ -152,8 +153,10 @@ private slots:
             QCOMPARE(rig.simulator->engine(3)->timeouts() - timeouts[3], missedFrames);
         for (int k : {1, 2, 4, 5, 6})
             QCOMPARE(rig.simulator->engine(k)->timeouts(), timeouts[k]);
-        for (const QString& line : journal)
-            QCOMPARE(rig.historyLines(line), 1);
+        for (const QString& line : journal) {
+            QTRY_COMPARE_WITH_TIMEOUT(rig.historyLines(line), 1, 10000);
+            QCOMPARE(rig.station->events().filter(line).size(), 1); // the event list tells it too
+        }
         if (journal.isEmpty())
             QVERIFY(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).isEmpty());
         QVERIFY(rig.station->link().portOpen(3));
@@ -176,6 +179,55 @@ private slots:
         rig.station->link().connectLink();
         QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
         QCOMPARE(rig.historyLines("Port back LE2"), 0); // Connect opened it, not the reconnection
+    }
+
+    // Closing the links while an engine runs is asked first and shows as "closed", not stopped.
+    void closingTheLinksIsADecision()
+    {
+        StationRig rig;
+        rig.engines.shortenStarts();
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(4), 15000);
+        rig.station->engineOperation().press(4);
+        QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(3).Phase), 5, 20000);
+        rig.station->requestLinkToggle();
+        QCOMPARE(questions.count(), 1);
+        QCOMPARE(questions.last().at(1).toString(), QString(" Warning!"));
+        QVERIFY(questions.last().at(2).toString().startsWith("LE4 is running."));
+        rig.station->answer(questions.last().at(0).toInt(), false);
+        QVERIFY(rig.station->link().connected());
+        rig.station->requestLinkToggle();
+        rig.station->answer(questions.last().at(0).toInt(), true);
+        QVERIFY(!rig.station->link().connected());
+        for (int k = 1; k <= 6; ++k)
+            QCOMPARE(rig.station->linkState(k), LinkState::Closed);
+        QCOMPARE(rig.station->events().filter("Links closed by the operator").size(), 1);
+        QCOMPARE(rig.historyLines("Links closed by the operator"), 1);
+        QTest::qWait(1500);
+        QCOMPARE(rig.engines.model(4).statusFields()[pos::Phase], 5); // it runs on
+        QVERIFY(rig.station->engineOperation().startedByUser(4));
+        rig.station->requestLinkToggle(); // opening asks nothing
+        QCOMPARE(questions.count(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->linkState(4), LinkState::Yes, 15000);
+    }
+
+    // A device that is not there when the station starts is waited for, and its arrival told once.
+    void aDeviceMissingAtStartIsWaitedFor()
+    {
+        StationRig rig;
+        const QString device = rig.engines.dir.filePath("ports/COM5");
+        QVERIFY(QFile::rename(device, device + ".away"));
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(1), 15000);
+        QVERIFY(rig.station->link().deviceMissing(5));
+        QVERIFY(rig.station->link().reconnecting(5));
+        QCOMPARE(rig.station->linkState(5), LinkState::No);
+        QVERIFY(QFile::rename(device + ".away", device));
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(5), 15000);
+        QVERIFY(!rig.station->link().deviceMissing(5));
+        QCOMPARE(rig.historyLines("Port back LE5"), 1);
+        QCOMPARE(rig.station->events().filter("Port back LE5").size(), 1);
     }
 
     void quitClosesEveryPort()

@@ -89,14 +89,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     decodeParameterBlock(reply);
     parseNumber(reply);
 
-    // The same bytes as a line delivers them, in pieces of how % 17 + 1: every reply the framer
-    // hands out is whole and on the field grid, and it holds less than a reply besides.
+    // The same bytes as a line delivers them, in pieces of how % 17 + 1, half the time with the line
+    // going quiet between some pieces: every reply the framer hands out is whole, and on the field
+    // grid or carrying the synchronisation value with few fields off it; it holds less than a
+    // reply besides.
     ReplyFramer framer;
     const std::size_t piece = how % 17 + 1;
-    for (std::size_t at = 0; at < reply.size(); at += piece)
+    for (std::size_t at = 0; at < reply.size(); at += piece) {
+        if ((how & 0x80) && reply[at] < '0')
+            framer.markQuiet();
         framer.feed(reply.substr(at, piece), [](std::string_view whole) {
-            check(whole.size() == static_cast<std::size_t>(kReplyLength) && ReplyFramer::onFieldGrid(whole));
+            check(whole.size() == static_cast<std::size_t>(kReplyLength)
+                  && (ReplyFramer::onFieldGrid(whole) || ReplyFramer::syncedReply(whole)));
         });
+    }
     check(framer.pending() < static_cast<std::size_t>(kReplyLength));
     if (data[0] >= 0x80) // half the inputs: the encoders are slow under the sanitizers
         roundTrip(data + 2, size - 2);

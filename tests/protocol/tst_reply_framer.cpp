@@ -21,6 +21,8 @@ std::string reply(int tag, int sync = kSyncValue)
     return encodeReply(f);
 }
 std::string without(std::string s, std::size_t at) { return s.erase(at, 1); }
+// Fields that do not convert: the reply is still one, those positions keep their values.
+std::string garbled(std::string s) { return s.replace(5 * 5, 5, "  ab?").replace(27 * 5, 5, "?#x!-"); }
 const std::string kNoise(160, '#');
 
 // Feeds the stream in pieces of `chunk` bytes and lists the tags of the replies found.
@@ -55,6 +57,8 @@ private slots:
         for (std::size_t at : {0, 3, 4, 77, 150, 152, 154, 159})
             QTest::newRow(qPrintable(QString("byte %1 lost").arg(at)))
                 << bytes(reply(1) + without(reply(2), at) + reply(3) + reply(4)) << QList<int>{1, 3, 4};
+        QTest::newRow("garbled fields in step") << bytes(reply(1) + garbled(reply(2)) + reply(3)) << QList<int>{1, 2, 3};
+        QTest::newRow("garbled fields first") << bytes(garbled(reply(1)) + reply(2)) << QList<int>{1, 2};
         QTest::newRow("two bytes lost") << bytes(without(without(reply(1), 9), 90) + reply(2)) << QList<int>{2};
         // A reply without its synchronisation value is still a reply once the stream is in step;
         // before that it cannot prove where it starts.
@@ -83,6 +87,19 @@ private slots:
         framer.feed(reply(1).substr(0, 100), [](std::string_view) { QFAIL("not whole yet"); });
         QCOMPARE(framer.pending(), std::size_t(100));
         QCOMPARE(framer.discarded(), std::uint64_t(0)); // a reply still arriving is no noise
+
+        // A quiet line: what follows either finishes the reply (this side was only slow) or is
+        // the next reply, and then what was held goes.
+        QList<int> tags;
+        const auto tag = [&](std::string_view r) { tags << static_cast<int>(*parseNumber(replyField(r, pos::RunRequest))); };
+        framer.markQuiet();
+        framer.feed(reply(1).substr(100), tag);
+        framer.feed(reply(2).substr(0, 100), tag);
+        framer.markQuiet();
+        framer.feed(reply(3) + reply(4), tag);
+        QCOMPARE(tags, (QList<int>{1, 3, 4}));
+        QCOMPARE(framer.staleDrops(), std::uint64_t(1));
+        QCOMPARE(framer.discarded(), std::uint64_t(100));
     }
 };
 
