@@ -84,7 +84,8 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     trendGraphs_ = new TrendGraphs(
         tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
         {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
-         [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
+         [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); },
+         [this] { return clock_.now(); }},
         this);
     connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::announce);
     buildLogger();
