@@ -36,6 +36,7 @@ enum class EntryCheck { Accepted, NotDigits, OutsideLimits, OutsideMotorRange };
 
 struct EntryRequest {
     QString hint;
+    QString subject; // what is asked for, in words: the engine, the quantity and its unit
     QString minimum; // kept and compared as text
     QString maximum;
     bool motorSpeed = false;
