@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QMouseEvent>
 #include <QPushButton>
 #include <QTimer>
 
@@ -13,7 +14,7 @@ namespace tarvek {
 
 AlarmBanner::AlarmBanner(AlarmSummary& summary, QWidget* parent)
     : QFrame(parent), summary_(summary), text_(new QLabel), acknowledge_(new QPushButton(QStringLiteral("Ack (F9)"))),
-      summaryButton_(new QPushButton(QStringLiteral("Summary (F10)"))), pending_(new QTimer(this)),
+      pending_(new QTimer(this)),
       beep_(new QTimer(this))
 {
     setObjectName(QStringLiteral("AlarmBanner"));
@@ -29,11 +30,10 @@ AlarmBanner::AlarmBanner(AlarmSummary& summary, QWidget* parent)
     text_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     acknowledge_->setObjectName(QStringLiteral("AcknowledgeNewestAlarm"));
     acknowledge_->setToolTip(QStringLiteral("Acknowledges the alarm shown here; the others still wait"));
-    summaryButton_->setObjectName(QStringLiteral("OpenAlarmSummary"));
-    summaryButton_->setToolTip(QStringLiteral("Every alarm, to read and acknowledge one by one"));
+    setCursor(Qt::PointingHandCursor);
+    setToolTip(QStringLiteral("Click for the alarm summary (F10): every alarm, to read and acknowledge one by one"));
     layout->addWidget(text_, 1);
     layout->addWidget(acknowledge_);
-    layout->addWidget(summaryButton_);
 
     pending_->setObjectName(QStringLiteral("TimerAlarmBanner"));
     pending_->setSingleShot(true);
@@ -47,8 +47,14 @@ AlarmBanner::AlarmBanner(AlarmSummary& summary, QWidget* parent)
             pending_->start();
     });
     connect(acknowledge_, &QPushButton::clicked, this, &AlarmBanner::acknowledgeShown);
-    connect(summaryButton_, &QPushButton::clicked, this, &AlarmBanner::summaryRequested);
     refresh();
+}
+
+void AlarmBanner::mousePressEvent(QMouseEvent* event)
+{
+    // A click anywhere on the banner but its button: the text, the counts, the frame.
+    if (event->button() == Qt::LeftButton)
+        emit summaryRequested();
 }
 
 void AlarmBanner::setSound(bool on)

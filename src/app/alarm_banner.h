@@ -4,7 +4,7 @@
 // Grey while all is quiet; the alert colour, a thick frame and "UNACK" while one waits.
 //   AlarmBannerText          the counts and the newest unacknowledged alarm
 //   AcknowledgeNewestAlarm   acknowledges exactly the alarm the banner shows (F9)
-//   OpenAlarmSummary         the alarm summary (F10)
+//   a click on the banner     the alarm summary (F10)
 //   TimerAlarmSound          beeps while an alarm waits, when "\Screen.ini" allows it
 // A burst of alarms is drawn once per kRefreshMs: the text stays readable and the station keeps up;
 // the acknowledge button only ever acknowledges the alarm whose text is on the screen.
@@ -40,11 +40,13 @@ signals:
     void summaryRequested();
     void acknowledged(const QString& what);
 
+protected:
+    void mousePressEvent(QMouseEvent* event) override;
+
 private:
     AlarmSummary& summary_;
     QLabel* text_;
     QPushButton* acknowledge_;
-    QPushButton* summaryButton_;
     QTimer* pending_;
     QTimer* beep_;
     int shownId_ = 0;
