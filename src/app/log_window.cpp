@@ -106,12 +106,6 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
             [this](const QString& text) { statusBar()->showMessage(text, 10'000); });
     connect(&station_, &Station::modeChanged, this, &LogWindow::applyMode);
     connect(&station_, &Station::warning, this, &LogWindow::onWarning);
-    // A damaged password file: said at the log-in box itself, and in full on the status line.
-    connect(&station_, &Station::logInRefused, this, [this](const QString& why) {
-        loginHint_->setText(QStringLiteral("Password file cannot be read:"));
-        loginHint_->setToolTip(why);
-        statusBar()->showMessage(why);
-    });
     connect(&station_, &Station::question, this, &LogWindow::onQuestion);
     connect(&station_, &Station::quitting, this, &LogWindow::onQuitting);
     connect(&station_, &Station::eventsCleared, list4_, &QListWidget::clear);
@@ -119,6 +113,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
         if (list4_->count() >= Station::kListLimit)
             delete list4_->takeItem(0);
         list4_->addItem(line);
+        list4_->item(list4_->count() - 1)->setToolTip(line);
         list4_->scrollToBottom();
     });
     connect(&station_, &Station::discoveryCleared, list3_, &QListWidget::clear);
@@ -335,6 +330,19 @@ void LogWindow::buildCentral()
     login->addWidget(loginHint_);
     login->addWidget(text1_);
     login->addWidget(okStart_);
+    loginError_ = new QLabel;
+    loginError_->setObjectName(QStringLiteral("LoginError"));
+    loginError_->setFont(big);
+    loginError_->setContentsMargins(4, 0, 4, 0);
+    colours::attention(loginError_, colours::fault());
+    loginError_->hide();
+    login->addWidget(loginError_);
+    connect(&station_, &Station::logInRefused, this, [this](const QString& text) {
+        loginError_->setText(text);
+        loginError_->setToolTip(text);
+        loginError_->show();
+    });
+    connect(text1_, &QLineEdit::textEdited, loginError_, &QWidget::hide);
     connect(okStart_, &QPushButton::clicked, this, &LogWindow::onLogIn);
     connect(text1_, &QLineEdit::returnPressed, okStart_, &QPushButton::click);
     addControl(text1_, Access::Always, true);
@@ -490,7 +498,11 @@ void LogWindow::buildCentral()
     lists->setObjectName(QStringLiteral("Lists"));
     list4_ = new QListWidget;
     list4_->setObjectName(QStringLiteral("List4"));
-    list4_->setToolTip(QStringLiteral("Events and faults"));
+    // A line wider than the list wraps, so the engine at its end is never cut off.
+    list4_->setWordWrap(true);
+    list4_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    list4_->setTextElideMode(Qt::ElideNone);
+    list4_->setResizeMode(QListView::Adjust);
     list3_ = new QListWidget;
     list3_->setObjectName(QStringLiteral("List3"));
     list3_->setToolTip(QStringLiteral("Port discovery"));
@@ -527,6 +539,7 @@ void LogWindow::onLogIn()
 {
     if (station_.logIn(text1_->text())) {
         text1_->clear();
+        loginError_->hide();
         return;
     }
     // A wrong password changes nothing; the text is selected so it can be typed again.

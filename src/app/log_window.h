@@ -21,7 +21,8 @@
 // "\CocheSelect.ini" holds 1 (rows LPC, LFC, VIS, IR, RH, SBV, VCC, MAT, SHT, M, V1, V2), else raw.
 //
 // Beside the columns: SelectedEngine (choice of engine), LabelSelected ("Selected LE = ..."),
-// LabelFunctionKey ("F1"), LoginBox with Text1 and OkStart, Picture10 (service marker),
+// LabelFunctionKey ("F1"), LoginBox with Text1, OkStart and LoginError (a refused password),
+// Picture10 (service marker), AlarmBanner (above the columns, see alarm_banner.h),
 // QuitteProg, ComOperStartRS232 with ActiveDesactiveRS232, CommHalOperator, StartAllLE,
 // StopAllLE, Label9 (motor speed entry), PowerSetPoints (power set-point form), List4 (events),
 // List3 (port discovery).
@@ -49,6 +50,7 @@ class QWidget;
 
 namespace tarvek {
 
+class AlarmBanner;
 class ChangePasswordForm;
 class PageTabs;
 class CoefficientsForm;
@@ -135,6 +137,7 @@ public:
     // Opens (or raises) Halogen, SHTPC, ControlLfcAlarm, AlarmSummary or BoiteDialogue (the engines
     // lost now); nullptr for another name.
     QWidget* openAlarmForm(const QString& name);
+    AlarmBanner* alarmBanner() const { return banner_; }
 
     // Converts a length in twips to logical pixels (15 twips a pixel at the 96-dpi reference).
     static int twips(int t) { return t / 15; }
@@ -199,6 +202,8 @@ private:
     QLabel* functionKey_ = nullptr;
     QWidget* loginBox_ = nullptr;
     QLabel* loginHint_ = nullptr;
+    QLabel* loginError_ = nullptr;
+    AlarmBanner* banner_ = nullptr;
     QLineEdit* text1_ = nullptr;
     QPushButton* okStart_ = nullptr;
     QLabel* picture10_ = nullptr;

@@ -1,5 +1,7 @@
-// The main window's side of the alarms: the three alarm windows and the alarm summary from the
-// Alarms menu, and the lost-link box closing itself once every engine answers again.
+// The main window's side of the alarms: the alarm banner above the columns, the three alarm
+// windows and the alarm summary from the Alarms menu, and the lost-link box closing itself once
+// every engine answers again.
+#include "app/alarm_banner.h"
 #include "app/alarm_summary_window.h"
 #include "app/control_lfc_alarm.h"
 #include "app/halogen.h"
@@ -8,6 +10,10 @@
 
 #include <QAction>
 #include <QMenu>
+#include <QShortcut>
+#include <QStatusBar>
+#include <QBoxLayout>
+#include <QLayout>
 
 namespace tarvek {
 
@@ -29,6 +35,29 @@ void LogWindow::wireAlarms()
             setWired(a->objectName());
         }
     }
+    // The banner takes the free middle of the top bar, above the engine columns and the graphs,
+    // so the columns keep their height.
+    banner_ = new AlarmBanner(station_.alarmSupervision().summary());
+    auto* top = static_cast<QBoxLayout*>(centralWidget()->layout()->itemAt(0)->layout());
+    for (int i = 0; i < top->count(); ++i) {
+        // The stretch, not the fixed spacings.
+        if (top->itemAt(i)->spacerItem() && (top->itemAt(i)->expandingDirections() & Qt::Horizontal)) {
+            delete top->takeAt(i);
+            top->insertWidget(i, banner_, 1);
+            break;
+        }
+    }
+    connect(banner_, &AlarmBanner::summaryRequested, this, [this] { openAlarmForm(QStringLiteral("AlarmSummary")); });
+    // The keys work wherever the focus is in the main window.
+    auto* acknowledgeKey = new QShortcut(QKeySequence(Qt::Key_F9), this);
+    acknowledgeKey->setObjectName(QStringLiteral("ShortcutAcknowledgeAlarm"));
+    connect(acknowledgeKey, &QShortcut::activated, banner_, &AlarmBanner::acknowledgeShown);
+    auto* summaryKey = new QShortcut(QKeySequence(Qt::Key_F10), this);
+    summaryKey->setObjectName(QStringLiteral("ShortcutAlarmSummary"));
+    connect(summaryKey, &QShortcut::activated, banner_, &AlarmBanner::summaryRequested);
+    connect(banner_, &AlarmBanner::acknowledged, this,
+            [this](const QString& what) { statusBar()->showMessage(QStringLiteral("Acknowledged: ") + what, 10'000); });
+    connect(&station_, &Station::screenSettingsChanged, banner_, [this] { banner_->setSound(station_.screen().alarmSound); });
     if (auto* menu = findChild<QMenu*>(QStringLiteral("mnuAlarm"))) {
         QAction* summary = menu->addAction(QStringLiteral("Alarm Summary"));
         summary->setObjectName(QStringLiteral("mnuAlarmSummary"));

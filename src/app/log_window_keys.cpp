@@ -1,5 +1,5 @@
 // The main window from the keyboard: menu mnemonics, shortcuts for the frequent actions, a focus
-// that shows, and Escape that closes whatever form is in front.
+// that shows, Escape that closes whatever form is in front, and every input noted for the idle log-out.
 #include "app/log_window.h"
 
 #include <QAction>
@@ -98,6 +98,16 @@ bool LogWindow::eventFilter(QObject* watched, QEvent* event)
 {
     // Escape closes the form in front. Dialogs do so themselves (reject()); this covers the
     // forms that are plain windows (history, screenshots, fault codes...).
+    // Any key or click in any window of the station: the operator is there (idle log-out).
+    switch (event->type()) {
+    case QEvent::KeyPress:
+    case QEvent::MouseButtonPress:
+    case QEvent::Wheel:
+        station_.noteInput();
+        break;
+    default:
+        break;
+    }
     if (event->type() == QEvent::KeyPress && watched->isWidgetType()) {
         auto* key = static_cast<QKeyEvent*>(event);
         QWidget* form = static_cast<QWidget*>(watched)->window();

@@ -35,6 +35,9 @@ void LogWindow::buildMenus()
                            Access::Always, true);
     QAction* service = entry(station, "mnuStartServMode", QStringLiteral("Start in SERVICE Mode"),
                              Access::Always, true);
+    QAction* logOut = entry(station, "mnuLogOut", QStringLiteral("Log Out"), Access::Operator, true);
+    logOut->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_L));
+    connect(logOut, &QAction::triggered, &station_, [this] { station_.logOut(); });
     station->addSeparator();
     QAction* params = entry(station, "mnuParameterVB", QStringLiteral("Software Settings"),
                             Access::Service, true);

@@ -16,6 +16,7 @@
 #include "app/saisie.h"
 #include "app/signal_quit.h"
 #include "app/software_settings_form.h"
+#include "app/trend_graph.h"
 #include "station/station.h"
 #include "app/tests_materiel_form.h"
 #include "app/usures_form.h"
@@ -78,7 +79,13 @@ const std::vector<ScreenshotForm>& screenshotForms()
     using S = Station;
     static const std::vector<ScreenshotForm> forms = {
         {"Log", [](W& w, S&) -> QWidget* { return &w; }},
-        {"Graphs", [](W& w, S&) -> QWidget* { w.pages()->setCurrentIndex(1); return &w; }},
+        {"Graphs", [](W& w, S&) -> QWidget* {
+             w.pages()->setCurrentIndex(1);
+             // The picture shows a cursor too: LE1 read two thirds along what it has drawn.
+             if (auto* g = w.findChild<TrendGraph*>(QStringLiteral("PictureLE1")); g && g->lastColumn() > 2)
+                 g->setCursorColumn(g->lastColumn() * 2 / 3);
+             return &w;
+         }},
         {"ParamLogicielVB", [](W& w, S&) -> QWidget* { return w.openSoftwareSettings(); }},
         {"MessagesError", [](W& w, S&) -> QWidget* { return w.openMessagesError(); }},
         {"ChangePassword", [](W& w, S&) -> QWidget* { return w.openChangePassword(); }},

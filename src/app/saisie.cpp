@@ -20,6 +20,9 @@ Saisie::Saisie(ValueEntry& entry, QWidget* parent) : QDialog(parent), entry_(ent
     setWindowModality(Qt::WindowModal);
 
     auto* outer = new QVBoxLayout(this);
+    subject_ = new QLabel;
+    subject_->setObjectName(QStringLiteral("LabelSubject"));
+    outer->addWidget(subject_);
     hint_ = new QLabel;
     hint_->setObjectName(QStringLiteral("LabelHint"));
     QFont bold = hint_->font();
@@ -54,6 +57,8 @@ Saisie::Saisie(ValueEntry& entry, QWidget* parent) : QDialog(parent), entry_(ent
 
 void Saisie::showEntry(const QString& hint, const QString& minimum, const QString& maximum)
 {
+    subject_->setText(entry_.request().subject);
+    subject_->setVisible(!entry_.request().subject.isEmpty());
     hint_->setText(hint);
     minimum_->setText(minimum);
     maximum_->setText(maximum);

@@ -31,6 +31,7 @@ private:
     void showWarning(const QString& caption, const QString& text);
 
     ValueEntry& entry_;
+    QLabel* subject_ = nullptr;
     QLabel* hint_ = nullptr;
     QLabel* minimum_ = nullptr;
     QLabel* maximum_ = nullptr;

@@ -83,6 +83,9 @@ SoftwareSettingsForm::SoftwareSettingsForm(Station& station, QWidget* parent)
     sizeRow->addWidget(valueSize_);
     sizeRow->addStretch(1);
     displayLayout->addLayout(sizeRow);
+    alarmSound_ = new QCheckBox(QStringLiteral("Alarm sound until acknowledged"));
+    alarmSound_->setObjectName(QStringLiteral("CheckAlarmSound"));
+    displayLayout->addWidget(alarmSound_);
     displayLayout->addStretch(1);
     middle->addWidget(display);
     outer->addLayout(middle);
@@ -101,6 +104,14 @@ SoftwareSettingsForm::SoftwareSettingsForm(Station& station, QWidget* parent)
     accessLayout->addWidget(serviceOption_, 1, 0, 1, 2);
     accessLayout->addWidget(new QLabel(QStringLiteral("Service mode ends after")), 2, 0);
     accessLayout->addWidget(timeOut_, 2, 1, Qt::AlignLeft);
+    userLogout_ = new QSpinBox;
+    userLogout_->setObjectName(QStringLiteral("SpinUserLogout"));
+    userLogout_->setRange(0, ScreenSettings::kMaxLogoutMinutes);
+    userLogout_->setSuffix(QStringLiteral(" min"));
+    userLogout_->setSpecialValueText(QStringLiteral("never"));
+    userLogout_->setToolTip(QStringLiteral("User mode logs out after this time without keyboard or mouse input"));
+    accessLayout->addWidget(new QLabel(QStringLiteral("User mode logs out after")), 3, 0);
+    accessLayout->addWidget(userLogout_, 3, 1, Qt::AlignLeft);
     outer->addWidget(access);
 
     connect(addSaveCloseRow(this, outer), &QPushButton::clicked, this, &SoftwareSettingsForm::save);
@@ -126,6 +137,8 @@ void SoftwareSettingsForm::reload()
     DisplaySettings display;
     display.load(station_.files());
     valueSize_->setValue(display.valuePointSize);
+    alarmSound_->setChecked(station_.screen().alarmSound);
+    userLogout_->setValue(station_.screen().userLogoutMinutes);
 }
 
 SoftwareSettings SoftwareSettingsForm::edited() const
@@ -160,7 +173,11 @@ void SoftwareSettingsForm::save()
     if (!displaySaved)
         station_.warn(QStringLiteral(" Warning!"),
                       QStringLiteral("Cannot write ") + station_.files().pathOf(QString::fromLatin1(DisplaySettings::kFileName)));
-    if (station_.setSoftwareSettings(edited()) && coefficientsSaved && displaySaved)
+    ScreenSettings screen = station_.screen();
+    screen.alarmSound = alarmSound_->isChecked();
+    screen.userLogoutMinutes = userLogout_->value();
+    const bool screenSaved = station_.setScreenSettings(screen);
+    if (station_.setSoftwareSettings(edited()) && coefficientsSaved && displaySaved && screenSaved)
         accept();
 }
 

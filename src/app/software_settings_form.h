@@ -49,6 +49,8 @@ private:
     QCheckBox* serviceOption_ = nullptr;
     QSpinBox* timeOut_ = nullptr;
     QCheckBox* coefficients_ = nullptr;
+    QCheckBox* alarmSound_ = nullptr;
+    QSpinBox* userLogout_ = nullptr;
     QSpinBox* valueSize_ = nullptr;
 };
 

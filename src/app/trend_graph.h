@@ -1,17 +1,25 @@
 #pragma once
-// The graph page of the main window: six trend pictures (PictureLE1..PictureLE6), one per engine, and
-// one legend, since every engine's graph uses the same colours and scales.
+// The graph page of the main window: six trend pictures (PictureLE1..PictureLE6), one per engine,
+// each over a time axis with clock times, and one legend (GraphLegend) for all six: each trace's
+// colour, name, value and unit, read at the cursor when one is set, else the latest reading.
+// Traces are drawn as a share of their series' top value, also in the legend.
 //
 // A picture is a QImage that TrendGraphs draws into one column at a time; painting the widget
-// only copies it. Saving hands a copy of the picture to a worker, so a disk never holds up a
-// reply.
+// only copies it. A click (or a drag) on a graph sets its cursor there, a double click removes
+// it. A saved picture carries its engine, date, time scale and legend; a worker writes it, so a
+// disk never holds up a reply.
 #include "station/trend_graphs.h"
 
+#include <QDateTime>
 #include <QFuture>
 #include <QImage>
 #include <QWidget>
 
 #include <array>
+#include <vector>
+
+class QLabel;
+class QTimer;
 
 namespace tarvek {
 
@@ -19,33 +27,74 @@ class TrendGraph : public QWidget {
     Q_OBJECT
 public:
     static constexpr int kHeight = 72;
+    static constexpr int kAxisHeight = 16;
+    static constexpr int kTickColumns = 92; // a clock time every 92 columns: five a picture
+
+    struct Sample {
+        QDateTime at; // invalid: nothing drawn in this column
+        std::array<double, kTrendSeriesCount> levels{};
+    };
 
     TrendGraph(int engine, QWidget* parent = nullptr);
+    int engine() const { return engine_; }
     const QImage& picture() const { return picture_; }
-    void drawColumn(int x, const QList<double>& levels, bool shifted);
+    void drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at = {});
     void clear();
-    // Writes the picture as a BMP file off the GUI thread; the future holds why it failed, or
+    // The column drawn last (0-based), -1 before any.
+    int lastColumn() const { return last_; }
+    const Sample& sample(int column) const { return samples_.at(static_cast<std::size_t>(column)); }
+    // -1: no cursor.
+    int cursorColumn() const { return cursor_; }
+    void setCursorColumn(int column);
+    // The picture as it is saved: a title line (engine, date and time, time scale), the picture,
+    // its time axis and the legend of the traces at the last column.
+    QImage annotated(int scaleMs) const;
+    // Writes an image as a BMP file off the GUI thread; the future holds why it failed, or
     // nothing once the file is whole.
-    QFuture<QString> save(const QString& path) const;
+    static QFuture<QString> save(const QImage& shot, const QString& path);
     QSize sizeHint() const override;
+
+signals:
+    void cursorMoved(int engine);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
+    void drawAxis(class QPainter& p, int top) const;
+
+    int engine_;
     QImage picture_;
     std::array<int, kTrendSeriesCount> lastY_{};
+    std::vector<Sample> samples_;
+    int last_ = -1;
+    int cursor_ = -1;
 };
 
 class TrendGraphPage : public QWidget {
     Q_OBJECT
 public:
+    static constexpr int kLegendMs = 500; // the legend's "now" values, twice a second
+
     TrendGraphPage(TrendGraphs& graphs, QWidget* parent = nullptr);
     TrendGraph* graph(int index) const { return graphs_.at(static_cast<std::size_t>(index)); }
     static QColor colour(int series);
+    // "123 AU", "---" for no value; a level at the top of the picture reads "\u2265 top".
+    static QString valueText(int series, double value, bool atTop = false);
+    // The engine the legend reads (1..6).
+    int legendEngine() const { return legendEngine_; }
+    void refreshLegend();
 
 private:
+    TrendGraphs& logic_;
     std::array<TrendGraph*, kEngines> graphs_{};
+    std::array<QLabel*, kTrendSeriesCount> values_{};
+    QLabel* legendTitle_ = nullptr;
+    QTimer* legendTimer_ = nullptr;
+    int legendEngine_ = 1;
 };
 
 } // namespace tarvek

@@ -215,7 +215,12 @@ bool HardwareTests::judge(const LightEngineRecord& r)
     case HardwareTest::MotorAndFans: {
         const int m = reported(r, pos::TachoM), v1 = reported(r, pos::TachoV1), v2 = reported(r, pos::TachoV2);
         const int target = run_.motorRpm / kRpmUnit;
-        lastSeen_ = QStringLiteral("M %1 rpm, V1 %2 rpm, V2 %3 rpm").arg(m * kRpmUnit).arg(v1 * kRpmUnit).arg(v2 * kRpmUnit);
+        // The main window's units: M in units of 30 rpm with the rpm typed beside it, fans in counts.
+        lastSeen_ = QStringLiteral("M %1 \u00D730 rpm (%2 rpm), V1 %3 counts, V2 %4 counts")
+                        .arg(m)
+                        .arg(m * kRpmUnit)
+                        .arg(v1)
+                        .arg(v2);
         // Two replies in a row within the band: a motor that only sweeps through it does not pass.
         inBand_ = std::abs(m - target) * 10 <= target && v1 > 0 && v2 > 0 ? inBand_ + 1 : 0;
         if (inBand_ >= kRepliesInBand) {

@@ -107,6 +107,19 @@ int AlarmSummary::unacknowledgedCount() const
                                           [](const AlarmEntry& e) { return !e.isAcknowledged(); }));
 }
 
+int AlarmSummary::activeCount() const
+{
+    return static_cast<int>(std::count_if(entries_.begin(), entries_.end(), [](const AlarmEntry& e) { return e.holds(); }));
+}
+
+const AlarmEntry* AlarmSummary::newestUnacknowledged() const
+{
+    for (const AlarmEntry& e : entries_)
+        if (!e.isAcknowledged())
+            return &e;
+    return nullptr;
+}
+
 QString AlarmSummary::timeText(const QDateTime& t) const
 {
     return t.isValid() ? t.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) : QString();

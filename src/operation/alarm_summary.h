@@ -56,6 +56,10 @@ public:
     bool holds(int engine, AlarmSource source) const;
     bool holdsAnywhere(AlarmSource source) const;
     int unacknowledgedCount() const;
+    // Alarms that still hold, acknowledged or not.
+    int activeCount() const;
+    // The newest alarm not yet acknowledged (what the banner shows), or nullptr.
+    const AlarmEntry* newestUnacknowledged() const;
     QString timeText(const QDateTime& t) const;
 
 signals:

@@ -73,6 +73,7 @@ void EngineOperation::stop(int engine)
     cancelRead(engine);
     if (!ctx_.portOpen(engine)) {
         emit warning(kWarningCaption, kPortUnactivated);
+        emit statusText(QStringLiteral("LE%1: its port is not open, the stop was not sent: connect it with START (RS232) or check Ports ...").arg(engine));
         return;
     }
     ctx_.record(engine).RunCommand = 2;

@@ -56,6 +56,7 @@ std::optional<EntryRequest> PowerSetPoints::motorSpeedEntry()
     }
     EntryRequest r;
     r.hint = QStringLiteral("By not 100");
+    r.subject = QStringLiteral("LE%1: motor M speed in rpm (sent in units of 30 rpm)").arg(engine);
     r.minimum = QStringLiteral("1000");
     r.maximum = QStringLiteral("4000");
     r.motorSpeed = true;

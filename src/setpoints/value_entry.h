@@ -44,6 +44,7 @@ struct EntryRequest {
     // Compare with the limits as numbers instead of texts: a register's "0".."255" as texts would
     // refuse 99 and let 10000 through.
     bool numericLimits = false;
+    QString subject{}; // what is asked for, in words: the engine, the quantity and its unit
 };
 
 class ValueEntry : public QObject {

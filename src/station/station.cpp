@@ -26,6 +26,12 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(timer12_, &QTimer::timeout, this, &Station::watchdogTick);
 
     history_ = new History(files_, clock_, this);
+    idleLogout_ = new IdleLogout(clock_, this);
+    connect(idleLogout_, &IdleLogout::timedOut, this, [this] {
+        logOut(QStringLiteral("User mode logged out after %1 min without input").arg(screen_.userLogoutMinutes));
+    });
+    connect(this, &Station::modeChanged, idleLogout_,
+            [this](int mode) { idleLogout_->setWatching(mode == static_cast<int>(OperatingMode::User)); });
     link_ = new SerialLink(tables_, settings_, files_, [this](int com) { return comMap_.deviceFor(com); }, this);
     portDiscovery_ = new PortDiscovery(*link_, this);
     watchdog_ = new LinkWatchdog(
@@ -84,7 +90,10 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     connect(powerSetPoints_, &PowerSetPoints::statusText, this, &Station::showStatus);
     const auto portOpen = [this](int engine) { return link_->portOpen(engine); };
     parameterEditor_ = new ParameterEditor(tables_, files_, portOpen, this);
-    connect(parameterEditor_, &ParameterEditor::warning, this, &Station::warn);
+    connect(parameterEditor_, &ParameterEditor::warning, this, [this](const QString& caption, const QString& text) {
+        warn(caption, text);
+        tellNotAtRest(QStringLiteral("to change its parameters"));
+    });
     connect(link_, &SerialLink::frameSent, parameterEditor_, &ParameterEditor::onFrameSent);
     connect(link_, &SerialLink::replyHandled, parameterEditor_, &ParameterEditor::onReply);
     ioReadOut_ = new IoReadOut(tables_, portOpen, this);
@@ -93,7 +102,8 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     trendGraphs_ = new TrendGraphs(
         tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
         {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
-         [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); }},
+         [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); },
+         [this] { return clock_.now(); }},
         this);
     connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::announce);
     buildLogger();
@@ -135,7 +145,11 @@ void Station::buildService()
         {[this](int engine) { return link_->portOpen(engine); },
          [this](int engine) { return engineOperation_->waiting(engine); }},
         this);
-    connect(hardwareTests_, &HardwareTests::warning, this, &Station::warn);
+    connect(hardwareTests_, &HardwareTests::warning, this, [this](const QString& caption, const QString& text) {
+        warn(caption, text);
+        if (text == HardwareTests::phaseRefusal())
+            tellNotAtRest(QStringLiteral("to test its hardware"));
+    });
     connect(engineOperation_, &EngineOperation::startBegun, startSpy_, &StartSpy::startPressed);
     // A start goes out once its read is in: the registers it runs on are in the image now.
     connect(engineOperation_, &EngineOperation::started, this, [this](int engine) {
@@ -184,7 +198,10 @@ void Station::buildOperation()
     connect(stopAlarm_, &StopAlarm::raisedOn, alarmSupervision_, &AlarmSupervision::stopAlarmRaised);
 
     connect(engineOperation_, &EngineOperation::warning, this, &Station::warn);
-    connect(qthLamps_, &QthLamps::warning, this, &Station::warn);
+    connect(qthLamps_, &QthLamps::warning, this, [this](const QString& caption, const QString& text) {
+        warn(caption, text);
+        tellQthPortsClosed();
+    });
     connect(engineOperation_, &EngineOperation::statusText, this, &Station::showStatus);
     connect(engineOperation_, &EngineOperation::engineStatus, this, [this](int engine, const QString& text) {
         const auto i = static_cast<std::size_t>(engine - 1);
@@ -324,8 +341,11 @@ void Station::startUp()
     // Port settings that name no port are told, line by line; those ports stay off.
     for (const QString& fault : comMap_.load(files_) + ComMap::portSettingFaults(settings_.portNumbers, settings_.portEnabled))
         announce(fault);
+    screen_.load(files_);
+    idleLogout_->setMinutes(screen_.userLogoutMinutes);
     link_->loadForm();
     emit softwareSettingsChanged();
+    emit screenSettingsChanged();
 
     // 6. Captions and the power set-points.
     selectedCaption_ = QStringLiteral("Selected LE = ?");
@@ -424,6 +444,8 @@ bool Station::logIn(const QString& password)
             history_->append(QStringLiteral("0"), text);
         loginDamageTold_ = true;
         emit logInRefused(text);
+        emit statusText(text);
+        emit statusText(text);
         return false;
     }
     loginDamageTold_ = false;
@@ -461,6 +483,7 @@ bool Station::logIn(const QString& password)
 
     if (tables_.mode == OperatingMode::NotLoggedIn) {
         tables_.mode = before;
+        refuseLogIn();
         return false;
     }
     emit modeChanged(static_cast<int>(tables_.mode));

@@ -19,6 +19,7 @@
 #include "operation/engine_operation.h"
 #include "operation/fault_logger.h"
 #include "operation/fault_texts.h"
+#include "operation/idle_logout.h"
 #include "operation/group_operation.h"
 #include "operation/lost_link_warning.h"
 #include "operation/qth_lamps.h"
@@ -34,6 +35,7 @@
 #include "serial/port_events.h"
 #include "serial/serial_link.h"
 #include "settings/settings_files.h"
+#include "settings/screen_settings.h"
 #include "settings/software_settings.h"
 #include "settings/station_settings.h"
 #include "setpoints/power_setpoints.h"
@@ -168,8 +170,18 @@ public:
     void load();
 
     // Checks a password against the log-in file; false (and nothing changed) when it matches neither.
-    // A damaged log-in file opens neither mode: logInRefused() says why, once in the history.
+    // A refused attempt is told (logInRefused, the status line) and journaled, never the typed text;
+    // a damaged log-in file opens neither mode and says why, once in the history.
     bool logIn(const QString& password);
+    // Back to "not logged in"; `why` goes to the status line and the history. False when no one was.
+    bool logOut(const QString& why = QString());
+
+    // The operator screen's choices ("\Screen.ini"): alarm sound, user mode's idle log-out.
+    const ScreenSettings& screen() const { return screen_; }
+    bool setScreenSettings(const ScreenSettings& s);
+    // Keyboard or mouse input reached the station's windows: the idle time starts again.
+    void noteInput() { idleLogout_->noteInput(); }
+    IdleLogout& idleLogout() { return *idleLogout_; }
 
     // Service mode only: sets record 0 (user) or 1 (service) of the log-in file, stored hashed.
     // Returns why the password was refused, or empty once it is saved.
@@ -203,13 +215,14 @@ public slots:
 
 signals:
     void warning(const QString& caption, const QString& text);
-    void logInRefused(const QString& why);
     void question(int id, const QString& caption, const QString& text);
     void statusText(const QString& text);
     void titleChanged(const QString& title);
     void formSizeRequested(int widthTwips, int heightTwips);
     // After a successful log-in and after the service time-out: run the control initialisation.
     void modeChanged(int mode);
+    void logInRefused(const QString& text);
+    void screenSettingsChanged();
     void selectedCaptionChanged(const QString& caption);
     void functionKeyMarkerChanged(const QString& marker);
     void eventAppended(const QString& line);
@@ -257,6 +270,10 @@ private:
     void serviceTick();
     void serviceNotice();
     void enterUserMode();
+    void refuseLogIn();
+    // A refused action named on the status line with its engine and what to do, beside the box.
+    void tellNotAtRest(const QString& purpose);
+    void tellQthPortsClosed();
 
     Clock& clock_;
     SettingsFiles files_;
@@ -276,6 +293,8 @@ private:
     RestCountdown* rest_ = nullptr;
     FaultLogger* faultLogger_ = nullptr;
     StopAlarm* stopAlarm_ = nullptr;
+    IdleLogout* idleLogout_ = nullptr;
+    ScreenSettings screen_;
     AlarmSupervision* alarmSupervision_ = nullptr;
     LostLinkWarning* lostLinks_ = nullptr;
     PowerSetPoints* powerSetPoints_ = nullptr;

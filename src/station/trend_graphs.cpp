@@ -14,17 +14,17 @@ namespace tarvek {
 
 const std::array<TrendSeries, kTrendSeriesCount>& trendSeries()
 {
-    // Tachometers count in steps of 30 rpm, like the motor speed set-point.
+    // The units of the main window's rows: the motor in units of 30 rpm as the FADEC sends it.
     static const std::array<TrendSeries, kTrendSeriesCount> all{{
-        {"M", "rpm", pos::TachoM, 30.0, 4500.0},
-        {"V1", "rpm", pos::TachoV1, 30.0, 4500.0},
-        {"V2", "rpm", pos::TachoV2, 30.0, 4500.0},
+        {"M", "\u00D730 rpm", pos::TachoM, 1.0, 150.0},
+        {"V1", "counts", pos::TachoV1, 1.0, 150.0},
+        {"V2", "counts", pos::TachoV2, 1.0, 150.0},
         {"MAT", "\u00B0C", pos::Mat, 1.0, 150.0},
         {"SHT", "\u00B0C", pos::Sht, 1.0, 150.0},
-        {"LPC", "cnt", pos::Lpc, 1.0, 255.0},
-        {"LFC", "cnt", pos::Lfc, 1.0, 255.0},
-        {"VIS", "cnt", pos::Vis, 1.0, 255.0},
-        {"IR", "cnt", pos::Ir, 1.0, 255.0},
+        {"LPC", "AU", pos::Lpc, 1.0, 255.0},
+        {"LFC", "%", pos::Lfc, 1.0, 100.0},
+        {"VIS", "W/m\u00B2", pos::Vis, 1.0, 255.0},
+        {"IR", "%", pos::Ir, 1.0, 100.0},
         {"RH", "%", pos::Rh, 1.0, 100.0},
     }};
     return all;
@@ -100,6 +100,19 @@ void TrendGraphs::clear()
     sweep_.fill(0);
     for (int i = 0; i < kEngines; ++i)
         emit cleared(i);
+}
+
+QDateTime TrendGraphs::now() const
+{
+    return hooks_.now ? hooks_.now() : QDateTime();
+}
+
+double TrendGraphs::value(int index, int series) const
+{
+    const TrendSeries& s = trendSeries().at(static_cast<std::size_t>(series));
+    if (hooks_.live && !hooks_.live(index))
+        return std::numeric_limits<double>::quiet_NaN();
+    return tables_.at(index).reported[static_cast<std::size_t>(s.position)] * s.factor;
 }
 
 QList<double> TrendGraphs::levels(int index) const

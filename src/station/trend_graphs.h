@@ -8,6 +8,7 @@
 // numbers are read back as all the digits between the "-" and ".bmp", so 100 and beyond continue.
 #include "protocol/engine.h"
 
+#include <QDateTime>
 #include <QList>
 #include <QObject>
 #include <QString>
@@ -19,7 +20,8 @@ class QTimer;
 
 namespace tarvek {
 
-// One plotted quantity: its record position, the factor to its unit and the value at the top.
+// One plotted quantity: its record position, the factor to its unit (the main window's) and the
+// value at the top of the picture; a trace is drawn as a share of that.
 struct TrendSeries {
     const char* name;
     const char* unit;
@@ -52,6 +54,8 @@ public:
         std::function<bool(int index)> live;
         // The engine's curve is shown (software settings).
         std::function<bool(int index)> visible;
+        // The station's clock, for the time of each column (none: columns carry no time).
+        std::function<QDateTime()> now;
     };
     TrendGraphs(const EngineTables& tables, QString imageFolder, Hooks hooks, QObject* parent = nullptr);
 
@@ -75,6 +79,9 @@ public:
     int x(int index) const { return x_.at(static_cast<std::size_t>(index)); }
     QTimer* timer(int index) const { return timers_.at(static_cast<std::size_t>(index)); }
     QString imageFolder() const { return folder_; }
+    QDateTime now() const;
+    // The value of a series of engine index 0..5 now, in the series' unit; NaN when not live.
+    double value(int index, int series) const;
 
     // One tick of engine index 0..5's timer.
     void tick(int index);

@@ -1,9 +1,12 @@
 // Alarm handling end to end against six simulated engines: each alarm raised once, listed,
-// acknowledged and cleared with its history lines; limits kept across a restart; the lost-link box
+// acknowledged and cleared with its history lines; the banner counts and acknowledges only what
+// it shows, also in a burst; limits kept across a restart; the lost-link box
 // for six engines at once while the frame cycle goes on.
+#include "app/alarm_banner.h"
 #include "app/alarm_summary_window.h"
 #include "app/alarm_window.h"
 #include "app/boite_dialogue.h"
+#include "app/colours.h"
 #include "test_registry.h"
 #include "test_support.h"
 #include "window_rig.h"
@@ -152,8 +155,20 @@ private slots:
         WindowRig::save(summary, "AlarmSummary.png");
         WindowRig::save(rig.window->openAlarmForm("Halogen"), "Halogen_live.png");
 
+        // The banner names the newest and counts them, and acknowledges that one only.
+        auto* bannerText = rig.get<QLabel>("AlarmBannerText");
+        QTRY_VERIFY_WITH_TIMEOUT(bannerText->text().contains("3 active, 3 unacknowledged"), kWaitMs);
+        QVERIFY(bannerText->text().contains("|   UNACK  LE5  No communication"));
+        QCOMPARE(colours::background(rig.window->alarmBanner()), colours::alert());
+        WindowRig::save(rig.window.get(), "alarm_banner_unacknowledged.png");
+        QTest::mouseClick(rig.get<QPushButton>("AcknowledgeNewestAlarm"), Qt::LeftButton);
+        QCOMPARE(entriesOf(rig, 5, AlarmSource::LinkLost).first().isAcknowledged(), true);
+        QCOMPARE(rig.station->alarmSupervision().summary().unacknowledgedCount(), 2);
+        QTRY_VERIFY_WITH_TIMEOUT(bannerText->text().contains("UNACK  LE3"), kWaitMs);
         QTest::mouseClick(summary->findChild<QPushButton*>("AcknowledgeAll"), Qt::LeftButton);
         QCOMPARE(rig.station->alarmSupervision().summary().unacknowledgedCount(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(bannerText->text() == "Alarms: 3 active, 0 unacknowledged   |   all acknowledged", kWaitMs);
+        QCOMPARE(colours::background(rig.window->alarmBanner()), colours::idle());
         QCOMPARE(historyLines(rig, "Alarm acknowledged  LE"), 3);
 
         QSignalSpy questions(rig.station.get(), &Station::question);
@@ -165,6 +180,29 @@ private slots:
         QVERIFY(rig.station->alarmSupervision().holds(5, AlarmSource::LinkLost)); // not a window alarm
         QTRY_VERIFY_WITH_TIMEOUT(!rig.window->findChild<QWidget*>("Halogen", Qt::FindDirectChildrenOnly), kWaitMs);
         rig.station->answer(questions.last().at(0).toInt(), false);
+    }
+
+    // Fifty alarms in a moment: the banner keeps up, and an alarm that came after the one on show
+    // is not acknowledged by the click meant for that one.
+    void aBurstOfAlarmsAcknowledgesOnlyTheOneShown()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        AlarmSummary& summary = rig.station->alarmSupervision().summary();
+        for (int i = 0; i < 50; ++i)
+            summary.raise(i % 6 + 1, AlarmSource::Fault, QStringLiteral("burst %1").arg(i), i + 100);
+        AlarmBanner* banner = rig.window->alarmBanner();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QLabel>("AlarmBannerText")->text().contains("50 active, 50 unacknowledged"),
+                                 kWaitMs);
+        const int shown = banner->shownId();
+        const int unseen = summary.raise(2, AlarmSource::Fault, QStringLiteral("after"), 999);
+        rig.window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(rig.window.get()));
+        QTest::keyClick(rig.window.get(), Qt::Key_F9);
+        for (const AlarmEntry& e : summary.entries())
+            QCOMPARE(e.isAcknowledged(), e.id == shown);
+        QCOMPARE(banner->shownId(), unseen);
+        QCOMPARE(historyLines(rig, "Alarm acknowledged  LE"), 1);
     }
 
     void limitsAreSavedInServiceModeAndReadBackAfterARestart()

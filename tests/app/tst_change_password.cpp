@@ -71,8 +71,8 @@ private slots:
         for (const char* password : {"orca", "dolphin", "harvests"})
             QVERIFY(!station.logIn(password));
         QCOMPARE(station.mode(), OperatingMode::User);
-        QCOMPARE(window.findChild<QLabel*>("LoginHint")->text(), QString("Password file cannot be read:"));
-        QVERIFY(window.findChild<QLabel*>("LoginHint")->toolTip().contains("--reset-passwords"));
+        QVERIFY(window.findChild<QLabel*>("LoginError")->text().contains("password file cannot be read"));
+        QVERIFY(window.findChild<QLabel*>("LoginError")->text().contains("--reset-passwords"));
         QCOMPARE(station.history().load().entries.filter("The password file cannot be read").size(), 1);
     }
 };

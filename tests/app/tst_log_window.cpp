@@ -12,6 +12,7 @@
 #include <QImage>
 #include <QComboBox>
 #include <QLabel>
+#include <QRegularExpression>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMenu>
@@ -264,11 +265,16 @@ private slots:
         if (!first.isEmpty())
             f.logIn(first);
         f.window->showLogIn(false);
-        const QStringList before = f.snapshot();
+        // Only the refusal beside the password box shows; no control changes.
+        const auto controls = [&f] {
+            return f.snapshot().filter(QRegularExpression("^(?!LoginError)"));
+        };
+        const QStringList before = controls();
         const OperatingMode mode = f.station->mode();
         QSignalSpy warned(f.station.get(), &Station::warning);
         f.logIn("harvest");
-        QCOMPARE(f.snapshot(), before);
+        QCOMPARE(controls(), before);
+        QVERIFY(f.get<QLabel>("LoginError")->isVisible());
         QCOMPARE(f.station->mode(), mode);
         QCOMPARE(warned.count(), 0);
         QVERIFY(f.window->findChildren<QMessageBox*>().isEmpty());

@@ -7,9 +7,12 @@
 #include "app/histo_window.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
+#include "app/page_tabs.h"
 #include "app/pw6_sliders.h"
 #include "app/software_settings_form.h"
+#include "app/trend_graph.h"
 #include "test_registry.h"
+#include "test_support.h"
 #include "window_rig.h"
 
 #include <QAction>
@@ -24,6 +27,7 @@
 #include <QSet>
 #include <QSpinBox>
 #include <QStatusBar>
+#include <QTimer>
 
 #include <functional>
 
@@ -192,6 +196,43 @@ private slots:
         QCOMPARE(rig.window->action("mnuQuit")->isEnabled(), quit);
     }
 
+    // A wrong password is told in the box and on the status line and journaled without the typed
+    // text; Log Out is one step; an idle user mode logs itself out once service mode asks for it.
+    void refusedLogInLogOutAndIdleLogOut()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        logInAgain(rig, "Sesame-42", true, true);
+        QCOMPARE(rig.station->mode(), OperatingMode::User);
+        auto* error = rig.get<QLabel>("LoginError");
+        QVERIFY(error->isVisible());
+        QCOMPARE(error->text(), QString("Wrong password: the mode is unchanged"));
+        QCOMPARE(rig.window->statusBar()->currentMessage(), error->text());
+        const QByteArray history = test::readBytes(rig.station->files().pathOf("\\Histo.txt"));
+        QCOMPARE(history.count("Log-in refused: wrong password"), 1);
+        QVERIFY(!history.contains("Sesame"));
+
+        rig.window->action("mnuLogOut")->trigger();
+        QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
+        QVERIFY(rig.get<QWidget>("LoginBox")->isVisible());
+        QVERIFY(!rig.get<QPushButton>("StartAllLE")->isEnabled());
+
+        ScreenSettings screen = rig.station->screen();
+        screen.userLogoutMinutes = 2;
+        QVERIFY(rig.station->setScreenSettings(screen));
+        QCOMPARE(rig.station->files().readValues("\\Screen.ini"), (QStringList{"1", "2"}));
+        logInAgain(rig, "harvests", true, true);
+        rig.clock.advanceSeconds(100);
+        QTest::keyClick(rig.window.get(), Qt::Key_Shift); // the operator is there
+        rig.clock.advanceSeconds(100);
+        rig.station->idleLogout().check();
+        QCOMPARE(rig.station->mode(), OperatingMode::User);
+        rig.clock.advanceSeconds(30);
+        rig.station->idleLogout().check();
+        QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
+        QVERIFY(rig.window->statusBar()->currentMessage().startsWith("User mode logged out after 2 min"));
+    }
+
     // Escape closes each form, the dialogs and the plain windows alike; the main window stays.
     void escapeClosesAForm_data()
     {
@@ -283,8 +324,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!indicator->isVisible(), kWaitMs);
     }
 
-    // Pictures for a person: six engines running and LE4 lost, at the screen the test runs on
-    // (docs/ holds them taken at 1366x768, at 1x and at QT_SCALE_FACTOR=1.5).
+    // Pictures for a person, at the screen the test runs on (docs/ holds them taken at 1366x768):
+    // six engines running and all quiet, their graphs with a cursor, then LE3 faulty and LE4 lost.
     void pictureOfABusyStation()
     {
         WindowRig rig;
@@ -295,6 +336,27 @@ private slots:
             rig.station->engineOperation().press(n);
             QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(n - 1).Phase), 5, kWaitMs);
         }
+        const QScreen* screen = rig.window->screen();
+        const QString size = QStringLiteral("%1x%2_at_%3")
+                                 .arg(screen->size().width())
+                                 .arg(screen->size().height())
+                                 .arg(rig.window->devicePixelRatioF());
+        // Six engines running and nothing to acknowledge: the banner is grey.
+        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QLabel>("AlarmBannerText")->text().endsWith("all quiet"), kWaitMs);
+        QVERIFY(!WindowRig::save(rig.window.get(), "station_quiet_" + size + ".png").isEmpty());
+        // The graph page a few seconds on at 50 ms a pixel, the clock going with it; LE1 read at a cursor.
+        QTimer clockRuns;
+        QObject::connect(&clockRuns, &QTimer::timeout, [&rig] { rig.clock.advanceMs(50); });
+        clockRuns.start(50);
+        rig.window->action("mnu50")->trigger();
+        rig.window->action("mnuClearScreen")->trigger();
+        rig.window->pages()->setCurrentIndex(1);
+        auto* graph = rig.get<TrendGraph>("PictureLE1");
+        QTRY_VERIFY_WITH_TIMEOUT(graph->lastColumn() > 300, kWaitMs);
+        QTest::mouseClick(graph, Qt::LeftButton, {}, QPoint(graph->lastColumn() * 2 / 3, 30));
+        QVERIFY(rig.get<QLabel>("GraphLegendTitle")->text().startsWith("LE1 at "));
+        QVERIFY(!WindowRig::save(rig.window.get(), "graphs_six_running_" + size + ".png").isEmpty());
+        rig.window->pages()->setCurrentIndex(0);
         rig.engines.model(3).setFaultCode(7);
         rig.engines.model(4).setSilent(true);
         QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_3")->text(), QString("lost"), kWaitMs);
@@ -303,13 +365,8 @@ private slots:
             box->close();
         rig.window->fitToScreen(Station::kFormWidthTwips, Station::kFormHeightTwips);
         QCoreApplication::processEvents();
-        const QScreen* screen = rig.window->screen();
         QVERIFY(screen->availableGeometry().contains(QRect(QPoint(), rig.window->frameGeometry().size())));
-        const QString name = QStringLiteral("station_%1x%2_at_%3.png")
-                                 .arg(screen->size().width())
-                                 .arg(screen->size().height())
-                                 .arg(rig.window->devicePixelRatioF());
-        QVERIFY(!WindowRig::save(rig.window.get(), name).isEmpty());
+        QVERIFY(!WindowRig::save(rig.window.get(), "station_" + size + ".png").isEmpty());
     }
 };
 

@@ -13,6 +13,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -37,6 +38,7 @@ QStringList bitmaps(const QString& folder)
 struct GraphRig {
     QTemporaryDir dir;
     EngineTables tables;
+    ManualClock clock;
     std::unique_ptr<TrendGraphs> logic;
     std::unique_ptr<TrendGraphPage> page;
     explicit GraphRig(const QString& subfolder = QString())
@@ -46,7 +48,8 @@ struct GraphRig {
             tables.at(i).reported[pos::Mat] = static_cast<std::int16_t>(20 + 10 * i);
             tables.at(i).reported[pos::TachoM] = 100;
         }
-        logic = std::make_unique<TrendGraphs>(tables, dir.filePath(subfolder), TrendGraphs::Hooks{});
+        logic = std::make_unique<TrendGraphs>(tables, dir.filePath(subfolder),
+                                              TrendGraphs::Hooks{{}, {}, [this] { return clock.now(); }});
         page = std::make_unique<TrendGraphPage>(*logic);
     }
     void sweep(int columns)
@@ -127,9 +130,17 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(bitmaps(rig.dir.path()).size(), 4, kWaitMs);
         QCOMPARE(bitmaps(rig.dir.path()),
                  (QStringList{"LE1-0007.bmp", "LE1-0008.bmp", "LE3-0009.bmp", "LE4-0010.bmp"}));
-        // What was saved is the picture: a BMP of the graph's size.
+        // What was saved is the picture with its title, time axis and legend around it.
         const QImage saved(rig.dir.filePath("LE3-0009.bmp"));
-        QCOMPARE(saved.size(), QSize(TrendGraphs::kWidth, TrendGraph::kHeight));
+        const QImage expected = rig.page->graph(2)->annotated(rig.logic->timeScale());
+        QCOMPARE(saved.size(), expected.size());
+        QVERIFY(saved.height() > TrendGraph::kHeight + TrendGraph::kAxisHeight);
+        // A cursor reads every trace of its engine, in the main window's units.
+        rig.page->graph(2)->setCursorColumn(10);
+        QCOMPARE(rig.page->legendEngine(), 3);
+        QCOMPARE(rig.page->findChild<QLabel*>("LegendValueMAT")->text(), QString::fromUtf8("40 \u00B0C"));
+        QCOMPARE(rig.page->findChild<QLabel*>("LegendValueM")->text(), QString::fromUtf8("100 \u00D730 rpm"));
+        QVERIFY(rig.page->findChild<QLabel*>("GraphLegendTitle")->text().startsWith("LE3 at 09:30:00"));
         // The next sweep saves again; auto-save off saves nothing.
         rig.sweep(TrendGraphs::kWidth);
         QTRY_COMPARE_WITH_TIMEOUT(bitmaps(rig.dir.path()).size(), 7, kWaitMs);
