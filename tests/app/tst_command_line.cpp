@@ -24,6 +24,10 @@ private slots:
         QTest::newRow("bad form") << QStringList{"--screenshot-form", "Nope"} << 64 << "" << "not Nope";
         QTest::newRow("bad time") << QStringList{"--quit-after", "soon"} << 64 << "" << tryHelp;
         QTest::newRow("logger tick too short") << QStringList{"--logger-tick", "5"} << 64 << "" << "--logger-tick: 10 to 60000 ms, not 5";
+        QTest::newRow("export, bad engine") << QStringList{"--export-history", "x.csv", "--engine", "7", "--from", "2026-11-23 09:00", "--to", "2026-11-23 10:00"} << 64 << "" << "--engine: 1 to 6, not 7";
+        QTest::newRow("export, bad range") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23", "--to", "2026-11-23 10:00"} << 64 << "" << "YYYY-MM-DD hh:mm";
+        QTest::newRow("export, range backwards") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23 11:00", "--to", "2026-11-23 10:00"} << 64 << "" << "--to must come after --from";
+        QTest::newRow("export, nothing recorded") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23 09:00", "--to", "2026-11-23 10:00"} << 1 << "" << "cannot read the history";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
     }
     void answeredWithoutADisplay()
