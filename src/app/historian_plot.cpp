@@ -70,7 +70,9 @@ int HistorianPlot::plotWidth() const { return std::max(1, plotRect().width()); }
 qint64 HistorianPlot::bucketSeconds() const
 {
     const qint64 span = to_ - from_;
-    return std::max<qint64>(1, (span + plotWidth() - 1) / plotWidth());
+    const qint64 seconds = std::max<qint64>(1, (span + plotWidth() - 1) / plotWidth());
+    // From a minute up, whole minutes: long ranges are read from the minute table.
+    return seconds < 60 ? seconds : (seconds + 59) / 60 * 60;
 }
 
 double HistorianPlot::xOf(qint64 t) const

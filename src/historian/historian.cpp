@@ -30,6 +30,7 @@ public:
         auto result = store_.insert(batch);
         if (result == HistorianStore::Result::Corrupt && store_.recover()) {
             tell(movedText());
+            rolledTo_ = 0;
             result = store_.insert(batch);
         }
         const qint64 us = t.nsecsElapsed() / 1000;
@@ -42,6 +43,7 @@ public:
             }
             if (std::exchange(failing_, false))
                 tell(QStringLiteral("Historian: recording again."));
+            rollUp(batch, now);
             store_.prune(now - retentionSeconds_, Historian::kPruneRowsPerTick);
             return;
         }
@@ -59,9 +61,22 @@ public:
     }
 
 private:
+    // Sums up the minutes that are complete; a clock set back sums its minutes up again.
+    void rollUp(const std::vector<HistorianSample>& batch, qint64 now)
+    {
+        for (const HistorianSample& s : batch)
+            rolledTo_ = rolledTo_ == 0 ? s.time / 60 * 60 : std::min(rolledTo_, s.time / 60 * 60);
+        const qint64 minute = now / 60 * 60;
+        if (minute <= rolledTo_)
+            return;
+        const qint64 to = std::min(minute, rolledTo_ + Historian::kRollUpMinutesPerTick * 60);
+        if (store_.rollUp(rolledTo_, to))
+            rolledTo_ = to;
+    }
     bool openStore()
     {
         if (store_.open()) {
+            rolledTo_ = store_.rolledUpTo();
             if (!store_.movedAside().isEmpty())
                 tell(movedText());
             return true;
@@ -84,6 +99,7 @@ private:
     Historian& owner_;
     HistorianStore store_;
     qint64 retentionSeconds_;
+    qint64 rolledTo_ = 0;
     bool failing_ = false;
     mutable QMutex statsMutex_;
     Historian::CommitStats stats_;

@@ -29,6 +29,7 @@ public:
     static constexpr int kTickMs = 1000;
     static constexpr int kDefaultRetentionDays = 400;
     static constexpr int kPruneRowsPerTick = 2000;
+    static constexpr int kRollUpMinutesPerTick = 60; // catching up after a pause, an hour a second
     // "\Historian.ini": one line, the days rows are kept.
     static QString settingsFileName() { return QStringLiteral("\\Historian.ini"); }
 

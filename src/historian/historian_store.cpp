@@ -23,6 +23,18 @@ QString valueColumns()
     return c.join(QLatin1Char(','));
 }
 
+// Each value column's pair in the minute table, written by `pattern` ("%1_min, %1_max"...).
+QString minuteColumns(const QString& pattern)
+{
+    QStringList c;
+    for (const EngineRow& r : engineRows())
+        c << pattern.arg(QString::fromLatin1(r.key));
+    return c.join(QLatin1Char(','));
+}
+
+// The fault codes that are states, not faults: at rest (0), stop activated (18), running (20).
+const char* const kRealFault = "CASE WHEN fault NOT IN (0,18,20) THEN fault ELSE 0 END";
+
 // SQLite's own result codes, as the Qt driver reports them.
 constexpr int kSqliteCorrupt = 11, kSqliteFull = 13, kSqliteNotADatabase = 26;
 } // namespace
@@ -145,6 +157,10 @@ bool HistorianStore::prepare()
                        "link INTEGER NOT NULL, phase INTEGER, fault INTEGER, %1)")
             .arg(valueColumns().replace(QLatin1Char(','), QStringLiteral(" INTEGER,")) + QStringLiteral(" INTEGER")),
         QStringLiteral("CREATE INDEX IF NOT EXISTS samples_engine_t ON samples(engine, t)"),
+        QStringLiteral("CREATE TABLE IF NOT EXISTS minutes(engine INTEGER NOT NULL, t INTEGER NOT NULL, "
+                       "first INTEGER, last INTEGER, broken INTEGER, fault INTEGER, %1, PRIMARY KEY(engine, t)) "
+                       "WITHOUT ROWID")
+            .arg(minuteColumns(QStringLiteral("%1_min INTEGER, %1_max INTEGER"))),
     };
     for (const QString& s : setup)
         if (!q.exec(s)) {
@@ -200,9 +216,45 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
     return Result::Ok;
 }
 
+bool HistorianStore::rollUp(qint64 from, qint64 to)
+{
+    QSqlDatabase db = QSqlDatabase::database(connection_, false);
+    QSqlQuery q(db);
+    q.prepare(QStringLiteral("INSERT OR REPLACE INTO minutes SELECT engine, t / 60 * 60 AS m, "
+                             "min(CASE WHEN link=1 THEN t END), max(CASE WHEN link=1 THEN t END), max(link<>1), "
+                             "max(%1), %2 FROM samples WHERE engine = ? AND t >= ? AND t < ? GROUP BY m")
+                  .arg(QString::fromLatin1(kRealFault), minuteColumns(QStringLiteral("min(%1), max(%1)"))));
+    db.transaction();
+    for (int engine = 1; engine <= 6; ++engine) {
+        q.addBindValue(engine);
+        q.addBindValue(from);
+        q.addBindValue(to);
+        if (!q.exec()) {
+            error_ = q.lastError().text();
+            db.rollback();
+            return false;
+        }
+    }
+    return db.commit();
+}
+
+qint64 HistorianStore::rolledUpTo()
+{
+    QSqlQuery q(QSqlDatabase::database(connection_, false));
+    if (q.exec(QStringLiteral("SELECT max(t) FROM minutes")) && q.next() && !q.value(0).isNull())
+        return q.value(0).toLongLong() + 60;
+    q.finish();
+    if (q.exec(QStringLiteral("SELECT min(t) FROM samples")) && q.next() && !q.value(0).isNull())
+        return q.value(0).toLongLong() / 60 * 60;
+    return 0;
+}
+
 int HistorianStore::prune(qint64 before, int limit)
 {
     QSqlQuery q(QSqlDatabase::database(connection_, false));
+    q.prepare(QStringLiteral("DELETE FROM minutes WHERE t < ?"));
+    q.addBindValue(before);
+    q.exec();
     // Rows are appended in time order, so the oldest come first by rowid.
     q.prepare(QStringLiteral("DELETE FROM samples WHERE rowid IN "
                              "(SELECT rowid FROM samples WHERE t < ? ORDER BY rowid LIMIT ?)"));
@@ -224,16 +276,17 @@ qint64 HistorianStore::rowCount()
 std::vector<HistorianBucket> HistorianStore::buckets(int engine, qint64 from, qint64 to, qint64 bucketSeconds)
 {
     std::vector<HistorianBucket> out;
-    QString columns;
-    for (const EngineRow& r : engineRows())
-        columns += QStringLiteral(",min(%1),max(%1)").arg(QString::fromLatin1(r.key));
     QSqlQuery q(QSqlDatabase::database(connection_, false));
     q.setForwardOnly(true);
-    q.prepare(QStringLiteral("SELECT (t - :from) / :width AS b, min(CASE WHEN link=1 THEN t END), "
-                             "max(CASE WHEN link=1 THEN t END), max(link<>1), "
-                             "max(CASE WHEN fault NOT IN (0,18,20) THEN fault ELSE 0 END)%1 "
-                             "FROM samples WHERE engine = :engine AND t >= :from AND t < :to GROUP BY b ORDER BY b")
-                  .arg(columns));
+    if (bucketSeconds >= 60 && bucketSeconds % 60 == 0)
+        q.prepare(QStringLiteral("SELECT (t - :from) / :width AS b, min(first), max(last), max(broken), max(fault), %1 "
+                                 "FROM minutes WHERE engine = :engine AND t >= :from AND t < :to GROUP BY b ORDER BY b")
+                      .arg(minuteColumns(QStringLiteral("min(%1_min), max(%1_max)"))));
+    else
+        q.prepare(QStringLiteral("SELECT (t - :from) / :width AS b, min(CASE WHEN link=1 THEN t END), "
+                                 "max(CASE WHEN link=1 THEN t END), max(link<>1), max(%1), %2 "
+                                 "FROM samples WHERE engine = :engine AND t >= :from AND t < :to GROUP BY b ORDER BY b")
+                      .arg(QString::fromLatin1(kRealFault), minuteColumns(QStringLiteral("min(%1), max(%1)"))));
     q.bindValue(QStringLiteral(":from"), from);
     q.bindValue(QStringLiteral(":to"), to);
     q.bindValue(QStringLiteral(":width"), std::max<qint64>(1, bucketSeconds));

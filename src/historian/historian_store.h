@@ -64,12 +64,19 @@ public:
 
     // Writes the samples in one transaction.
     Result insert(const std::vector<HistorianSample>& samples);
-    // Deletes at most `limit` rows older than `before` (seconds); returns how many went.
+    // Sums up [from, to) (whole minutes) into the minute table that long ranges are drawn from:
+    // per engine and minute the min and max of each value, the highest fault, a broken link.
+    bool rollUp(qint64 from, qint64 to);
+    // The start of the first minute not summed up yet: after the last summed, else of the first row.
+    qint64 rolledUpTo();
+    // Deletes at most `limit` rows older than `before` (seconds), and the minutes before it;
+    // returns how many rows went.
     int prune(qint64 before, int limit);
     // Closes the damaged file, moves it aside and starts a new one.
     bool recover();
 
     // The buckets of [from, to) of one engine, `bucketSeconds` wide; empty buckets are left out.
+    // Buckets of whole minutes are read from the minute table.
     std::vector<HistorianBucket> buckets(int engine, qint64 from, qint64 to, qint64 bucketSeconds);
     // Every row of the engines in [from, to), by time then engine.
     void forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,

@@ -30,7 +30,7 @@ std::pair<int, int> rowsOf(HistorianStore& store, int engine)
     return {values, states};
 }
 
-// A week of LE1 and LE2 every 10 s, LE1 silent on day 3 from 10:00 to 12:00 and in fault 7 at noon of day 5.
+// A week of LE1 and LE2 every 10 s, LE1 silent on day 3 from 10:00 to 12:00 and in fault 7 for half an hour at noon of day 5.
 void fillWeek(const QString& path, qint64 end)
 {
     HistorianStore store(path);
@@ -44,13 +44,14 @@ void fillWeek(const QString& path, qint64 end)
                 s.link = t == gapFrom ? LinkState::Lost : LinkState::No;
             if (e == 1 && t > gapFrom && t < gapFrom + 7200)
                 continue;
-            if (e == 1 && t == start + 4 * 86'400 + 43'200)
+            if (e == 1 && t >= start + 4 * 86'400 + 43'200 && t < start + 4 * 86'400 + 45'000)
                 s.fault = 7;
             s.values[0] = 1200 + int(t / 60 % 100) + 300 * e;
             s.values[10] = 310; // SBV: 12.40 V with the default coefficients
             rows.push_back(s);
         }
     QCOMPARE(store.insert(rows), HistorianStore::Result::Ok);
+    QVERIFY(store.rollUp(start, end));
 }
 } // namespace
 
@@ -78,20 +79,24 @@ private slots:
         engines.simulator->engine(3)->model().setSilent(true);
         QTRY_VERIFY_WITH_TIMEOUT(station.linkLost[2], 20'000);
         seconds(3);
+        clock.advanceSeconds(60); // the minute is over: it is summed up for long ranges
+        historian.sample();
         historian.waitForWriter();
 
         HistorianStore store(historian.path());
         QVERIFY(store.open(true));
-        QCOMPARE(rowsOf(store, 1), std::make_pair(8, 0));
+        QCOMPARE(rowsOf(store, 1), std::make_pair(9, 0));
         QCOMPARE(rowsOf(store, 3), std::make_pair(5, 1));
         // The values are the raw ones the FADEC reported, not the shown ones.
         HistorianSample last;
         store.forEachRow({2}, 0, std::numeric_limits<qint64>::max(), [&](const HistorianSample& s, bool) { last = s; });
         QCOMPARE(last.values[10], int(station.tables().at(1).reported[pos::Sbv]));
-        // The lost link breaks LE3's trace where it was lost.
-        const qint64 now = clock.now().toSecsSinceEpoch();
-        const auto buckets = store.buckets(3, now - 8, now + 1, 1);
-        QVERIFY(std::any_of(buckets.begin(), buckets.end(), [](const HistorianBucket& b) { return b.broken; }));
+        // The lost link breaks LE3's trace in its minute.
+        const qint64 minute = clock.now().toSecsSinceEpoch() / 60 * 60 - 60;
+        const auto buckets = store.buckets(3, minute, minute + 60, 60);
+        QCOMPARE(buckets.size(), std::size_t(1));
+        QVERIFY(buckets[0].broken);
+        QCOMPARE(buckets[0].last - buckets[0].first, qint64(4));
     }
 
     void prunesOldRowsInSmallSteps()
@@ -188,15 +193,8 @@ private slots:
         w.findChild<QComboBox*>("HistorianRange")->setCurrentIndex(HistorianTrends::Last7Days);
         QCOMPARE(plot->from(), now - 7 * 86'400);
         QCOMPARE(plot->to(), now);
-        plot->setFocus();
-        QTest::keyClick(plot, Qt::Key_Plus);
-        QCOMPARE(plot->to() - plot->from(), qint64(7 * 86'400 / 2));
-
-        // Zoomed on day 3 at 09:00..13:00: the cursor reads both engines, and nothing for LE1 in its gap.
         w.findChild<QCheckBox*>("HistorianEngine2")->setChecked(true);
         w.findChild<QListWidget*>("HistorianQuantities")->item(10)->setCheckState(Qt::Checked);
-        const qint64 day3 = now - 1 - 7 * 86'400 + 2 * 86'400;
-        plot->setRange(day3 + 32'400, day3 + 46'800);
         auto* readout = w.findChild<QLabel*>("HistorianReadout");
         const auto readAt = [&](qint64 t) {
             const QRect r = plot->rect().adjusted(64, 4, -8, -36);
@@ -204,6 +202,17 @@ private slots:
             QTest::mouseMove(plot, QPoint(int(x) + 1, r.center().y()));
             return readout->text();
         };
+        // A week is read from the minutes: LE1's two silent hours and its fault are there too.
+        const qint64 day3 = now - 1 - 7 * 86'400 + 2 * 86'400;
+        const QString gap = readAt(day3 + 36'000 + 3600);
+        QVERIFY2(gap.contains("LE1 Motor M: ---") && gap.contains("LE2 SBV: 12.40 V"), qPrintable(gap));
+        QVERIFY2(readAt(day3 + 2 * 86'400 + 44'100).contains("LE1 fault code 7"), qPrintable(readout->text()));
+        plot->setFocus();
+        QTest::keyClick(plot, Qt::Key_Plus);
+        QCOMPARE(plot->to() - plot->from(), qint64(7 * 86'400 / 2));
+
+        // Zoomed on day 3 at 09:00..13:00, read from the rows themselves.
+        plot->setRange(day3 + 32'400, day3 + 46'800);
         const QString before = readAt(day3 + 34'000);
         QVERIFY2(before.contains(QRegularExpression("LE1 Motor M: \\d+")) && before.contains("LE2 SBV: 12.40 V"), qPrintable(before));
         QVERIFY2(readAt(day3 + 39'600).contains("LE1 Motor M: ---"), qPrintable(readout->text()));
