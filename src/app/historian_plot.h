@@ -1,7 +1,8 @@
 #pragma once
 // The trends window's plot: one lane per quantity, one colour per engine, drawn from min/max
 // buckets of one pixel each, so a week draws as fast as an hour. Gaps where a link was down stay
-// gaps; the faults of the range are marked on the time axis.
+// gaps; the faults of the range are marked on the time axis. Drawn with QPainter: a few lines per
+// bucket need nothing more, and Qt Charts would add a module under the GPL in Debian's build.
 #include "historian/historian_store.h"
 
 #include <QWidget>
