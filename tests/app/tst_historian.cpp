@@ -97,6 +97,16 @@ private slots:
         QCOMPARE(buckets.size(), std::size_t(1));
         QVERIFY(buckets[0].broken);
         QCOMPARE(buckets[0].last - buckets[0].first, qint64(4));
+
+        // The clock set back an hour: the hour is written again beside what it holds, and summed up.
+        clock.advanceSeconds(-3600);
+        seconds(1);
+        clock.advanceSeconds(60);
+        historian.sample();
+        historian.waitForWriter();
+        QCOMPARE(rowsOf(store, 1), std::make_pair(11, 0));
+        const qint64 back = clock.now().toSecsSinceEpoch() / 60 * 60 - 60;
+        QCOMPARE(store.buckets(1, back, back + 60, 60).size(), std::size_t(1));
     }
 
     void prunesOldRowsInSmallSteps()
