@@ -232,7 +232,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("N=DEVICE"));
     const QCommandLineOption statsOption(
         QStringLiteral("link-stats"),
-        QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station."));
+        QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station, and the "
+                       "historian's transaction times."));
     const QCommandLineOption scaleOption(
         QStringLiteral("time-scale"),
         QStringLiteral("Trend graph time scale at start: 50, 100, 200, 400 or 800 ms a pixel."),
@@ -375,6 +376,7 @@ int main(int argc, char** argv)
     if (!options.noHistorian) {
         historian = std::make_unique<Historian>(station);
         QObject::connect(historian.get(), &Historian::notice, &station, [&station](const QString& text) {
+            std::fprintf(stderr, "%s\n", qPrintable(text));
             station.appendEvent(text);
             station.showStatus(text);
         });
@@ -423,6 +425,13 @@ int main(int argc, char** argv)
                         "p99 %.3f ms, max %.3f ms\n",
                         k, static_cast<unsigned long long>(d.count), static_cast<double>(d.medianUs) / 1000.0,
                         static_cast<double>(d.p99Us) / 1000.0, static_cast<double>(d.maxUs) / 1000.0);
+        }
+        if (historian) {
+            const Historian::CommitStats c = historian->commitStats();
+            std::printf("historian - %lld transactions on its own thread: mean %.3f ms, max %.3f ms\n",
+                        static_cast<long long>(c.commits),
+                        c.commits ? static_cast<double>(c.totalUs) / static_cast<double>(c.commits) / 1000.0 : 0.0,
+                        static_cast<double>(c.maxUs) / 1000.0);
         }
         std::fflush(stdout);
     }

@@ -62,9 +62,15 @@ void HistorianStore::close()
     QSqlDatabase::removeDatabase(connection_);
 }
 
-HistorianStore::Result HistorianStore::classify(const QString& nativeCode) const
+HistorianStore::Result HistorianStore::classify(const QSqlError& error) const
 {
-    switch (nativeCode.toInt()) {
+    // A failed commit comes without SQLite's code, only with its message.
+    const QString text = error.databaseText();
+    if (text.contains(QLatin1String("disk is full")))
+        return Result::Full;
+    if (text.contains(QLatin1String("malformed")) || text.contains(QLatin1String("not a database")))
+        return Result::Corrupt;
+    switch (error.nativeErrorCode().toInt()) {
     case kSqliteFull: return Result::Full;
     case kSqliteCorrupt:
     case kSqliteNotADatabase: return Result::Corrupt;
@@ -182,7 +188,7 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
         return Result::Failed;
     if (!db.transaction()) {
         error_ = db.lastError().text();
-        return classify(db.lastError().nativeErrorCode());
+        return classify(db.lastError());
     }
     QSqlQuery q(db);
     QString marks = QStringLiteral("?,?,?,?,?");
@@ -200,7 +206,7 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
             q.addBindValue(values ? QVariant(v) : QVariant());
         if (!q.exec()) {
             error_ = q.lastError().text();
-            const Result r = classify(q.lastError().nativeErrorCode());
+            const Result r = classify(q.lastError());
             q.finish();
             db.rollback();
             return r == Result::Ok ? Result::Failed : r;
@@ -209,7 +215,7 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
     q.finish();
     if (!db.commit()) {
         error_ = db.lastError().text();
-        const Result r = classify(db.lastError().nativeErrorCode());
+        const Result r = classify(db.lastError());
         db.rollback();
         return r == Result::Ok ? Result::Failed : r;
     }

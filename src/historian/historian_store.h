@@ -7,6 +7,7 @@
 
 #include <QDateTime>
 #include <QSqlDatabase>
+#include <QSqlError>
 #include <QString>
 
 #include <array>
@@ -87,7 +88,7 @@ private:
     bool openFile(bool readOnly);
     bool prepare();
     bool moveAside();
-    Result classify(const QString& nativeCode) const;
+    Result classify(const QSqlError& error) const;
 
     QString path_;
     QString connection_;

@@ -12,10 +12,12 @@ const std::array<EngineRow, kEngineRows>& engineRows()
 {
     using namespace coefficients;
     static constexpr std::array<EngineRow, kEngineRows> rows{{
-        {"motor", pos::TachoM, M},  {"fan1", pos::TachoV1, V1}, {"fan2", pos::TachoV2, V2},
-        {"mat", pos::Mat, Mat},     {"sht", pos::Sht, Sht},     {"lpc", pos::Lpc, Lpc},
-        {"lfc", pos::Lfc, Lfc},     {"vis", pos::Vis, Vis},     {"ir", pos::Ir, Ir},
-        {"rh", pos::Rh, Rh},        {"sbv", pos::Sbv, Sbv},     {"vcc", pos::Vcc, Vcc},
+        {"motor", pos::TachoM, M, "\u00D730 rpm"}, {"fan1", pos::TachoV1, V1, "counts"},
+        {"fan2", pos::TachoV2, V2, "counts"},      {"mat", pos::Mat, Mat, "\u00B0C"},
+        {"sht", pos::Sht, Sht, "\u00B0C"},          {"lpc", pos::Lpc, Lpc, "AU"},
+        {"lfc", pos::Lfc, Lfc, "%"},               {"vis", pos::Vis, Vis, "W/m\u00B2"},
+        {"ir", pos::Ir, Ir, "%"},                  {"rh", pos::Rh, Rh, "%"},
+        {"sbv", pos::Sbv, Sbv, "V"},               {"vcc", pos::Vcc, Vcc, "V"},
     }};
     return rows;
 }
@@ -26,7 +28,7 @@ bool scaledDisplay(const StationSettings& settings) { return settings.displayWit
 } // namespace
 
 QString engineRowName(int row) { return coefficients::rowName(coefficientRow(row)); }
-QString engineRowUnit(int row) { return coefficients::unit(coefficientRow(row)).trimmed(); }
+QString engineRowUnit(int row) { return QString::fromUtf8(engineRows().at(static_cast<std::size_t>(row)).unit); }
 
 int engineRowDecimals(const StationSettings& settings, int row)
 {

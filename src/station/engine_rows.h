@@ -14,6 +14,7 @@ struct EngineRow {
     const char* key;   // a short stable name for files and columns: "lpc", "motor"...
     int position;      // reply position in LightEngineRecord::reported
     int coefficientRow; // coefficients::Row
+    const char* unit;  // of the shown value, as the main window's row caption gives it
 };
 
 inline constexpr int kEngineRows = 12;
@@ -22,7 +23,7 @@ const std::array<EngineRow, kEngineRows>& engineRows();
 
 // The row's caption as the main window shows it ("Motor M", "SBV").
 QString engineRowName(int row);
-// The unit of the shown value (" V" for SBV and VCC, empty for the others), without its blank.
+// The unit of the shown value: "V", "°C", "×30 rpm"...
 QString engineRowUnit(int row);
 // The shown value of a raw one: scaled by the coefficients when the display uses them.
 double engineRowValue(const StationSettings& settings, int row, double raw);

@@ -179,7 +179,8 @@ private slots:
         QCOMPARE(p.exitCode(), 0);
         const QStringList lines = QString::fromUtf8(test::readBytes(dir.filePath("out.csv"))).split("\r\n", Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 8); // the header, six rows of 19:29, the loss at 19:30
-        QCOMPARE(lines[0], "Time,Engine,Link,Phase,Fault code,Motor M,Fan V1,Fan V2,MAT,SHT,LPC,LFC,VIS,IR,RH,SBV (V),VCC (V)");
+        QCOMPARE(lines[0], "Time,Engine,Link,Phase,Fault code,Motor M (×30 rpm),Fan V1 (counts),Fan V2 (counts),MAT (°C),SHT (°C),"
+                           "LPC (AU),LFC (%),VIS (W/m²),IR (%),RH (%),SBV (V),VCC (V)");
         QVERIFY2(lines[1].startsWith("2026-11-18 19:29:00,LE1,yes,5,20,") && lines[1].contains(",12.40,0"), qPrintable(lines[1]));
         QCOMPARE(lines[7], "2026-11-18 19:30:00,LE1,lost,,,,,,,,,,,,,,");
     }
@@ -224,7 +225,7 @@ private slots:
         // Zoomed on day 3 at 09:00..13:00, read from the rows themselves.
         plot->setRange(day3 + 32'400, day3 + 46'800);
         const QString before = readAt(day3 + 34'000);
-        QVERIFY2(before.contains(QRegularExpression("LE1 Motor M: \\d+")) && before.contains("LE2 SBV: 12.40 V"), qPrintable(before));
+        QVERIFY2(before.contains(QRegularExpression("LE1 Motor M: \\d+ ×30 rpm")) && before.contains("LE2 SBV: 12.40 V"), qPrintable(before));
         QVERIFY2(readAt(day3 + 39'600).contains("LE1 Motor M: ---"), qPrintable(readout->text()));
 
         const qint64 rows = w.exportCsv(dir.filePath("shown.csv"));
