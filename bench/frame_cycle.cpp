@@ -2,7 +2,7 @@
 // rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
 // the station's CPU share and peak resident memory.
 //   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM] [--graphs MS | --no-graphs]
-//               [--logger [--logger-ms 100]] [--screen 1366x768]
+//               [--logger [--logger-ms 100]] [--screen 1366x768] [--no-historian]
 // --screen is the size of the offscreen screen the station lays its window out on (default 1366x768,
 // the screen it is made for; a smaller one makes its pages scroll).
 // --station runs another build of the station program (an earlier one, to compare).
@@ -11,6 +11,7 @@
 // --logger has the station's data logger write a row for every engine, every column, at each of
 // its ticks, every --logger-ms ms (a minute is the shortest interval an operator can choose), so
 // the run can be set beside one without it.
+// --no-historian runs the station without its historian (it records by default), to compare.
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 
@@ -95,6 +96,7 @@ int main(int argc, char** argv)
     const QStringList args = app.arguments();
     const bool noGraphs = args.contains(QStringLiteral("--no-graphs"));
     const bool logger = args.contains(QStringLiteral("--logger"));
+    const bool noHistorian = args.contains(QStringLiteral("--no-historian"));
     for (int i = 1; i + 1 < args.size(); ++i) {
         if (args[i] == "--graphs")
             graphsMs = args[i + 1];
@@ -186,6 +188,9 @@ int main(int argc, char** argv)
         stationArgs << "--time-scale" << graphsMs << "--show-graphs";
     if (logger)
         stationArgs << "--logger-tick" << QString::number(loggerMs);
+    if (noHistorian)
+        stationArgs << "--no-historian";
+    std::printf("historian: %s\n", noHistorian ? "off" : "on");
     std::printf("data logger: %s\n", logger ? qPrintable(QStringLiteral("every engine, every column, a row each %1 ms").arg(loggerMs))
                                               : "off");
     std::printf("trend graphs: %s\n", noGraphs ? "none" : graphsMs.isEmpty() ? "default" : qPrintable(graphsMs + " ms/pixel, all six shown"));

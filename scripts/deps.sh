@@ -4,7 +4,7 @@
 # runs them when clang is there).
 set -euo pipefail
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
-          xvfb xauth fonts-dejavu-core)
+          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core)
 [ "${1:-}" = "--fuzz" ] && packages+=(clang)
 missing=()
 for p in "${packages[@]}"; do

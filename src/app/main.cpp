@@ -7,6 +7,9 @@
 #include "app/fadec_parameters.h"
 #include "app/graphique_screen.h"
 #include "app/histo_window.h"
+#include "app/historian_trends.h"
+#include "historian/historian.h"
+#include "settings/display_coefficients.h"
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/page_tabs.h"
@@ -26,6 +29,9 @@
 #include <QCommandLineParser>
 #include <QDir>
 #include <QFileInfo>
+#include <QFile>
+#include <QLabel>
+#include <QMenu>
 #include <QStandardPaths>
 #include <QStyleFactory>
 #include <QTimer>
@@ -34,7 +40,10 @@
 #include <cstdio>
 #include <functional>
 #include <limits>
+#include <memory>
+#include <numeric>
 #include <optional>
+#include <span>
 #include <vector>
 
 using namespace tarvek;
@@ -53,6 +62,7 @@ struct Options {
     int timeScale = 0; // ms/pixel of the trend graphs; 0 keeps the menu's default
     bool showGraphs = false;
     int loggerTickMs = 0; // 0: the data logger waits for the operator
+    bool noHistorian = false;
 };
 
 // The station folder when none is given: the user's application data folder, which is writable
@@ -173,6 +183,51 @@ int resetPasswords(const Options& o)
     return 0;
 }
 
+// --export-history: the historian's rows of one engine over a range as CSV, without a window.
+int exportHistory(const QString& folder, const QString& file, const QString& engineText, const QString& fromText,
+                  const QString& toText)
+{
+    bool ok = false;
+    const int engine = engineText.toInt(&ok);
+    if (!ok || engine < 1 || engine > kEngines)
+        return usageError(QStringLiteral("--engine: 1 to 6, not ") + engineText);
+    const auto from = parseHistoryTime(fromText), to = parseHistoryTime(toText);
+    if (!from || !to)
+        return usageError(QStringLiteral("--from and --to: \"YYYY-MM-DD hh:mm\", not \"%1\" and \"%2\"")
+                              .arg(fromText, toText));
+    if (*to <= *from)
+        return usageError(QStringLiteral("--to must come after --from"));
+    HistorianStore store(QDir(folder).filePath(HistorianStore::fileName()));
+    if (!store.open(true)) {
+        std::fprintf(stderr, "tarvek-station: cannot read the history: %s\n", qPrintable(store.lastError()));
+        return 1;
+    }
+    // The values as the station shows them: its display coefficients, when it uses them.
+    SettingsFiles files(folder);
+    StationSettings settings;
+    files.readNumbers(QStringLiteral("\\CocheSelect.ini"), std::span<int>(&settings.displayWithCoefficients, 1));
+    if (files.readNumbers(QStringLiteral("\\Coefficients.ini"), settings.coefficients) < coefficients::kValues)
+        std::copy(coefficients::defaults().begin(), coefficients::defaults().end(), settings.coefficients.begin());
+    QFile out(file);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        std::fprintf(stderr, "tarvek-station: cannot write %s\n", qPrintable(file));
+        return 1;
+    }
+    std::vector<int> rows(kEngineRows);
+    std::iota(rows.begin(), rows.end(), 0);
+    const qint64 n = writeHistoryCsv(store, out, {engine}, rows, from->toSecsSinceEpoch(), to->toSecsSinceEpoch(),
+                                     [&settings](int row, int raw) {
+                                         return QString::number(engineRowValue(settings, row, raw), 'f',
+                                                                engineRowDecimals(settings, row));
+                                     });
+    if (!out.flush()) {
+        std::fprintf(stderr, "tarvek-station: cannot write %s\n", qPrintable(file));
+        return 1;
+    }
+    std::fprintf(stderr, "%lld rows written to %s\n", static_cast<long long>(n), qPrintable(file));
+    return 0;
+}
+
 // Reads the command line on a core application, before any window system is asked for: help,
 // version and usage errors work without a display. Returns an exit code when the program ends here.
 std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
@@ -214,7 +269,8 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("N=DEVICE"));
     const QCommandLineOption statsOption(
         QStringLiteral("link-stats"),
-        QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station."));
+        QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station, and the "
+                       "historian's transaction times."));
     const QCommandLineOption scaleOption(
         QStringLiteral("time-scale"),
         QStringLiteral("Trend graph time scale at start: 50, 100, 200, 400 or 800 ms a pixel."),
@@ -232,8 +288,24 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         QStringLiteral("Put the two default passwords back in the log-in file (the old file is kept beside it "
                        "under a dated name), then exit. For the administrator when the file is damaged or the "
                        "passwords are lost; opens no window."));
+    const QCommandLineOption exportOption(
+        QStringLiteral("export-history"),
+        QStringLiteral("Write the recorded values of --engine from --from to --to as CSV to FILE and exit "
+                       "(no window is opened)."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption engineOption(QStringLiteral("engine"), QStringLiteral("Engine 1 to 6 for --export-history."),
+                                          QStringLiteral("N"));
+    const QCommandLineOption fromOption(QStringLiteral("from"),
+                                        QStringLiteral("Start of the --export-history range, \"YYYY-MM-DD hh:mm\"."),
+                                        QStringLiteral("TIME"));
+    const QCommandLineOption toOption(QStringLiteral("to"),
+                                      QStringLiteral("End of the --export-history range, \"YYYY-MM-DD hh:mm\"."),
+                                      QStringLiteral("TIME"));
+    const QCommandLineOption noHistorianOption(QStringLiteral("no-historian"),
+                                               QStringLiteral("Run without recording to Historian.sqlite."));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
-                       scaleOption, graphsOption, loggerOption, resetOption});
+                       scaleOption, graphsOption, loggerOption, exportOption, engineOption, fromOption, toOption,
+                       noHistorianOption, resetOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -256,6 +328,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         return usageError(QStringLiteral("no arguments are taken besides options, not ") +
                           parser.positionalArguments().join(QLatin1Char(' ')));
     o.folder = parser.isSet(folderOption) ? parser.value(folderOption) : defaultFolder();
+    if (parser.isSet(exportOption))
+        return exportHistory(o.folder, parser.value(exportOption), parser.value(engineOption),
+                             parser.value(fromOption), parser.value(toOption));
+    o.noHistorian = parser.isSet(noHistorianOption);
     o.loginFile = parser.value(loginOption);
     if (parser.isSet(resetOption))
         return resetPasswords(o);
@@ -346,6 +422,34 @@ int main(int argc, char** argv)
             station.dataLogger().setTickInterval(options.loggerTickMs);
             station.dataLogger().start();
         });
+    std::unique_ptr<Historian> historian;
+    if (!options.noHistorian) {
+        historian = std::make_unique<Historian>(station);
+        QObject::connect(historian.get(), &Historian::notice, &station, [&station](const QString& text) {
+            std::fprintf(stderr, "%s\n", qPrintable(text));
+            station.appendEvent(text);
+            station.showStatus(text);
+        });
+        // HistorianTrends from the Recording menu, and for one engine from its column's heading.
+        const auto openTrends = [&window, &station, path = historian->path()](int engine) {
+            auto* trends = new HistorianTrends(station, path, &window);
+            if (engine > 0)
+                trends->showEngine(engine);
+            trends->show();
+        };
+        if (auto* menu = window.findChild<QMenu*>(QStringLiteral("mnuRecording"))) {
+            QAction* a = menu->addAction(QStringLiteral("Historian Trends"));
+            a->setObjectName(QStringLiteral("mnuHistorianTrends"));
+            QObject::connect(a, &QAction::triggered, &window, [openTrends] { openTrends(0); });
+        }
+        for (int n = 1; n <= kEngines; ++n)
+            if (auto* title = window.findChild<QLabel*>(QStringLiteral("LE%1Title").arg(n))) {
+                auto* a = new QAction(QStringLiteral("Historian Trends of LE%1").arg(n), title);
+                title->addAction(a);
+                title->setContextMenuPolicy(Qt::ActionsContextMenu);
+                QObject::connect(a, &QAction::triggered, &window, [openTrends, n] { openTrends(n); });
+            }
+    }
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
     // SIGTERM or SIGINT: the same end as Quit, without the question.
     SignalQuit signalQuit;
@@ -378,6 +482,13 @@ int main(int argc, char** argv)
                         k, static_cast<unsigned long long>(d.count), static_cast<double>(d.medianUs) / 1000.0,
                         static_cast<double>(d.p99Us) / 1000.0, static_cast<double>(d.maxUs) / 1000.0,
                         static_cast<unsigned long long>(station.link().staleDrops(k)));
+        }
+        if (historian) {
+            const Historian::CommitStats c = historian->commitStats();
+            std::printf("historian - %lld transactions on its own thread: mean %.3f ms, max %.3f ms\n",
+                        static_cast<long long>(c.commits),
+                        c.commits ? static_cast<double>(c.totalUs) / static_cast<double>(c.commits) / 1000.0 : 0.0,
+                        static_cast<double>(c.maxUs) / 1000.0);
         }
         std::fflush(stdout);
     }

@@ -48,6 +48,10 @@ private slots:
         QTest::newRow("stray argument") << QStringList{"extra"} << 64 << "" << "not extra";
         // The administrator's way back in, with no screen: the damaged file is kept beside the new one.
         QTest::newRow("reset passwords") << QStringList{"--reset-passwords"} << 0 << "the old one is kept as" << "";
+        QTest::newRow("export, bad engine") << QStringList{"--export-history", "x.csv", "--engine", "7", "--from", "2026-11-23 09:00", "--to", "2026-11-23 10:00"} << 64 << "" << "--engine: 1 to 6, not 7";
+        QTest::newRow("export, bad range") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23", "--to", "2026-11-23 10:00"} << 64 << "" << "YYYY-MM-DD hh:mm";
+        QTest::newRow("export, range backwards") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23 11:00", "--to", "2026-11-23 10:00"} << 64 << "" << "--to must come after --from";
+        QTest::newRow("export, nothing recorded") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23 09:00", "--to", "2026-11-23 10:00"} << 1 << "" << "cannot read the history";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
     }
     void answeredWithoutADisplay()

@@ -1,0 +1,109 @@
+#pragma once
+// The historian's SQLite file, "\Historian.sqlite" in the station folder: one row per engine per
+// second with the time, the link state, the phase, the fault code and the twelve values of the
+// main window's rows as the FADEC reported them. Each thread that uses the file opens its own
+// HistorianStore (its own connection); the file is in WAL mode, so readers never wait on the writer.
+#include "station/link_state.h" // stored as its number: no 0, yes 1, lost 2, closed 3
+#include "station/engine_rows.h"
+
+#include <QDateTime>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QString>
+
+#include <array>
+#include <functional>
+#include <optional>
+#include <vector>
+
+class QIODevice;
+
+namespace tarvek {
+
+// How an engine's link stood when a row was written: values come only with Yes.
+
+struct HistorianSample {
+    qint64 time = 0; // seconds since 1970 UTC
+    int engine = 0;  // 1..6
+    LinkState link = LinkState::No;
+    int phase = 0;
+    int fault = 0;
+    std::array<int, kEngineRows> values{};
+};
+
+// Min and max of each value over one bucket of a range, from the rows of an answering link.
+struct HistorianBucket {
+    int index = 0;         // bucket number from the range's start
+    qint64 first = 0, last = 0; // times of the first and last value rows in it
+    std::array<int, kEngineRows> min{}, max{};
+    int fault = 0;         // the highest fault code reported in it, 0 when none
+    bool broken = false;   // the link was lost or closed inside it: the trace stops there
+};
+
+class HistorianStore {
+public:
+    enum class Result { Ok, Full, Corrupt, Failed };
+
+    static QString fileName() { return QStringLiteral("Historian.sqlite"); }
+    static constexpr int kSchemaVersion = 1;
+    static constexpr int kApplicationId = 0x54524B48; // marks the file as ours
+
+    explicit HistorianStore(QString path);
+    ~HistorianStore();
+    HistorianStore(const HistorianStore&) = delete;
+    HistorianStore& operator=(const HistorianStore&) = delete;
+
+    QString path() const { return path_; }
+    // Opens the file, creating it when missing. A file that is not an SQLite file, is damaged or
+    // belongs to something else is renamed to "Historian.sqlite.bad-yyyyMMdd-hhmmss" and a new
+    // one is started; movedAside() then names it. readOnly never creates nor moves anything.
+    bool open(bool readOnly = false);
+    void close();
+    bool isOpen() const;
+    QString movedAside() const { return movedAside_; }
+    QString lastError() const { return error_; }
+
+    // Writes the samples in one transaction.
+    Result insert(const std::vector<HistorianSample>& samples);
+    // Sums up [from, to) (whole minutes) into the minute table that long ranges are drawn from:
+    // per engine and minute the min and max of each value, the highest fault, a broken link.
+    bool rollUp(qint64 from, qint64 to);
+    // The start of the first minute not summed up yet: after the last summed, else of the first row.
+    qint64 rolledUpTo();
+    // Deletes at most `limit` rows older than `before` (seconds), and the minutes before it;
+    // returns how many rows went.
+    int prune(qint64 before, int limit);
+    // Closes the damaged file, moves it aside and starts a new one.
+    bool recover();
+
+    // The buckets of [from, to) of one engine, `bucketSeconds` wide; empty buckets are left out.
+    // Buckets of whole minutes are read from the minute table.
+    std::vector<HistorianBucket> buckets(int engine, qint64 from, qint64 to, qint64 bucketSeconds);
+    // Every row of the engines in [from, to), by time then engine.
+    void forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
+                    const std::function<void(const HistorianSample&, bool hasValues)>& row);
+    qint64 rowCount();
+
+private:
+    bool openFile(bool readOnly);
+    bool prepare();
+    bool moveAside();
+    Result classify(const QSqlError& error) const;
+
+    QString path_;
+    QString connection_;
+    QString movedAside_;
+    QString error_;
+};
+
+// Writes rows as CSV: a header of names with units, then one line a row with the time as
+// "yyyy-MM-dd hh:mm:ss" local time; the values are written as the station shows them.
+// Returns the number of rows written.
+qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<int>& engines,
+                       const std::vector<int>& rows, qint64 from, qint64 to,
+                       const std::function<QString(int row, int raw)>& shown);
+
+// Reads "yyyy-MM-dd hh:mm" (local time) as the export's range bounds take it.
+std::optional<QDateTime> parseHistoryTime(const QString& text);
+
+} // namespace tarvek
