@@ -15,6 +15,7 @@
 #include "app/question_window.h"
 #include "app/saisie.h"
 #include "app/software_settings_form.h"
+#include "plant/plant_publisher.h"
 #include "station/station.h"
 #include "app/tests_materiel_form.h"
 #include "app/usures_form.h"
@@ -23,6 +24,8 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QLabel>
+#include <QStatusBar>
 #include <QStandardPaths>
 #include <QStyleFactory>
 #include <QTimer>
@@ -49,6 +52,8 @@ struct Options {
     int timeScale = 0; // ms/pixel of the trend graphs; 0 keeps the menu's default
     bool showGraphs = false;
     int loggerTickMs = 0; // 0: the data logger waits for the operator
+    QString plantBroker;  // HOST:PORT, over "\\Plant.ini" for this run
+    QString plantName;
 };
 
 // The station folder when none is given: the user's application data folder, which is writable
@@ -190,8 +195,15 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                        "Datalogger/bench_LEn, with Timer42 ticking every MS ms instead of a minute and a row "
                        "each tick (for benchmarks; the saved logger choices are left as they are)."),
         QStringLiteral("MS"));
+    const QCommandLineOption brokerOption(
+        QStringLiteral("plant-broker"),
+        QStringLiteral("Publish the engines to the MQTT broker at HOST:PORT for this run, over Plant.ini."),
+        QStringLiteral("HOST:PORT"));
+    const QCommandLineOption plantNameOption(
+        QStringLiteral("plant-name"),
+        QStringLiteral("Publish the engines under tarvek/NAME/ for this run, over Plant.ini."), QStringLiteral("NAME"));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
-                       scaleOption, graphsOption, loggerOption});
+                       scaleOption, graphsOption, loggerOption, brokerOption, plantNameOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -241,6 +253,12 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     const QStringList badCom = ComMap().applyOverrides(o.com);
     if (!badCom.isEmpty())
         return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") + badCom.join(QStringLiteral(", ")));
+    o.plantBroker = parser.value(brokerOption);
+    if (parser.isSet(brokerOption) && !PlantSettings().setBroker(o.plantBroker))
+        return usageError(QStringLiteral("--plant-broker: HOST:PORT, not ") + o.plantBroker);
+    o.plantName = parser.value(plantNameOption);
+    if (parser.isSet(plantNameOption) && !PlantSettings::nameProblem(o.plantName).isEmpty())
+        return usageError(QStringLiteral("--plant-name: ") + PlantSettings::nameProblem(o.plantName));
     o.linkStats = parser.isSet(statsOption);
     o.showGraphs = parser.isSet(graphsOption);
     return std::nullopt;
@@ -297,6 +315,32 @@ int main(int argc, char** argv)
             station.dataLogger().start();
         });
     QObject::connect(&station, &Station::finished, &app, &QApplication::quit, Qt::QueuedConnection);
+
+    // The plant view: read-only to the plant, beside the serial side; the core does not know it.
+    PlantPublisher plant(station);
+    auto* plantState = new QLabel(&window);
+    plantState->setObjectName(QStringLiteral("plantState"));
+    window.statusBar()->addPermanentWidget(plantState);
+    QObject::connect(&plant, &PlantPublisher::stateChanged, plantState, &QLabel::setText);
+    QObject::connect(&plant, &PlantPublisher::problem, &station, [&station](const QString& text) {
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+        station.appendEvent(text);
+    });
+    QObject::connect(&station, &Station::quitting, &plant, [&plant] {
+        PlantSettings off = plant.settings();
+        off.enabled = false;
+        plant.apply(off); // says goodbye: the broker keeps the station's last word, not its will
+    });
+    PlantSettings plantSettings = PlantSettings::load(station.files());
+    if (!options.plantBroker.isEmpty()) {
+        plantSettings.setBroker(options.plantBroker);
+        plantSettings.enabled = true;
+    }
+    if (!options.plantName.isEmpty()) {
+        plantSettings.station = options.plantName;
+        plantSettings.enabled = true;
+    }
+    plant.apply(plantSettings);
     window.show();
 
     int exitCode = 0;
