@@ -24,6 +24,9 @@ private slots:
         QTest::newRow("bad form") << QStringList{"--screenshot-form", "Nope"} << 64 << "" << "not Nope";
         QTest::newRow("bad time") << QStringList{"--quit-after", "soon"} << 64 << "" << tryHelp;
         QTest::newRow("logger tick too short") << QStringList{"--logger-tick", "5"} << 64 << "" << "--logger-tick: 10 to 60000 ms, not 5";
+        QTest::newRow("plant name with a level") << QStringList{"--plant-name", "hall/2"} << 64 << "" << "holds '/'";
+        QTest::newRow("plant name with a blank") << QStringList{"--plant-name", "hall 2"} << 64 << "" << "holds 'a blank'";
+        QTest::newRow("plant broker without port") << QStringList{"--plant-broker", "hall"} << 64 << "" << "HOST:PORT, not hall";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
     }
     void answeredWithoutADisplay()
