@@ -7,7 +7,10 @@ set -euo pipefail
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
           xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto)
 # The plant page's browser test needs a browser; the demo does not.
-[ "${1:-}" = "--browser" ] && packages+=(chromium)
+if [ "${1:-}" = "--browser" ]; then
+  packages+=(chromium)
+  command -v npm >/dev/null || packages+=(nodejs npm)
+fi
 [ "${1:-}" = "--fuzz" ] && packages+=(clang)
 missing=()
 for p in "${packages[@]}"; do
