@@ -35,6 +35,7 @@ allow_anonymous false
 password_file $demo/passwd
 acl_file $demo/acl
 persistence false
+set_tcp_nodelay true
 log_dest file $demo/mosquitto.log
 listener $mqtt_port 127.0.0.1
 listener $web_port 127.0.0.1

@@ -60,6 +60,7 @@ QString MqttConnection::start(const Options& options)
     if (!mosq_)
         return QStringLiteral("the MQTT client could not be made: %1").arg(errorText(MOSQ_ERR_ERRNO));
     mosquitto_int_option(mosq_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V311);
+    mosquitto_int_option(mosq_, MOSQ_OPT_TCP_NODELAY, 1); // small messages go out at once
     // Inside the library's read: acted on once it has returned.
     mosquitto_connect_callback_set(mosq_, [](mosquitto*, void* self, int rc) { static_cast<MqttConnection*>(self)->connack_ = rc; });
     int rc = MOSQ_ERR_SUCCESS;
