@@ -10,6 +10,7 @@
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/page_tabs.h"
+#include "app/plant_form.h"
 #include "app/protocol_trace_window.h"
 #include "app/pw6_sliders.h"
 #include "app/question_window.h"
@@ -23,8 +24,10 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDialog>
 #include <QDir>
 #include <QLabel>
+#include <QMenu>
 #include <QStatusBar>
 #include <QStandardPaths>
 #include <QStyleFactory>
@@ -110,6 +113,15 @@ const std::vector<ScreenshotForm>& screenshotForms()
                  if (s.link().portOpen(n))
                      s.ioReadOut().read(n);
              return form;
+         }},
+        // The plant view's settings, as service mode opens them.
+        {"PlantForm", [](W& w, S&) -> QWidget* {
+             auto* entry = w.findChild<QAction*>(QStringLiteral("mnuPlant"));
+             if (!entry)
+                 return nullptr;
+             entry->setEnabled(true);
+             entry->trigger();
+             return w.findChild<QDialog*>(QStringLiteral("PlantForm"));
          }},
         {"ProtocolTraceWindow", [](W& w, S&) -> QWidget* { return w.openProtocolTrace(); }},
         {"Coefficients", [](W& w, S&) -> QWidget* { return w.openCoefficients(); }},
@@ -341,6 +353,20 @@ int main(int argc, char** argv)
         plantSettings.enabled = true;
     }
     plant.apply(plantSettings);
+    // Its settings form: in the Station menu, in service mode only.
+    if (auto* menu = window.findChild<QMenu*>(QStringLiteral("mnuStation"))) {
+        QAction* entry = new QAction(QStringLiteral("Plant View Settings"), menu);
+        entry->setObjectName(QStringLiteral("mnuPlant"));
+        menu->insertAction(window.findChild<QAction*>(QStringLiteral("mnuParameterVB")), entry);
+        entry->setEnabled(station.mode() == OperatingMode::Service);
+        QObject::connect(&station, &Station::modeChanged, entry,
+                         [entry](int mode) { entry->setEnabled(mode == int(OperatingMode::Service)); });
+        QObject::connect(entry, &QAction::triggered, &window, [&] {
+            auto* form = new PlantForm(plant, station.files(), &window);
+            form->setAttribute(Qt::WA_DeleteOnClose);
+            form->show();
+        });
+    }
     window.show();
 
     int exitCode = 0;
