@@ -8,12 +8,18 @@ std::vector<EngineRow> engineRows(const StationSettings& settings, const Softwar
                                   const LightEngineRecord& record)
 {
     using namespace coefficients;
-    static constexpr Row kOrder[] = {M, V1, V2, Mat, Sht, Lpc, Lfc, Vis, Ir, Rh, Sbv, Vcc};
+    struct Shown {
+        Row row;
+        const char* unit; // as the main window's row captions give it
+    };
+    static constexpr Shown kOrder[] = {{M, "\u00D730 rpm"}, {V1, "counts"}, {V2, "counts"}, {Mat, "\u00B0C"},
+                                       {Sht, "\u00B0C"},    {Lpc, "AU"},     {Lfc, "%"},      {Vis, "W/m\u00B2"},
+                                       {Ir, "%"},            {Rh, "%"},       {Sbv, "V"},      {Vcc, "V"}};
     const bool passive = software.cooling == CoolingType::Passive;
     std::vector<EngineRow> rows;
     rows.reserve(std::size(kOrder));
-    for (Row row : kOrder) {
-        EngineRow r{rowName(row), {}, unit(row).trimmed()};
+    for (const auto& [row, shownUnit] : kOrder) {
+        EngineRow r{rowName(row), {}, QString::fromUtf8(shownUnit)};
         if (passive && (row == V1 || row == V2))
             r.value = QStringLiteral("n/a");
         else

@@ -14,7 +14,7 @@ namespace tarvek {
 struct EngineRow {
     QString name;  // "Motor M", "SHT", "SBV"...
     QString value; // as shown: scaled by the display coefficients when they are in use
-    QString unit;  // "V" or empty
+    QString unit;  // "°C", "V", "%"... as the row's caption gives it
 };
 
 // Motor, fans, MAT, SHT, LPC, LFC, VIS, IR, RH, SBV, VCC, in the main window's order. The fans read
