@@ -122,7 +122,7 @@ Received Subscriber::last(const QString& topic) const
     return {};
 }
 
-PlantStation::PlantStation(const Broker& broker, const QString& name, const QByteArray& password, bool looseFile)
+PlantStation::PlantStation(const QString& brokerAddress, const QString& name, const QByteArray& password, bool looseFile)
 {
     const QString ports = dir_.filePath("ports");
     const QString folder = this->folder();
@@ -147,7 +147,7 @@ PlantStation::PlantStation(const Broker& broker, const QString& name, const QByt
     env.insert("QT_QPA_PLATFORM", "offscreen");
     station_.setProcessEnvironment(env);
     station_.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
-                   QStringList{"--folder", folder, "--plant-broker", broker.address(), "--plant-name", name});
+                   QStringList{"--folder", folder, "--plant-broker", brokerAddress, "--plant-name", name});
 }
 
 PlantStation::~PlantStation()

@@ -59,7 +59,9 @@ private:
 // `password`) in a password file that only its owner reads (or everyone, when `looseFile`).
 class PlantStation {
 public:
-    PlantStation(const Broker& broker, const QString& name, const QByteArray& password = {}, bool looseFile = false);
+    PlantStation(const QString& brokerAddress, const QString& name, const QByteArray& password = {},
+                 bool looseFile = false);
+    PlantStation(const Broker& broker, const QString& name) : PlantStation(broker.address(), name) {}
     ~PlantStation();
     void simulator(const QByteArray& command) { sim_.write(command + '\n'); }
     void kill9();
