@@ -3,8 +3,11 @@
 // the station's CPU share and peak resident memory.
 //   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM] [--graphs MS | --no-graphs]
 //               [--logger [--logger-ms 100]] [--screen 1366x768] [--no-historian]
+//               [--plant-broker HOST:PORT]
 // --screen is the size of the offscreen screen the station lays its window out on (default 1366x768,
 // the screen it is made for; a smaller one makes its pages scroll).
+// --plant-broker has the station publish its engines to that MQTT broker as "bench" (live, or a
+// port where none listens, to see what a dead broker costs).
 // --station runs another build of the station program (an earlier one, to compare).
 // --graphs runs the station on its graph page with all six curves at MS ms a pixel; --no-graphs
 // hides every curve, so the two runs show what the graphs cost.
@@ -95,11 +98,14 @@ int main(int argc, char** argv)
     QStringList screenSize{QStringLiteral("1366"), QStringLiteral("768")};
     const QStringList args = app.arguments();
     const bool noGraphs = args.contains(QStringLiteral("--no-graphs"));
+    QString plantBroker;
     const bool logger = args.contains(QStringLiteral("--logger"));
     const bool noHistorian = args.contains(QStringLiteral("--no-historian"));
     for (int i = 1; i + 1 < args.size(); ++i) {
         if (args[i] == "--graphs")
             graphsMs = args[i + 1];
+        if (args[i] == "--plant-broker")
+            plantBroker = args[i + 1];
         if (args[i] == "--seconds")
             seconds = args[i + 1].toInt();
         if (args[i] == "--warmup")
@@ -191,6 +197,9 @@ int main(int argc, char** argv)
     if (noHistorian)
         stationArgs << "--no-historian";
     std::printf("historian: %s\n", noHistorian ? "off" : "on");
+    if (!plantBroker.isEmpty())
+        stationArgs << "--plant-broker" << plantBroker << "--plant-name" << "bench";
+    std::printf("plant publishing: %s\n", plantBroker.isEmpty() ? "off" : qPrintable("to " + plantBroker));
     std::printf("data logger: %s\n", logger ? qPrintable(QStringLiteral("every engine, every column, a row each %1 ms").arg(loggerMs))
                                               : "off");
     std::printf("trend graphs: %s\n", noGraphs ? "none" : graphsMs.isEmpty() ? "default" : qPrintable(graphsMs + " ms/pixel, all six shown"));

@@ -1,10 +1,16 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the station needs to build, test and run, when any is missing.
+# With --browser it adds chromium, which only the plant page's browser test needs (it is large).
 # With --fuzz it adds clang, which only the fuzz targets need (scripts/fuzz.sh; the test command
 # runs them when clang is there).
 set -euo pipefail
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
-          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core)
+          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto)
+# The plant page's browser test needs a browser; the demo does not.
+if [ "${1:-}" = "--browser" ]; then
+  packages+=(chromium)
+  command -v npm >/dev/null || packages+=(nodejs npm)
+fi
 [ "${1:-}" = "--fuzz" ] && packages+=(clang)
 missing=()
 for p in "${packages[@]}"; do

@@ -2,7 +2,9 @@
 # The whole test suite from a fresh clone: installs what is missing, builds, runs every test.
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+"$root/scripts/deps.sh" --browser # the plant page's test runs it in Chromium, with Node
 "$root/scripts/build.sh"
+(cd "$root/web" && npm ci --no-audit --no-fund)
 build="${BUILD_DIR:-$root/build}"
 export QT_QPA_PLATFORM=offscreen
 # A few seconds of each fuzz target when clang is installed; nothing is lost without it. They

@@ -13,6 +13,7 @@
 #include "app/log_window.h"
 #include "app/messages_error.h"
 #include "app/page_tabs.h"
+#include "app/plant_form.h"
 #include "app/protocol_trace_window.h"
 #include "app/pw6_sliders.h"
 #include "app/question_window.h"
@@ -20,6 +21,7 @@
 #include "app/signal_quit.h"
 #include "app/software_settings_form.h"
 #include "app/trend_graph.h"
+#include "plant/plant_publisher.h"
 #include "station/station.h"
 #include "app/tests_materiel_form.h"
 #include "app/usures_form.h"
@@ -27,11 +29,13 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDialog>
 #include <QDir>
 #include <QFileInfo>
 #include <QFile>
 #include <QLabel>
 #include <QMenu>
+#include <QStatusBar>
 #include <QStandardPaths>
 #include <QStyleFactory>
 #include <QTimer>
@@ -63,6 +67,8 @@ struct Options {
     bool showGraphs = false;
     int loggerTickMs = 0; // 0: the data logger waits for the operator
     bool noHistorian = false;
+    QString plantBroker;  // HOST:PORT, over "\\Plant.ini" for this run
+    QString plantName;
 };
 
 // The station folder when none is given: the user's application data folder, which is writable
@@ -129,6 +135,15 @@ const std::vector<ScreenshotForm>& screenshotForms()
                  if (s.link().portOpen(n))
                      s.ioReadOut().read(n);
              return form;
+         }},
+        // The plant view's settings, as service mode opens them.
+        {"PlantForm", [](W& w, S&) -> QWidget* {
+             auto* entry = w.findChild<QAction*>(QStringLiteral("mnuPlant"));
+             if (!entry)
+                 return nullptr;
+             entry->setEnabled(true);
+             entry->trigger();
+             return w.findChild<QDialog*>(QStringLiteral("PlantForm"));
          }},
         {"ProtocolTraceWindow", [](W& w, S&) -> QWidget* { return w.openProtocolTrace(); }},
         {"Coefficients", [](W& w, S&) -> QWidget* { return w.openCoefficients(); }},
@@ -303,9 +318,16 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                                       QStringLiteral("TIME"));
     const QCommandLineOption noHistorianOption(QStringLiteral("no-historian"),
                                                QStringLiteral("Run without recording to Historian.sqlite."));
+    const QCommandLineOption brokerOption(
+        QStringLiteral("plant-broker"),
+        QStringLiteral("Publish the engines to the MQTT broker at HOST:PORT for this run, over Plant.ini."),
+        QStringLiteral("HOST:PORT"));
+    const QCommandLineOption plantNameOption(
+        QStringLiteral("plant-name"),
+        QStringLiteral("Publish the engines under tarvek/NAME/ for this run, over Plant.ini."), QStringLiteral("NAME"));
     parser.addOptions({folderOption, loginOption, shotOption, formOption, quitOption, comOption, statsOption,
                        scaleOption, graphsOption, loggerOption, exportOption, engineOption, fromOption, toOption,
-                       noHistorianOption, resetOption});
+                       noHistorianOption, resetOption, brokerOption, plantNameOption});
 
     // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
     QStringList args;
@@ -367,6 +389,12 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     const QStringList badCom = ComMap().applyOverrides(o.com);
     if (!badCom.isEmpty())
         return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") + badCom.join(QStringLiteral(", ")));
+    o.plantBroker = parser.value(brokerOption);
+    if (parser.isSet(brokerOption) && !PlantSettings().setBroker(o.plantBroker))
+        return usageError(QStringLiteral("--plant-broker: HOST:PORT, not ") + o.plantBroker);
+    o.plantName = parser.value(plantNameOption);
+    if (parser.isSet(plantNameOption) && !PlantSettings::nameProblem(o.plantName).isEmpty())
+        return usageError(QStringLiteral("--plant-name: ") + PlantSettings::nameProblem(o.plantName));
     o.linkStats = parser.isSet(statsOption);
     o.showGraphs = parser.isSet(graphsOption);
     return std::nullopt;
@@ -457,6 +485,46 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "tarvek-station: %s received, ending\n", qPrintable(name));
         station.quit();
     });
+
+    // The plant view: read-only to the plant, beside the serial side; the core does not know it.
+    PlantPublisher plant(station);
+    auto* plantState = new QLabel(&window);
+    plantState->setObjectName(QStringLiteral("plantState"));
+    window.statusBar()->addPermanentWidget(plantState);
+    QObject::connect(&plant, &PlantPublisher::stateChanged, plantState, &QLabel::setText);
+    QObject::connect(&plant, &PlantPublisher::problem, &station, [&station](const QString& text) {
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+        station.appendEvent(text);
+    });
+    QObject::connect(&station, &Station::quitting, &plant, [&plant] {
+        PlantSettings off = plant.settings();
+        off.enabled = false;
+        plant.apply(off); // says goodbye: the broker keeps the station's last word, not its will
+    });
+    PlantSettings plantSettings = PlantSettings::load(station.files());
+    if (!options.plantBroker.isEmpty()) {
+        plantSettings.setBroker(options.plantBroker);
+        plantSettings.enabled = true;
+    }
+    if (!options.plantName.isEmpty()) {
+        plantSettings.station = options.plantName;
+        plantSettings.enabled = true;
+    }
+    plant.apply(plantSettings);
+    // Its settings form: in the Station menu, in service mode only.
+    if (auto* menu = window.findChild<QMenu*>(QStringLiteral("mnuStation"))) {
+        QAction* entry = new QAction(QStringLiteral("Plant View Settings"), menu);
+        entry->setObjectName(QStringLiteral("mnuPlant"));
+        menu->insertAction(window.findChild<QAction*>(QStringLiteral("mnuParameterVB")), entry);
+        entry->setEnabled(station.mode() == OperatingMode::Service);
+        QObject::connect(&station, &Station::modeChanged, entry,
+                         [entry](int mode) { entry->setEnabled(mode == int(OperatingMode::Service)); });
+        QObject::connect(entry, &QAction::triggered, &window, [&] {
+            auto* form = new PlantForm(plant, station.files(), &window);
+            form->setAttribute(Qt::WA_DeleteOnClose);
+            form->show();
+        });
+    }
     window.show();
 
     int exitCode = 0;

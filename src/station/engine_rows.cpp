@@ -48,4 +48,23 @@ double engineRowValue(const StationSettings& settings, int row, double raw)
            coefficients::at(v, r, coefficients::Offset);
 }
 
+std::vector<ShownEngineRow> shownEngineRows(const StationSettings& settings, const SoftwareSettings& software,
+                                            const LightEngineRecord& record)
+{
+    const bool passive = software.cooling == CoolingType::Passive;
+    std::vector<ShownEngineRow> rows;
+    rows.reserve(kEngineRows);
+    for (int i = 0; i < kEngineRows; ++i) {
+        const EngineRow& row = engineRows().at(static_cast<std::size_t>(i));
+        const int r = row.coefficientRow;
+        ShownEngineRow shown{engineRowName(i), {}, engineRowUnit(i)};
+        if (passive && (r == coefficients::V1 || r == coefficients::V2))
+            shown.value = QStringLiteral("n/a");
+        else
+            shown.value = displayValue(settings, record.reported[static_cast<std::size_t>(row.position)], r);
+        rows.push_back(std::move(shown));
+    }
+    return rows;
+}
+
 } // namespace tarvek

@@ -2,11 +2,14 @@
 // The engine values of the main window's columns as a list without widgets: what each row is
 // called, where the FADEC reports it, its unit and how the display coefficients turn its raw
 // value into what is shown. Recorders and publishers store the raw values and show them this way.
+#include "protocol/engine.h"
+#include "settings/software_settings.h"
 #include "settings/station_settings.h"
 
 #include <QString>
 
 #include <array>
+#include <vector>
 
 namespace tarvek {
 
@@ -29,5 +32,15 @@ QString engineRowUnit(int row);
 double engineRowValue(const StationSettings& settings, int row, double raw);
 // The decimals the shown value has.
 int engineRowDecimals(const StationSettings& settings, int row);
+
+// One row of an engine as the main window shows it: caption, value as shown, unit.
+struct ShownEngineRow {
+    QString name;  // "Motor M", "SHT", "SBV"...
+    QString value; // scaled by the display coefficients when they are in use
+    QString unit;  // as engineRowUnit()
+};
+// Every row of one engine in the main window's order; the fans read "n/a" with passive cooling.
+std::vector<ShownEngineRow> shownEngineRows(const StationSettings& settings, const SoftwareSettings& software,
+                                            const LightEngineRecord& record);
 
 } // namespace tarvek

@@ -88,6 +88,7 @@ public:
     History& history() { return *history_; }
     // Operating the engines: start and stop, START/STOP All, QTH lamps, rest, faults, stop alarm.
     EngineOperation& engineOperation() { return *engineOperation_; }
+    const EngineOperation& engineOperation() const { return *engineOperation_; }
     GroupOperation& groupOperation() { return *groupOperation_; }
     QthLamps& qthLamps() { return *qthLamps_; }
     RestCountdown& restCountdown() { return *rest_; }

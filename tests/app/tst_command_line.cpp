@@ -52,6 +52,9 @@ private slots:
         QTest::newRow("export, bad range") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23", "--to", "2026-11-23 10:00"} << 64 << "" << "YYYY-MM-DD hh:mm";
         QTest::newRow("export, range backwards") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23 11:00", "--to", "2026-11-23 10:00"} << 64 << "" << "--to must come after --from";
         QTest::newRow("export, nothing recorded") << QStringList{"--export-history", "x.csv", "--engine", "1", "--from", "2026-11-23 09:00", "--to", "2026-11-23 10:00"} << 1 << "" << "cannot read the history";
+        QTest::newRow("plant name with a level") << QStringList{"--plant-name", "hall/2"} << 64 << "" << "holds '/'";
+        QTest::newRow("plant name with a blank") << QStringList{"--plant-name", "hall 2"} << 64 << "" << "holds 'a blank'";
+        QTest::newRow("plant broker without port") << QStringList{"--plant-broker", "hall"} << 64 << "" << "HOST:PORT, not hall";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
     }
     void answeredWithoutADisplay()

@@ -1,0 +1,143 @@
+#include "plant/plant_publisher.h"
+
+#include "plant/plant_messages.h"
+#include "station/station.h"
+
+#include <QTimer>
+
+namespace tarvek {
+
+PlantPublisher::PlantPublisher(Station& station, QObject* parent)
+    : QObject(parent), station_(station), mqtt_(new MqttConnection(this)), tick_(new QTimer(this))
+{
+    monotonic_.start();
+    session_ = station.clock().now().toSecsSinceEpoch();
+    tick_->setInterval(kTickMs);
+    connect(tick_, &QTimer::timeout, this, &PlantPublisher::tick);
+    connect(mqtt_, &MqttConnection::connected, this, &PlantPublisher::connected);
+    connect(mqtt_, &MqttConnection::stateChanged, this, [this](MqttConnection::State s, const QString& text) {
+        if (s != MqttConnection::State::Off)
+            setText(text, s == MqttConnection::State::Waiting);
+    });
+    connect(&station.link(), &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
+        if (outcome.good && slot >= 1 && slot <= kEngines)
+            lastReply_[static_cast<std::size_t>(slot - 1)] = station_.clock().now();
+    });
+    connect(&station.alarmSupervision().summary(), &AlarmSummary::changed, this, [this] { alarmsDirty_ = true; });
+    connect(&station.history(), &History::appended, this, &PlantPublisher::historyLine);
+}
+
+void PlantPublisher::setText(const QString& text, bool isProblem)
+{
+    const QString full = QStringLiteral("Plant: ") + text;
+    if (full != text_) {
+        text_ = full;
+        emit stateChanged(full);
+    }
+    // A retry says how long it waits: the reason alone decides whether it is news.
+    const QString reason = text.section(QStringLiteral(": "), 1);
+    if (isProblem && reason != told_) {
+        told_ = reason;
+        emit problem(full);
+    } else if (!isProblem && mqtt_->state() == MqttConnection::State::Connected) {
+        told_.clear();
+    }
+}
+
+QString PlantPublisher::apply(const PlantSettings& settings)
+{
+    settings_ = settings;
+    tick_->stop();
+    mqtt_->stop();
+    told_.clear();
+    if (!settings.enabled) {
+        setText(QStringLiteral("off"), false);
+        return {};
+    }
+    QString why = settings.problem();
+    MqttConnection::Options o;
+    if (why.isEmpty())
+        o.password = settings.readPassword(&why);
+    if (!why.isEmpty()) {
+        setText(QStringLiteral("not publishing: ") + why, true);
+        return why;
+    }
+    o.host = settings.host;
+    o.port = settings.port;
+    o.clientId = QStringLiteral("tarvek-") + settings.station;
+    o.user = settings.user;
+    o.caFile = settings.caFile;
+    o.willTopic = plant::topic(settings.station, QStringLiteral("status"));
+    o.willPayload = plant::offlinePayload();
+    why = mqtt_->start(o);
+    if (!why.isEmpty()) {
+        setText(QStringLiteral("not publishing: ") + why, true);
+        return why;
+    }
+    tick_->start();
+    return {};
+}
+
+void PlantPublisher::connected()
+{
+    mqtt_->publish(plant::topic(settings_.station, QStringLiteral("status")), plant::statusPayload(station_, session_),
+                   1, true);
+    for (int n = 1; n <= kEngines; ++n)
+        publishEngine(n, true);
+    alarmsDirty_ = true;
+    publishAlarms();
+    sendHistory();
+}
+
+void PlantPublisher::tick()
+{
+    if (mqtt_->state() != MqttConnection::State::Connected)
+        return;
+    for (int n = 1; n <= kEngines; ++n)
+        publishEngine(n, false);
+    publishAlarms();
+}
+
+void PlantPublisher::publishEngine(int engine, bool force)
+{
+    const auto k = static_cast<std::size_t>(engine - 1);
+    const qint64 age = monotonic_.elapsed() - sentAtMs_[k];
+    if (!force && age < kMinGapMs)
+        return;
+    QJsonObject state = plant::engineState(station_, engine, lastReply_[k]);
+    if (!force && age < kMaxGapMs && state == sent_[k])
+        return;
+    const QString leaf = QStringLiteral("engine/%1/state").arg(engine);
+    if (mqtt_->publish(plant::topic(settings_.station, leaf), plant::withTime(state, station_.clock().now()), 0, true)) {
+        sent_[k] = std::move(state);
+        sentAtMs_[k] = monotonic_.elapsed();
+    }
+}
+
+void PlantPublisher::publishAlarms()
+{
+    if (!alarmsDirty_)
+        return;
+    if (mqtt_->publish(plant::topic(settings_.station, QStringLiteral("alarms")),
+                       plant::alarmsPayload(station_, station_.clock().now()), 1, true))
+        alarmsDirty_ = false;
+}
+
+void PlantPublisher::historyLine(const QString& line)
+{
+    if (!settings_.enabled)
+        return;
+    if (backlog_.size() >= kHistoryBacklog)
+        backlog_.removeFirst(); // the sequence numbers show the gap
+    backlog_.append(QString::fromUtf8(plant::historyPayload(++seq_, session_, line)));
+    sendHistory();
+}
+
+void PlantPublisher::sendHistory()
+{
+    const QString t = plant::topic(settings_.station, QStringLiteral("history"));
+    while (!backlog_.isEmpty() && mqtt_->publish(t, backlog_.constFirst().toUtf8(), 1, false))
+        backlog_.removeFirst();
+}
+
+} // namespace tarvek

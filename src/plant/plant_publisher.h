@@ -1,0 +1,73 @@
+#pragma once
+// Publishes the station's engines, alarms and history to the plant's broker. It observes the
+// station's signals and reads its state; it sends nothing to the engines and subscribes to nothing.
+//
+// Each engine's state goes out when it changes, at most once a second, and at least every 10 s;
+// the alarms when they change; each history line as it is written (kept while the broker is away,
+// up to kHistoryBacklog lines, with consecutive sequence numbers so a reader sees any gap). After
+// every connection all the retained topics go out again.
+#include "plant/mqtt_connection.h"
+#include "plant/plant_settings.h"
+
+#include <QElapsedTimer>
+#include <QJsonObject>
+#include <QObject>
+#include <QStringList>
+
+#include <array>
+
+class QTimer;
+
+namespace tarvek {
+
+class Station;
+
+class PlantPublisher : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int kMinGapMs = 1000;
+    static constexpr int kMaxGapMs = 10'000;
+    static constexpr int kTickMs = 200;
+    static constexpr int kHistoryBacklog = 1000;
+
+    explicit PlantPublisher(Station& station, QObject* parent = nullptr);
+
+    // Starts (or restarts with new settings) publishing, or stops when they say off. Returns why
+    // the settings cannot be used, or empty; the reason is also the state text.
+    QString apply(const PlantSettings& settings);
+    const PlantSettings& settings() const { return settings_; }
+    // "Plant: connected to ...", "Plant: retrying in 4 s: ...", "Plant: off".
+    QString stateText() const { return text_; }
+    MqttConnection::State connectionState() const { return mqtt_->state(); }
+
+signals:
+    void stateChanged(const QString& text);
+    // A fault worth telling the operator, once until it changes or the broker accepts again.
+    void problem(const QString& text);
+
+private:
+    void setText(const QString& text, bool isProblem);
+    void connected();
+    void tick();
+    void publishEngine(int engine, bool force);
+    void publishAlarms();
+    void historyLine(const QString& line);
+    void sendHistory();
+
+    Station& station_;
+    MqttConnection* mqtt_;
+    QTimer* tick_;
+    PlantSettings settings_;
+    QString text_;
+    QString told_;
+    qint64 session_ = 0;
+    qint64 seq_ = 0;
+    QStringList backlog_; // history payloads not yet handed to the broker
+    bool alarmsDirty_ = false;
+    QElapsedTimer monotonic_;
+    std::array<QJsonObject, 6> sent_{};
+    std::array<qint64, 6> sentAtMs_{};
+    std::array<QDateTime, 6> lastReply_{};
+};
+
+} // namespace tarvek
