@@ -177,7 +177,9 @@ void MqttConnection::housekeeping()
         return;
     mosquitto_loop_misc(mosq_); // pings, and closes a connection whose pings go unanswered
     if (mosquitto_socket(mosq_) < 0) {
-        failed(QStringLiteral("the broker stopped answering"));
+        // Closed before its first answer, the broker never answered at all.
+        failed(state_ == State::Connecting ? QStringLiteral("the broker does not answer")
+                                           : QStringLiteral("the broker stopped answering"));
         return;
     }
     updateWrite();

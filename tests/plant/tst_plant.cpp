@@ -128,7 +128,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(station.errors().contains(told), 30'000);
         QTest::qWait(3000); // two more attempts at least
         QCOMPARE(station.errors().count(told), 1);
-        QVERIFY(station.errors().count("Plant:") == 1);
+        QVERIFY2(station.errors().count("Plant:") == 1, qPrintable(station.errors()));
     }
 };
 TARVEK_TEST(PlantTest)
