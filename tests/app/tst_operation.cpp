@@ -1,9 +1,20 @@
-// Operating the engines end to end: the station against six simulated engines on pseudo-terminals.
-#include "station/station.h"
+// Operating the engines end to end: the station against six simulated engines on pseudo-terminals,
+// and the main window's operation controls.
+#include "app/colours.h"
+#include "app/log_window.h"
+#include "app/messages_error.h"
 #include "simulated_station.h"
+#include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
+#include "window_rig.h"
 
+#include <QAction>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -282,6 +293,49 @@ private slots:
         QCOMPARE(rig.file("\\StartHalogen.ini"), QString("0\r\n"));
         for (int n = 1; n <= 5; ++n)
             QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 0, kWaitMs);
+    }
+
+    void controlsReachTheOperation()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        // No port open: a start is refused with a box that does not block.
+        QTest::mouseClick(rig.button(1), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QMessageBox>("MessageWarning"), kWaitMs);
+        QCOMPARE(rig.get<QMessageBox>("MessageWarning")->text(), QString("Com Port not enabled"));
+        QCOMPARE(rig.get<QMessageBox>("MessageWarning")->windowTitle(), QString(" Warning!"));
+
+        QTest::mouseRelease(rig.button(3), Qt::RightButton);
+        QVERIFY(rig.station->engineOperation().rightClickMark());
+        QVERIFY(rig.station->engineOperation().panelToggle());
+
+        // A start made elsewhere shows on its button.
+        rig.station->engineOperation().beginStart(2);
+        QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
+        QCOMPARE(colours::background(rig.button(2)), colours::started());
+
+        QTest::mouseClick(rig.get<QPushButton>("CommHalOperator"), Qt::LeftButton);
+        QCOMPARE(rig.get<QPushButton>("CommHalOperator")->text(), QString("QTH-Start"));
+
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        QTest::mouseClick(rig.get<QPushButton>("StartAllLE"), Qt::LeftButton);
+        QCOMPARE(questions.last().at(2).toString(), QString("START All LE"));
+        QTest::mouseClick(rig.get<QPushButton>("StopAllLE"), Qt::LeftButton);
+        QCOMPARE(questions.last().at(2).toString(), QString("STOP All LE"));
+
+        QAction* stopAlarm = rig.window->action("mnuStopAlarm");
+        stopAlarm->trigger();
+        QCOMPARE(stopAlarm->text(), QString("Stop Alarm (20 sec.)"));
+
+        rig.window->action("mnuCodeError")->trigger();
+        auto* codes = rig.get<MessagesError>("MessagesError");
+        QVERIFY(codes && codes->isVisible());
+        QCOMPARE(codes->windowTitle(), QString(" FADEC Error Codes"));
+        QCOMPARE(codes->lines().size(), 20);
+        QCOMPARE(codes->lines().first(), QString("00\tArret LE"));
+        QCOMPARE(codes->lines().at(18), QString("18\tStop activated"));
+        QCOMPARE(codes->lines().last(), QString("19\tLFC level too low"));
+        rig.save(codes, "messages_error.png");
     }
 };
 
