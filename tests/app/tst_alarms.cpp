@@ -15,6 +15,7 @@
 #include <QCheckBox>
 #include <QLabel>
 #include <QSpinBox>
+#include <QStatusBar>
 #include <QTableWidget>
 
 using namespace tarvek;
@@ -100,6 +101,11 @@ private slots:
             QCOMPARE(window->findChild<QLabel*>("State1")->text(), QString("normal"));
             WindowRig::save(window, form + ".png");
             QCOMPARE(rig.window->action(menu)->text(), marked);
+            // Named in words on the alert colour above the columns.
+            auto* indicator = rig.get<QLabel>("AlarmIndicator");
+            QTRY_COMPARE_WITH_TIMEOUT(indicator->text(), QString::fromUtf8("\u26A0 ALARM: ") + marked.chopped(1).trimmed(), kWaitMs);
+            QVERIFY(indicator->isVisible());
+            QCOMPARE(colours::background(indicator), colours::alert());
         }
         WindowRig::save(summary, QString("AlarmSummary_%1.png").arg(QTest::currentDataTag()));
         QTest::qWait(1000); // held: raised once, however many replies say so
@@ -121,8 +127,10 @@ private slots:
         QCOMPARE(summary->list()->item(0, 0)->text(), QString("done"));
         QVERIFY(!summary->list()->item(0, 5)->text().isEmpty());
         QCOMPARE(historyLines(rig, "Alarm cleared  LE2  "), 1);
-        if (!menu.isEmpty())
+        if (!menu.isEmpty()) {
             QCOMPARE(rig.window->action(menu)->text(), unmarked);
+            QTRY_VERIFY_WITH_TIMEOUT(!rig.get<QLabel>("AlarmIndicator")->isVisible(), kWaitMs);
+        }
         QCOMPARE(entriesOf(rig, 2, alarm).size(), 1);
         QCOMPARE(historyLines(rig, line), 1);
     }
@@ -263,6 +271,7 @@ private slots:
         for (int n = 1; n <= 6; ++n)
             rig.engines.model(n).setSilent(true);
         QTRY_COMPARE_WITH_TIMEOUT(shown.count(), 6, kWaitMs);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.window->statusBar()->currentMessage(), QString("No reply from any light engine"), kWaitMs);
         auto* box = qobject_cast<BoiteDialogue*>(rig.window->lossBox());
         QVERIFY(box && box->isVisible() && !box->isModal());
         QCOMPARE(rig.window->findChildren<BoiteDialogue*>().size(), 1);
@@ -284,6 +293,7 @@ private slots:
         for (int n = 1; n <= 3; ++n)
             rig.engines.model(n).setSilent(false);
         QTRY_COMPARE_WITH_TIMEOUT(box->lines().size(), 5, kWaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.window->statusBar()->currentMessage().isEmpty(), kWaitMs);
         QVERIFY(box->isVisible());
         std::array<sim::FadecCounts, 3> before{};
         for (int n = 1; n <= 3; ++n)

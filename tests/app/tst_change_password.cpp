@@ -4,6 +4,7 @@
 #include "station/station.h"
 #include "settings/passwords.h"
 #include "test_registry.h"
+#include "test_support.h"
 
 #include <QAction>
 #include <QFile>
@@ -31,8 +32,10 @@ private slots:
         QVERIFY(station.startedUp() || done.wait(10'000));
         QAction* entry = window.action("mnuChangePassword");
         QVERIFY(entry);
+        QVERIFY(!station.changePassword(0, "orca", "orca").isEmpty()); // not logged in
         QVERIFY(station.logIn("harvests"));
         QVERIFY(!entry->isEnabled());
+        QVERIFY(!station.changePassword(0, "orca", "orca").isEmpty());
         QVERIFY(station.logIn("dolphin"));
         QVERIFY(entry->isEnabled());
 
@@ -50,8 +53,16 @@ private slots:
         type("orca", "orka");
         QCOMPARE(form->findChild<QLabel*>("LabelRefusal")->text(), QString("The two entries differ."));
         QVERIFY(form->isVisible());
+        QSignalSpy status(&station, &Station::statusText);
         type("orca", "orca");
         QVERIFY(!form->isVisible());
+        QCOMPARE(status.last().first().toString(), QString("The user password was changed"));
+        // Kept hashed in its record; the other record stays as it was.
+        const QList<QByteArray> records = test::readBytes(station.files().loginFile()).split('\n');
+        QCOMPARE(records.size(), 3); // two lines and the final line end
+        QVERIFY2(records[0].startsWith("\"pbkdf2-sha256$") && !records[0].toUpper().contains("ORCA"), records[0]);
+        QCOMPARE(records[1], QByteArray("\"dolphin\"\r"));
+        QVERIFY(!station.logIn("harvests"));
         QVERIFY(station.logIn("ORCA"));
         QCOMPARE(station.mode(), OperatingMode::User);
         QVERIFY(passwords::isHashed(station.settings().passwords[0]));

@@ -13,7 +13,6 @@
 #include <QFile>
 #include <QListView>
 #include <QMessageBox>
-#include <QPdfWriter>
 #include <QPrintDialog>
 #include <QPrinter>
 #include <QPushButton>
@@ -85,22 +84,6 @@ struct Fixture {
 class HistoWindowTest : public QObject {
     Q_OBJECT
 private slots:
-    void opensWithItsControls()
-    {
-        Fixture f(journal(5));
-        QCOMPARE(f.window->objectName(), QString("Histo"));
-        QCOMPARE(f.window->windowTitle(), QString("  Report faults history, starts, stops and mistakes errors"));
-        QVERIFY(f.list());
-        QVERIFY(f.list()->uniformItemSizes());
-        for (const char* name : {"mnuChargeFichier", "mnuEffListe", "mnuEffLeFichier", "mnuPrinter", "mnuQuitterHisto"}) {
-            auto* action = f.window->findChild<QAction*>(name);
-            QVERIFY2(action && !action->text().isEmpty(), name);
-        }
-        auto* timer1 = f.window->findChild<QTimer*>("Timer1");
-        QVERIFY(timer1);
-        QVERIFY(timer1->isSingleShot());
-        QCOMPARE(f.rowCount(), 0); // nothing is read before the window opens
-    }
 
     void timer1FillsTheListOnceTheWindowOpens_data()
     {
@@ -118,6 +101,8 @@ private slots:
         QFETCH(int, rows);
         QFETCH(QStringList, messages);
         Fixture f(journal(lines));
+        QCOMPARE(f.window->windowTitle(), QString("  Report faults history, starts, stops and mistakes errors"));
+        QCOMPARE(f.rowCount(), 0); // nothing is read before the window opens
         QSignalSpy loaded(&f.history, &History::loaded);
         f.openAndWaitForList(rows);
         QCOMPARE(loaded.count(), 1);
@@ -135,7 +120,8 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(f.messages(), messages, 10000);
     }
 
-    void reloadingShowsNewEntries()
+    // Reloading shows new entries; clearing the list keeps the file; Quit closes the window.
+    void reloadClearAndQuit()
     {
         Fixture f(journal(2));
         f.openAndWaitForList(5);
@@ -154,15 +140,12 @@ private slots:
         QCOMPARE(f.window->shownRows().mid(3), f.rows().mid(6, 1));
         f.window->findChild<QComboBox*>("CboEngine")->setCurrentIndex(0);
         QCOMPARE(f.window->shownRows().mid(3), f.rows().mid(6, 2));
-    }
-
-    void clearingTheListKeepsTheFile()
-    {
-        Fixture f(journal(4));
-        f.openAndWaitForList(7);
+        f.window->findChild<QLineEdit*>("TxtFilter")->clear();
         f.trigger("mnuEffListe");
         QCOMPARE(f.rowCount(), 0);
-        QCOMPARE(readBytes(f.history.path()), journal(4));
+        QVERIFY(readBytes(f.history.path()).startsWith(journal(2)));
+        f.trigger("mnuQuitterHisto");
+        QVERIFY(!f.window->isVisible());
     }
 
     void deleteAsksFirst_data()
@@ -210,6 +193,9 @@ private slots:
         f.window->printer().setOutputFormat(QPrinter::PdfFormat);
         f.window->printer().setOutputFileName(pdf);
 
+        f.trigger("mnuPrinter"); // No prints nothing
+        f.answer(false);
+        QVERIFY(f.window->printDialog() == nullptr);
         f.trigger("mnuPrinter");
         QCOMPARE(f.fen.windowTitle(), QString(" Warning"));
         QCOMPARE(f.fen.question(), QString("Are you sure you want to print the list"));
@@ -223,36 +209,6 @@ private slots:
         dialog->accept();
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(pdf), 10000);
         QCOMPARE(pdfPageCount(pdf), 2);
-    }
-
-    void printNoPrintsNothing()
-    {
-        Fixture f(journal(3));
-        f.openAndWaitForList(6);
-        f.trigger("mnuPrinter");
-        f.answer(false);
-        QVERIFY(f.window->printDialog() == nullptr);
-    }
-
-    void printingTheShownList_data()
-    {
-        QTest::addColumn<int>("lines");
-        QTest::addColumn<int>("pages");
-        QTest::newRow("76") << 76 << 1;
-        QTest::newRow("77") << 77 << 2;
-    }
-    void printingTheShownList()
-    {
-        QFETCH(int, lines);
-        QFETCH(int, pages);
-        Fixture f(journal(lines));
-        f.openAndWaitForList(lines + 3);
-        const QString pdf = f.dir.filePath("list.pdf");
-        {
-            QPdfWriter writer(pdf);
-            QVERIFY(f.window->printTo(writer));
-        }
-        QCOMPARE(pdfPageCount(pdf), pages);
     }
 
     void theQuestionsLeaveWithTheWindow()
@@ -273,13 +229,6 @@ private slots:
         QCOMPARE(readBytes(f.history.path()), journal(1));
     }
 
-    void quitClosesTheWindow()
-    {
-        Fixture f(journal(1));
-        f.openAndWaitForList(4);
-        f.trigger("mnuQuitterHisto");
-        QVERIFY(!f.window->isVisible());
-    }
 };
 
 TARVEK_TEST(HistoWindowTest)

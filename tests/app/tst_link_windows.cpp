@@ -1,14 +1,16 @@
-// The main window's side of the link, on the real station and six simulated engines.
+// The link end to end: the whole station from its start-up against six simulated engines on
+// pseudo-terminals, and the main window's side of it.
 #include "app/colours.h"
 #include "app/configuration_rs232.h"
 #include "app/histo_window.h"
 #include "app/log_window.h"
-#include "station/station.h"
-#include "simulated_station.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
+#include "simulated_station.h"
+#include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
+#include "window_rig.h"
 
 #include <QCheckBox>
 #include <QDir>
@@ -27,37 +29,27 @@
 using namespace tarvek;
 
 namespace {
-struct WindowRig {
+int historyLines(const WindowRig& rig, const QString& text)
+{
+    return static_cast<int>(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
+}
+
+struct StationRig {
     SimulatedEngines engines;
     ManualClock clock;
-    sim::Simulator* simulator = nullptr;
     std::unique_ptr<Station> station;
-    std::unique_ptr<LogWindow> window;
+    sim::Simulator* simulator = nullptr;
 
-    bool start()
+    explicit StationRig(bool paced = false)
     {
-        if (!engines.start())
-            return false;
+        if (!engines.start(paced))
+            qFatal("simulator did not start");
         simulator = engines.simulator.get();
         station = std::make_unique<Station>(engines.folder, QString(), clock);
-        window = std::make_unique<LogWindow>(*station);
-        window->show();
-        QSignalSpy done(station.get(), &Station::startupFinished);
-        return station->startedUp() || done.wait(10000);
     }
-    template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
-    void logIn(const QString& password)
+    int historyLines(const QString& text) const
     {
-        auto* text1 = get<QLineEdit>("Text1");
-        text1->clear();
-        QTest::keyClicks(text1, password);
-        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
-    }
-    QString pictures() const
-    {
-        const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
-        QDir().mkpath(folder);
-        return folder;
+        return static_cast<int>(test::readBytes(station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
     }
 };
 } // namespace
@@ -68,14 +60,17 @@ private slots:
     void connectButtonShowsTheLinkState()
     {
         WindowRig rig;
-        QVERIFY(rig.start());
-        rig.logIn("harvests");
+        QVERIFY(rig.start(true));
         auto* button = rig.get<QPushButton>("ComOperStartRS232");
         auto* label = rig.get<QLabel>("ActiveDesactiveRS232");
         // Start-up opened the six ports: the link is connected.
         QTRY_COMPARE_WITH_TIMEOUT(button->text(), QString("STOP (RS232)"), 5000);
         QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_5")->text(), QString("yes"), 10000);
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kRigWaitMs);
         QTest::mouseClick(button, Qt::LeftButton);
+        for (int n = 1; n <= 6; ++n) // no value outlives the link
+            QVERIFY2(allDashes(rig, n), qPrintable(QString::number(n)));
         QCOMPARE(button->text(), QString("START (RS232)"));
         QCOMPARE(label->text(), QString("Connect"));
         QCOMPARE(colours::background(label), QPalette().color(QPalette::Button));
@@ -88,16 +83,17 @@ private slots:
         QCOMPARE(colours::background(label), colours::connected());
         QCOMPARE(colours::background(button), colours::connected());
         QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_0")->text(), QString("yes"), 10000);
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kRigWaitMs);
         // Timer62 gives the label its resting caption back.
         QTRY_COMPARE_WITH_TIMEOUT(label->text(), QString("Connect/Disconnect"), 10000);
-        QVERIFY(rig.window->grab().save(rig.pictures() + "/log_connected.png"));
+        WindowRig::save(rig.window.get(), "log_connected.png");
     }
 
     void portConfigurationForm()
     {
         WindowRig rig;
-        QVERIFY(rig.start());
-        rig.logIn("harvests");
+        QVERIFY(rig.start(true));
         ConfigurationRS232* form = rig.window->openPortConfiguration();
         QCOMPARE(form->windowTitle(), QString(" Configurating Ports COMx    "));
         auto* number = form->findChild<QLineEdit*>("Text1_5");
@@ -122,7 +118,7 @@ private slots:
         QCOMPARE(box->text(), QString("Port numbers 1 to 14 (max) "));
         QCOMPARE(box->icon(), QMessageBox::Critical);
         box->close();
-        QVERIFY(form->grab().save(rig.pictures() + "/configuration_rs232.png"));
+        WindowRig::save(form, "configuration_rs232.png");
         QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
         QCOMPARE(rig.station->files().readValues("\\ParamComx.ini").mid(10, 2), (QStringList{"15", "1"}));
         // An open port keeps its device; the new number takes effect when the link reconnects.
@@ -137,61 +133,190 @@ private slots:
     void lossBoxShowsOncePerLoss()
     {
         WindowRig rig;
-        QVERIFY(rig.start());
+        QVERIFY(rig.start(true));
         QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(3).everReported, 10000);
-        rig.simulator->engine(4)->model().setSilent(true);
+        rig.engines.model(4).setSilent(true);
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->lossBox() && rig.window->lossBox()->isVisible(), 20000);
         QDialog* box = rig.window->lossBox();
         QCOMPARE(box->objectName(), QString("BoiteDialogue"));
         QCOMPARE(box->windowTitle(), QString(" Warning !"));
         QVERIFY(box->findChild<QLabel*>()->text().startsWith("No communication with machine\n         System!\n"));
+        QCOMPARE(historyLines(rig, "No communication with machine System!  LE4"), 1);
         QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("LE4Mat")->text(), QString("---"), 5000);
-        QVERIFY(box->grab().save(rig.pictures() + "/boite_dialogue.png"));
-        QVERIFY(rig.window->grab().save(rig.pictures() + "/log_engine_lost.png"));
+        WindowRig::save(box, "boite_dialogue.png");
+        WindowRig::save(rig.window.get(), "log_engine_lost.png");
         QTest::mouseClick(box->findChild<QPushButton*>("OkValide"), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!rig.window->lossBox(), 5000);
-        QTest::qWait(1500); // still silent: the box does not come back
+        QTest::qWait(1500); // still silent: the box does not come back, nothing more is written
         QVERIFY(!rig.window->lossBox());
-        rig.simulator->engine(4)->model().setSilent(false);
+        QCOMPARE(historyLines(rig, "No communication with machine System!"), 1);
+        rig.engines.model(4).setSilent(false);
         QTRY_VERIFY_WITH_TIMEOUT(rig.get<QLabel>("LE4Mat")->text() != QString("---"), 10000);
-    }
-
-    void silenceOfEveryEngineShowsInTheStatusBar()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start());
-        QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(5).everReported, 10000);
-        for (int n = 1; n <= 6; ++n)
-            rig.engines.model(n).setSilent(true);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.window->statusBar()->currentMessage(), QString("No reply from any light engine"), 10000);
-        rig.engines.model(2).setSilent(false);
-        QTRY_VERIFY_WITH_TIMEOUT(rig.window->statusBar()->currentMessage().isEmpty(), 10000);
-    }
-
-    void shtAlarmMarksItsMenu()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start());
-        QCOMPARE(rig.window->action("mnuAlarmPlateau")->text(), QString("SHT (FADEC and PC)"));
-        rig.station->settings().shtSetPoint = 10; // below the engines' room temperature
-        QTRY_COMPARE_WITH_TIMEOUT(rig.window->action("mnuAlarmPlateau")->text(), QString("SHT (FADEC and PC) *"), 10000);
-        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QListWidget>("List4")->count() >= 6, 10000);
-        rig.station->settings().shtSetPoint = 90;
-        QTRY_COMPARE_WITH_TIMEOUT(rig.window->action("mnuAlarmPlateau")->text(), QString(" SHT (FADEC and PC)"), 10000);
+        // A new loss is told again.
+        rig.engines.model(4).setSilent(true);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.window->lossBox() && rig.window->lossBox()->isVisible(), 20000);
+        QCOMPARE(historyLines(rig, "No communication with machine System!  LE4"), 2);
     }
 
     void historyWindowOpensFromTheMenu()
     {
         WindowRig rig;
-        QVERIFY(rig.start());
-        rig.logIn("harvests");
+        QVERIFY(rig.start(true));
         rig.station->history().append("0", "  Start LE 1");
         rig.window->action("mnuhisto")->trigger();
         HistoWindow* histo = rig.window->findChild<HistoWindow*>("Histo");
         QVERIFY(histo);
         QTRY_COMPARE_WITH_TIMEOUT(histo->rows().size(), 4, 5000);
         QVERIFY(histo->rows().last().endsWith("  Start LE 1"));
-        QVERIFY(histo->grab().save(rig.pictures() + "/histo.png"));
+        WindowRig::save(histo, "histo.png");
+    }
+
+    void startUpConnectsSixEngines()
+    {
+        StationRig rig;
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->startedUp(), 5000);
+        QVERIFY(rig.station->link().connected());
+        for (int k = 1; k <= 6; ++k) {
+            QVERIFY(rig.station->link().portOpen(k));
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->portIndicator(k), 10000);
+            QVERIFY(rig.station->tables().at(k - 1).everReported);
+        }
+        // Discovery confirms all six without dropping one.
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->discovery().filter("COM(i) = 1").size(), 6, 10000);
+        QVERIFY(rig.station->discovery().filter("Cancelled").isEmpty());
+    }
+
+    // Each fault hits LE3 of six paced engines: LE3 is answered again once the fault is over, the
+    // other five miss no frame, and the history tells what happened once.
+    void eachLinkFaultCostsOnlyItsEngine_data()
+    {
+        QTest::addColumn<QStringList>("commands"); // "wait MS" pauses between them
+        QTest::addColumn<int>("missedFrames");    // replies of LE3 left unanswered
+        QTest::addColumn<QStringList>("journal"); // history lines written once each
+        const QStringList none;
+        QTest::newRow("nosync") << QStringList{"nosync 3"} << 1 << none;
+        QTest::newRow("garbage") << QStringList{"garbage 3"} << 1 << none;
+        for (const char* at : {"0", "77", "159"})
+            QTest::newRow(qPrintable(QString("drop-byte %1").arg(at))) << QStringList{QString("drop-byte 3 ") + at} << 1 << none;
+        QTest::newRow("two bursts") << QStringList{"stall 3 300 70"} << 0 << none;
+        QTest::newRow("silence") << QStringList{"silence 3 on", "wait 6500", "silence 3 off"} << -1
+                                 << QStringList{"No communication with machine System!  LE3",
+                                                "Communication restored with machine System!  LE3"};
+        QTest::newRow("vanish") << QStringList{"vanish 3 3"} << -1 << QStringList{"Port lost LE3", "Port back LE3"};
+    }
+    void eachLinkFaultCostsOnlyItsEngine()
+    {
+        QFETCH(QStringList, commands);
+        QFETCH(int, missedFrames);
+        QFETCH(QStringList, journal);
+        StationRig rig(true);
+        rig.station->load();
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(k), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.station->portDiscovery().running(), 15000);
+        std::array<int, 7> timeouts{};
+        for (int k = 1; k <= 6; ++k)
+            timeouts[k] = rig.simulator->engine(k)->timeouts();
+
+        for (const QString& c : commands) {
+            if (c.startsWith("wait "))
+                QTest::qWait(c.mid(5).toInt());
+            else
+                QVERIFY2(!rig.simulator->execute(c).startsWith("error"), qPrintable(c));
+        }
+        const quint64 framesAfterFault = rig.station->link().framesSent(3);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().framesSent(3) >= framesAfterFault + 10, 20000);
+        if (missedFrames >= 0)
+            QCOMPARE(rig.simulator->engine(3)->timeouts() - timeouts[3], missedFrames);
+        for (int k : {1, 2, 4, 5, 6})
+            QCOMPARE(rig.simulator->engine(k)->timeouts(), timeouts[k]);
+        for (const QString& line : journal) {
+            QTRY_COMPARE_WITH_TIMEOUT(rig.historyLines(line), 1, 10000);
+            QCOMPARE(rig.station->events().filter(line).size(), 1); // the event list tells it too
+        }
+        if (journal.isEmpty())
+            QVERIFY(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).isEmpty());
+        QVERIFY(rig.station->link().portOpen(3));
+        QVERIFY(!rig.station->linkLost[2]);
+    }
+
+    void aDisconnectedLinkIsNotReopenedWhenADeviceReturns()
+    {
+        StationRig rig;
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
+        QSignalSpy lost(&rig.station->link(), &SerialLink::portLost);
+        rig.simulator->execute("vanish 2 1");
+        QVERIFY(lost.wait(10000));
+        QVERIFY(rig.station->link().reconnecting(2));
+        rig.station->link().disconnectLink();
+        QTest::qWait(2500); // the device is back by now
+        QVERIFY(!rig.station->link().portOpen(2));
+        QVERIFY(!rig.station->link().reconnectTimer(2)->isActive());
+        rig.station->link().connectLink();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
+        QCOMPARE(rig.historyLines("Port back LE2"), 0); // Connect opened it, not the reconnection
+    }
+
+    // Closing the links while an engine runs is asked first and shows as "closed", not stopped.
+    void closingTheLinksIsADecision()
+    {
+        StationRig rig;
+        rig.engines.shortenStarts();
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(4), 15000);
+        rig.station->engineOperation().press(4);
+        QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(3).Phase), 5, 20000);
+        rig.station->requestLinkToggle();
+        QCOMPARE(questions.count(), 1);
+        QCOMPARE(questions.last().at(1).toString(), QString(" Warning!"));
+        QVERIFY(questions.last().at(2).toString().startsWith("LE4 is running."));
+        rig.station->answer(questions.last().at(0).toInt(), false);
+        QVERIFY(rig.station->link().connected());
+        rig.station->requestLinkToggle();
+        rig.station->answer(questions.last().at(0).toInt(), true);
+        QVERIFY(!rig.station->link().connected());
+        for (int k = 1; k <= 6; ++k)
+            QCOMPARE(rig.station->linkState(k), LinkState::Closed);
+        QCOMPARE(rig.station->events().filter("Links closed by the operator").size(), 1);
+        QCOMPARE(rig.historyLines("Links closed by the operator"), 1);
+        QTest::qWait(1500);
+        QCOMPARE(rig.engines.model(4).statusFields()[pos::Phase], 5); // it runs on
+        QVERIFY(rig.station->engineOperation().startedByUser(4));
+        rig.station->requestLinkToggle(); // opening asks nothing
+        QCOMPARE(questions.count(), 2);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->linkState(4), LinkState::Yes, 15000);
+    }
+
+    // A device that is not there when the station starts is waited for, and its arrival told once.
+    void aDeviceMissingAtStartIsWaitedFor()
+    {
+        StationRig rig;
+        const QString device = rig.engines.dir.filePath("ports/COM5");
+        QVERIFY(QFile::rename(device, device + ".away"));
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(1), 15000);
+        QVERIFY(rig.station->link().deviceMissing(5));
+        QVERIFY(rig.station->link().reconnecting(5));
+        QCOMPARE(rig.station->linkState(5), LinkState::No);
+        QVERIFY(QFile::rename(device + ".away", device));
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(5), 15000);
+        QVERIFY(!rig.station->link().deviceMissing(5));
+        QCOMPARE(rig.historyLines("Port back LE5"), 1);
+        QCOMPARE(rig.station->events().filter("Port back LE5").size(), 1);
+    }
+
+    void quitClosesEveryPort()
+    {
+        StationRig rig;
+        rig.station->load();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().portOpen(6), 5000);
+        rig.station->quit();
+        for (int k = 1; k <= 6; ++k)
+            QVERIFY(!rig.station->link().port(k)->isOpen());
+        QVERIFY(!rig.station->displayTimer()->isActive());
     }
 };
 

@@ -141,10 +141,10 @@ private slots:
             QVERIFY(f.window->findChild<QSerialPort*>(QString("MSComm%1").arg(k)));
     }
 
-    void menuHasEveryEntry_data()
+    void menuHasEveryEntry()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("caption");
+        Fixture f;
+        QVERIFY(f.start());
         const std::pair<const char*, const char*> rows[] = {
             {"mnuStartperatorMode", "Start in Mode (Password)"},
             {"mnuStartServMode", "Start in SERVICE Mode"},
@@ -185,18 +185,11 @@ private slots:
             {"mnuRFPCtoStamp", "Read Fadec IO - PC to Stamp"},
             {"mnuFunctions", "Service"},
         };
-        for (const auto& [name, caption] : rows)
-            QTest::newRow(name) << QString(name) << QString(caption);
-    }
-    void menuHasEveryEntry()
-    {
-        QFETCH(QString, name);
-        QFETCH(QString, caption);
-        Fixture f;
-        QVERIFY(f.start());
-        QAction* a = f.action(name);
-        QVERIFY(a);
-        QCOMPARE(QString(a->text()).remove(QLatin1Char('&')), caption); // a mnemonic reads the same
+        for (const auto& [name, caption] : rows) {
+            QAction* a = f.action(name);
+            QVERIFY2(a, name);
+            QCOMPARE(QString(a->text()).remove(QLatin1Char('&')), QString(caption)); // a mnemonic reads the same
+        }
     }
 
     void logInThroughTheWindow_data()
@@ -213,6 +206,7 @@ private slots:
         QTest::newRow("user, option clear") << "harvests" << false << true << "User mode" << "Start in Mode (Password)" << false << false << false;
         QTest::newRow("service, any case") << "DOLphin" << false << true << "Service mode" << "Start in User Mode" << true << true << true;
         QTest::newRow("service, option clear") << "dolphin" << true << false << "Service mode" << "Start in User Mode" << false << false << true;
+        QTest::newRow("service upper") << "DOLPHIN" << false << true << "Service mode" << "Start in User Mode" << true << true << true;
     }
     void logInThroughTheWindow()
     {
@@ -229,7 +223,9 @@ private slots:
         f.setOptions(userOption, serviceOption);
         for (const char* name : {"mnuParameters", "mnuTestMateriel", "mnuVdesParam"})
             f.window->setWired(name);
+        QSignalSpy changed(f.station.get(), &Station::modeChanged);
         f.logIn(password);
+        QCOMPARE(changed.count(), 1);
         QCOMPARE(f.get<QLabel>("LabelMode")->text(), mode);
         QCOMPARE(f.action("mnuStartperatorMode")->text(), caption);
         QCOMPARE(f.action("mnuFunctions")->isEnabled(), functions);
@@ -237,6 +233,8 @@ private slots:
         QCOMPARE(f.action("mnuParameterVB")->isEnabled(), settings);
         QCOMPARE(f.get<QWidget>("QuitteProg")->isEnabled(), settings);
         const bool service = mode == "Service mode";
+        QCOMPARE(f.station->tables().mode, service ? OperatingMode::Service : OperatingMode::User);
+        QCOMPARE(f.station->findChild<QTimer*>("Timer8")->isActive(), service);
         // Parameter writes and hardware tests stay with service mode whatever the option boxes say.
         QCOMPARE(f.action("mnuParameters")->isEnabled(), service && functions);
         QCOMPARE(f.action("mnuTestMateriel")->isEnabled(), service && functions);
@@ -271,12 +269,17 @@ private slots:
         };
         const QStringList before = controls();
         const OperatingMode mode = f.station->mode();
+        const bool timer8 = f.station->findChild<QTimer*>("Timer8")->isActive();
         QSignalSpy warned(f.station.get(), &Station::warning);
-        f.logIn("harvest");
+        QSignalSpy changed(f.station.get(), &Station::modeChanged);
+        for (const char* wrong : {"harvest", "dolphins", "", " harvests"})
+            f.logIn(wrong);
         QCOMPARE(controls(), before);
         QVERIFY(f.get<QLabel>("LoginError")->isVisible());
         QCOMPARE(f.station->mode(), mode);
+        QCOMPARE(f.station->findChild<QTimer*>("Timer8")->isActive(), timer8);
         QCOMPARE(warned.count(), 0);
+        QCOMPARE(changed.count(), 0);
         QVERIFY(f.window->findChildren<QMessageBox*>().isEmpty());
     }
 
@@ -365,22 +368,37 @@ private slots:
         }
     }
 
+    void serviceTimeOutFallsBackToUserMode_data()
+    {
+        QTest::addColumn<int>("limit");
+        QTest::newRow("1") << 1;
+        QTest::newRow("3") << 3;
+    }
     void serviceTimeOutFallsBackToUserMode()
     {
+        QFETCH(int, limit);
         Fixture f;
         QVERIFY(f.start());
         SoftwareSettings s = f.station->software();
-        s.serviceTimeOut = 2;
+        s.serviceTimeOut = limit;
         s.userModeOption = false;
         f.station->setSoftwareSettings(s, false);
         f.logIn("DOLPHIN");
         QCOMPARE(f.get<QLabel>("LabelMode")->text(), QString("Service mode"));
         QVERIFY(f.get<QLabel>("Picture10")->isVisible());
         auto* timer8 = f.station->findChild<QTimer*>("Timer8");
+        QCOMPARE(timer8->interval(), shell_timing::kServiceTickMs);
+        int ticks = 0;
+        int ticksAtFallBack = -1;
+        connect(timer8, &QTimer::timeout, this, [&] { ++ticks; });
+        connect(f.station.get(), &Station::modeChanged, this, [&] { ticksAtFallBack = ticks; });
         QSignalSpy changed(f.station.get(), &Station::modeChanged);
         timer8->setInterval(5);
         timer8->start();
         QVERIFY(changed.wait(kWaitMs));
+        // The counter starts at 1 and the mode falls back once it has passed the limit.
+        QCOMPARE(ticksAtFallBack, limit);
+        QCOMPARE(f.station->serviceCounter(), 1);
         QCOMPARE(f.get<QLabel>("LabelMode")->text(), QString("User mode"));
         QCOMPARE(f.action("mnuStartperatorMode")->text(), QString("Start in Service Mode"));
         QVERIFY(!f.action("mnuQuit")->isEnabled());
@@ -429,50 +447,6 @@ private slots:
         QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("no"));
     }
 
-    // Pictures of a busy station for a person to look at: build/screenshots/*.png.
-    void picturesOfTheWindows()
-    {
-        Fixture f;
-        QVERIFY(f.start());
-        f.logIn("dolphin");
-        f.station->selectEngine(2);
-        const int phases[] = {5, 5, 2, 0, 7, 0};
-        const int faults[] = {0, 8, 0, 0, 12, 0};
-        for (int i = 0; i < 4 + 1; ++i) {
-            LightEngineRecord& r = f.station->tables().at(i);
-            r.everReported = true;
-            r.Phase = static_cast<std::uint8_t>(phases[i]);
-            r.FaultCode = static_cast<std::int16_t>(faults[i]);
-            r.reported[pos::TachoM] = static_cast<std::int16_t>(50 + i);
-            r.reported[pos::TachoV1] = 40;
-            r.reported[pos::TachoV2] = 41;
-            r.reported[pos::Mat] = static_cast<std::int16_t>(35 + i);
-            r.reported[pos::Sht] = 31;
-            r.reported[pos::Lpc] = 180;
-            r.reported[pos::Lfc] = 122;
-            r.reported[pos::Vis] = 97;
-            r.reported[pos::Ir] = 33;
-            r.reported[pos::Rh] = 45;
-            r.reported[pos::Sbv] = 74;
-            r.reported[pos::Vcc] = 12;
-            f.station->setPortIndicator(i + 1, true);
-        }
-        f.station->setEngineStatusText(3, "Rest 42 sec.");
-        f.station->appendEvent("23/11/2026 09:30:00 Error ");
-        f.station->appendDiscovery("   LE-1   123   COM(i) = 1 ");
-        f.station->appendDiscovery("   LE-6   000   COM(i) = 1  <---  ? ");
-        f.window->refreshDisplay();
-        const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
-        QVERIFY(QDir().mkpath(folder));
-        const QImage main = f.window->grab().toImage();
-        QCOMPARE(main.size(), f.window->size());
-        QVERIFY(main.save(folder + "/log.png"));
-        SoftwareSettingsForm* form = f.window->openSoftwareSettings();
-        const QImage settings = form->grab().toImage();
-        QVERIFY(!settings.isNull());
-        QVERIFY(settings.save(folder + "/param_logiciel_vb.png"));
-    }
-
     void listsAndEngineChoice()
     {
         Fixture f;
@@ -503,6 +477,7 @@ private slots:
         SoftwareSettingsForm* form = f.window->openSoftwareSettings();
         QVERIFY(form->isVisible());
         QSignalSpy finished(f.station.get(), &Station::finished);
+        QSignalSpy asked(f.station.get(), &Station::question);
 
         f.action("mnuQuit")->trigger();
         QMessageBox* box = openQuestion(f.window.get());
@@ -530,6 +505,8 @@ private slots:
         QVERIFY(!form->isVisible());
         for (QTimer* t : f.station->findChildren<QTimer*>())
             QVERIFY2(!t->isActive(), qPrintable(t->objectName()));
+        f.station->answer(asked.first().first().toInt(), true); // the first question was answered No
+        QCOMPARE(finished.count(), 1);
     }
 
     void quitteProgEndsWithoutAsking()

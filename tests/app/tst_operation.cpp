@@ -1,9 +1,20 @@
-// Operating the engines end to end: the station against six simulated engines on pseudo-terminals.
-#include "station/station.h"
+// Operating the engines end to end: the station against six simulated engines on pseudo-terminals,
+// and the main window's operation controls.
+#include "app/colours.h"
+#include "app/log_window.h"
+#include "app/messages_error.h"
 #include "simulated_station.h"
+#include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
+#include "window_rig.h"
 
+#include <QAction>
+#include <QDir>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -318,6 +329,84 @@ private slots:
         QCOMPARE(rig.file("\\StartHalogen.ini"), QString("0\r\n"));
         for (int n = 1; n <= 5; ++n)
             QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 0, kWaitMs);
+    }
+
+    void controlsReachTheOperation()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(false));
+        // No port open: a start is refused with a box that does not block.
+        QTest::mouseClick(rig.button(1), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QMessageBox>("MessageWarning"), kWaitMs);
+        QCOMPARE(rig.get<QMessageBox>("MessageWarning")->text(), QString("Com Port not enabled"));
+        QCOMPARE(rig.get<QMessageBox>("MessageWarning")->windowTitle(), QString(" Warning!"));
+
+        QTest::mouseRelease(rig.button(3), Qt::RightButton);
+        QVERIFY(rig.station->engineOperation().rightClickMark());
+        QVERIFY(rig.station->engineOperation().panelToggle());
+
+        // A start made elsewhere shows on its button.
+        rig.station->engineOperation().beginStart(2);
+        QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
+        QCOMPARE(colours::background(rig.button(2)), colours::started());
+
+        QTest::mouseClick(rig.get<QPushButton>("CommHalOperator"), Qt::LeftButton);
+        QCOMPARE(rig.get<QPushButton>("CommHalOperator")->text(), QString("QTH-Start"));
+
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        QTest::mouseClick(rig.get<QPushButton>("StartAllLE"), Qt::LeftButton);
+        QCOMPARE(questions.last().at(2).toString(), QString("START All LE"));
+        QTest::mouseClick(rig.get<QPushButton>("StopAllLE"), Qt::LeftButton);
+        QCOMPARE(questions.last().at(2).toString(), QString("STOP All LE"));
+
+        QAction* stopAlarm = rig.window->action("mnuStopAlarm");
+        stopAlarm->trigger();
+        QCOMPARE(stopAlarm->text(), QString("Stop Alarm (20 sec.)"));
+
+        rig.window->action("mnuCodeError")->trigger();
+        auto* codes = rig.get<MessagesError>("MessagesError");
+        QVERIFY(codes && codes->isVisible());
+        QCOMPARE(codes->windowTitle(), QString(" FADEC Error Codes"));
+        QCOMPARE(codes->lines().size(), 20);
+        QCOMPARE(codes->lines().first(), QString("00\tArret LE"));
+        QCOMPARE(codes->lines().at(18), QString("18\tStop activated"));
+        QCOMPARE(codes->lines().last(), QString("19\tLFC level too low"));
+        rig.save(codes, "messages_error.png");
+    }
+
+    // What the columns say of an engine found running, of closed links and of a lost one.
+    void columnsTellRunningClosedAndLost()
+    {
+        WindowRig rig;
+        QVERIFY(rig.start(true, true));
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(k), kRigWaitMs);
+        // LE2 is started from elsewhere: a frame asking for a start reaches its controller.
+        const auto fields = rig.engines.model(2).statusFields();
+        std::string start(34, '\0');
+        for (std::size_t k = 0; k < 32; ++k)
+            start[k] = static_cast<char>(fields[k] & 0xFF);
+        start[2] = 1;
+        start[32] = '\r';
+        start[33] = '\n';
+        QVERIFY(rig.engines.model(2).frame(start));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("LE2Status")->text(), QString("Running, not started here"), kRigWaitMs);
+        QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
+        QCOMPARE(colours::background(rig.button(2)), colours::foundRunning());
+        rig.save(rig.window.get(), "found_running.png");
+
+        QSignalSpy questions(rig.station.get(), &tarvek::Station::question);
+        rig.engines.model(3).setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_2")->text(), QString("lost"), kRigWaitMs);
+        rig.save(rig.window.get(), "lost_link_events.png");
+        QTest::mouseClick(rig.get<QPushButton>("ComOperStartRS232"), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(questions.count(), 1, kRigWaitMs);
+        rig.station->answer(questions.last().at(0).toInt(), true);
+        for (int k = 1; k <= 6; ++k)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>(QString("Label30_%1").arg(k - 1))->text(), QString("closed"), kRigWaitMs);
+        QCOMPARE(rig.get<QLabel>("LE2Status")->text(), QString("Running, link closed"));
+        QVERIFY(rig.get<QLabel>("LE2Phase")->text() != "---");
+        rig.save(rig.window.get(), "closed_links.png");
     }
 };
 

@@ -36,24 +36,6 @@ using namespace tarvek;
 namespace {
 constexpr int kWaitMs = 30'000;
 
-// The reported values of engine n, the rows that show "---" when nothing live is known.
-QList<QLabel*> valueLabels(const WindowRig& rig, int n)
-{
-    QList<QLabel*> labels;
-    for (const char* row : {"Phase", "Motor", "FanV1", "FanV2", "Mat", "Sht", "Lpc", "Lfc", "Vis", "Ir", "Rh",
-                            "Sbv", "Vcc", "Fault"})
-        labels << rig.get<QLabel>(QStringLiteral("LE%1%2").arg(n).arg(QLatin1String(row)));
-    return labels;
-}
-
-bool allDashes(const WindowRig& rig, int n)
-{
-    for (QLabel* l : valueLabels(rig, n))
-        if (l->text() != QLatin1String("---"))
-            return false;
-    return true;
-}
-
 void logInAgain(WindowRig& rig, const QString& password, bool userOption, bool serviceOption)
 {
     SoftwareSettings s = rig.station->software();
@@ -125,32 +107,14 @@ private slots:
         QCOMPARE(marker->size(), QSize(33, 33));
     }
 
-    // Values of an engine are live only while its link carries replies: "---" after STOP (RS232)
-    // for all, and for a silent engine, whose link cell says "lost"; live again once it answers.
-    void noValueOutlivesItsLink_data()
-    {
-        QTest::addColumn<bool>("stopLink");
-        QTest::newRow("STOP (RS232)") << true;
-        QTest::newRow("LE4 falls silent") << false;
-    }
+    // Values of an engine are live only while its link carries replies: a silent engine's values
+    // show "---" and its link cell says "lost"; live again once it answers.
     void noValueOutlivesItsLink()
     {
-        QFETCH(bool, stopLink);
         WindowRig rig;
         QVERIFY(rig.start(true));
         for (int n = 1; n <= 6; ++n)
             QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
-        auto* button = rig.get<QPushButton>("ComOperStartRS232");
-        if (stopLink) {
-            QCOMPARE(button->text(), QString("STOP (RS232)"));
-            QTest::mouseClick(button, Qt::LeftButton);
-            for (int n = 1; n <= 6; ++n)
-                QVERIFY2(allDashes(rig, n), qPrintable(QString::number(n)));
-            QTest::mouseClick(button, Qt::LeftButton);
-            for (int n = 1; n <= 6; ++n)
-                QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
-            return;
-        }
         rig.engines.model(4).setSilent(true);
         auto* link = rig.get<QLabel>("Label30_3");
         QTRY_COMPARE_WITH_TIMEOUT(link->text(), QString("lost"), kWaitMs);
@@ -234,30 +198,28 @@ private slots:
     }
 
     // Escape closes each form, the dialogs and the plain windows alike; the main window stays.
-    void escapeClosesAForm_data()
-    {
-        using Open = std::function<QWidget*(LogWindow&)>;
-        QTest::addColumn<Open>("open");
-        QTest::newRow("ParamLogicielVB") << Open([](LogWindow& w) -> QWidget* { return w.openSoftwareSettings(); });
-        QTest::newRow("MessagesError") << Open([](LogWindow& w) -> QWidget* { return w.openMessagesError(); });
-        QTest::newRow("ChangePassword") << Open([](LogWindow& w) -> QWidget* { return w.openChangePassword(); });
-        QTest::newRow("ConfigurationRS232") << Open([](LogWindow& w) -> QWidget* { return w.openPortConfiguration(); });
-        QTest::newRow("Histo") << Open([](LogWindow& w) -> QWidget* { return w.openHistory(); });
-        QTest::newRow("GraphiqueScreen") << Open([](LogWindow& w) -> QWidget* { return w.openGraphiqueScreen(); });
-        QTest::newRow("PW6Sliders") << Open([](LogWindow& w) -> QWidget* { return w.openPowerSetPoints(); });
-    }
     void escapeClosesAForm()
     {
-        QFETCH(std::function<QWidget*(LogWindow&)>, open);
         WindowRig rig;
         QVERIFY(rig.start(false));
-        QPointer<QWidget> form = open(*rig.window);
-        QVERIFY(form && form->isVisible());
-        form->activateWindow();
-        QWidget* target = form->focusWidget() ? form->focusWidget() : form.data();
-        QTest::keyClick(target, Qt::Key_Escape);
-        QTRY_VERIFY_WITH_TIMEOUT(!form || !form->isVisible(), kWaitMs);
-        QVERIFY(rig.window->isVisible());
+        LogWindow& w = *rig.window;
+        const std::pair<const char*, std::function<QWidget*()>> forms[] = {
+            {"ParamLogicielVB", [&w] { return w.openSoftwareSettings(); }},
+            {"MessagesError", [&w] { return w.openMessagesError(); }},
+            {"ChangePassword", [&w] { return w.openChangePassword(); }},
+            {"ConfigurationRS232", [&w] { return w.openPortConfiguration(); }},
+            {"Histo", [&w] { return w.openHistory(); }},
+            {"GraphiqueScreen", [&w] { return w.openGraphiqueScreen(); }},
+            {"PW6Sliders", [&w] { return w.openPowerSetPoints(); }}};
+        for (const auto& [name, open] : forms) {
+            QPointer<QWidget> form = open();
+            QVERIFY2(form && form->isVisible(), name);
+            form->activateWindow();
+            QWidget* target = form->focusWidget() ? form->focusWidget() : form.data();
+            QTest::keyClick(target, Qt::Key_Escape);
+            QTRY_VERIFY2_WITH_TIMEOUT(!form || !form->isVisible(), name, kWaitMs);
+            QVERIFY(w.isVisible());
+        }
     }
 
     // Every menu and every entry whose caption stays put has its own underlined letter; Ctrl+n
@@ -307,21 +269,6 @@ private slots:
         QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
         QCOMPARE(rig.get<QLabel>("LE2Motor")->font().pointSize(), 22);
         QCOMPARE(rig.station->files().readValues("\\Display.ini"), QStringList{"22"});
-    }
-
-    // An alarm in force is named in words on the alert colour above the columns, and goes with it.
-    void anAlarmShowsInWords()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(false));
-        auto* indicator = rig.get<QLabel>("AlarmIndicator");
-        QVERIFY(!indicator->isVisible());
-        emit rig.station->alarmCaptionChanged("mnuAlarmPlateau", "SHT (FADEC and PC) *");
-        QTRY_VERIFY_WITH_TIMEOUT(indicator->isVisible(), kWaitMs);
-        QCOMPARE(indicator->text(), QString::fromUtf8("\u26A0 ALARM: SHT (FADEC and PC)"));
-        QCOMPARE(colours::background(indicator), colours::alert());
-        emit rig.station->alarmCaptionChanged("mnuAlarmPlateau", " SHT (FADEC and PC)");
-        QTRY_VERIFY_WITH_TIMEOUT(!indicator->isVisible(), kWaitMs);
     }
 
     // Pictures for a person, at the screen the test runs on (docs/ holds them taken at 1366x768):

@@ -95,94 +95,23 @@ private slots:
         QVERIFY(!timer1->isActive());
     }
 
-    void textTablesAreLoaded_data()
-    {
-        QTest::addColumn<int>("code");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("0") << 0 << "Arret LE";
-        QTest::newRow("7 degree sign") << 7 << QString::fromUtf8("Temp. Magnetron > 50 \u00B0C FADEC internal");
-        QTest::newRow("9 trailing blank") << 9 << "Motor M - speed > 4,000 RPM ";
-        QTest::newRow("18") << 18 << "Stop activated";
-        QTest::newRow("20 single blank") << 20 << " ";
-        QTest::newRow("21 empty") << 21 << "";
-        QTest::newRow("65 empty") << 65 << "";
-    }
     void textTablesAreLoaded()
     {
-        QFETCH(int, code);
-        QFETCH(QString, text);
         Started started;
         QVERIFY(started.start());
         Station& s = started.s;
-        QCOMPARE(s.faultText(code), text);
+        const std::pair<int, QString> rows[] = {{0, "Arret LE"},
+                                                {7, QString::fromUtf8("Temp. Magnetron > 50 \u00B0C FADEC internal")},
+                                                {9, "Motor M - speed > 4,000 RPM "}, // trailing blank
+                                                {18, "Stop activated"},
+                                                {20, " "},
+                                                {21, ""},
+                                                {65, ""}};
+        for (const auto& [code, text] : rows)
+            QCOMPARE(s.faultText(code), text);
         QVERIFY_THROWS_EXCEPTION(std::out_of_range, s.faultText(66));
         QCOMPARE(s.portEventTexts()[0], QString("A break interrupt signal was received"));
         QCOMPARE(s.portEventTexts()[12], QString("Change in pin DSR (reception)"));
-    }
-
-    void logIn_data()
-    {
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<bool>("userOption");
-        QTest::addColumn<bool>("serviceOption");
-        QTest::addColumn<int>("mode");
-        QTest::addColumn<QString>("caption");
-        QTest::addColumn<bool>("functions");
-        QTest::addColumn<bool>("quit");
-        const QString design = "Start in Mode (Password)";
-        QTest::newRow("user lower") << "harvests" << true << true << 0 << "Start in Service Mode" << true << false;
-        QTest::newRow("user upper") << "HARVESTS" << true << true << 0 << "Start in Service Mode" << true << false;
-        QTest::newRow("user mixed") << "hArVeStS" << true << true << 0 << "Start in Service Mode" << true << false;
-        QTest::newRow("user, option clear") << "harvests" << false << true << 0 << design << false << false;
-        QTest::newRow("service lower") << "dolphin" << false << true << 1 << "Start in User Mode" << true << true;
-        QTest::newRow("service upper") << "DOLPHIN" << false << true << 1 << "Start in User Mode" << true << true;
-        QTest::newRow("service, option clear") << "Dolphin" << true << false << 1 << "Start in User Mode" << false << false;
-        QTest::newRow("wrong") << "dolphins" << true << true << 2 << design << false << false;
-        QTest::newRow("empty") << "" << true << true << 2 << design << false << false;
-        QTest::newRow("blank around") << " harvests" << true << true << 2 << design << false << false;
-    }
-    void logIn()
-    {
-        QFETCH(QString, password);
-        QFETCH(bool, userOption);
-        QFETCH(bool, serviceOption);
-        QFETCH(int, mode);
-        QFETCH(QString, caption);
-        QFETCH(bool, functions);
-        QFETCH(bool, quit);
-        Started started;
-        QVERIFY(started.start());
-        Station& s = started.s;
-        SoftwareSettings opts = s.software();
-        opts.userModeOption = userOption;
-        opts.serviceModeOption = serviceOption;
-        s.setSoftwareSettings(opts, false);
-        QSignalSpy changed(&s, &Station::modeChanged);
-
-        QCOMPARE(s.logIn(password), mode != 2);
-        QCOMPARE(int(s.mode()), mode);
-        QCOMPARE(int(s.tables().mode), mode);
-        QCOMPARE(s.modeMenuCaption(), caption);
-        QCOMPARE(s.functionsMenuAvailable(), functions);
-        QCOMPARE(s.quitAvailable(), quit);
-        QCOMPARE(s.serviceMarkerShown(), mode == 1 && serviceOption);
-        QCOMPARE(changed.count(), mode == 2 ? 0 : 1);
-        QCOMPARE(s.findChild<QTimer*>("Timer8")->isActive(), mode == 1);
-    }
-
-    void wrongPasswordKeepsTheModeItFound()
-    {
-        Started started;
-        QVERIFY(started.start());
-        Station& s = started.s;
-        QVERIFY(s.logIn("dolphin"));
-        QSignalSpy changed(&s, &Station::modeChanged);
-        QVERIFY(!s.logIn("harvest"));
-        QCOMPARE(s.mode(), OperatingMode::Service);
-        QCOMPARE(s.modeMenuCaption(), QString("Start in User Mode"));
-        QVERIFY(s.quitAvailable());
-        QVERIFY(s.findChild<QTimer*>("Timer8")->isActive());
-        QCOMPARE(changed.count(), 0);
     }
 
     void logInFileIsCreatedAndReadOnEveryAttempt()
@@ -200,33 +129,6 @@ private slots:
         QCOMPARE(s.mode(), OperatingMode::User);
         QVERIFY(s.logIn("sesame"));
         QCOMPARE(s.mode(), OperatingMode::Service);
-    }
-
-    // A password set from the station is kept hashed in its record; the other stays as it was.
-    void passwordsChangedFromTheStationAreStoredHashed()
-    {
-        Started started;
-        QVERIFY(started.start());
-        Station& s = started.s;
-        const QString loginFile = s.files().loginFile();
-        QSignalSpy status(&s, &Station::statusText);
-        QVERIFY(!s.changePassword(1, "Whale", "Whale").isEmpty()); // not in service mode
-        QVERIFY(s.logIn("harvests"));
-        QVERIFY(!s.changePassword(1, "Whale", "Whale").isEmpty());
-        QVERIFY(s.logIn("dolphin"));
-        QCOMPARE(s.changePassword(1, "Whale", "Wahle"), QString("The two entries differ."));
-        QCOMPARE(s.changePassword(1, "Whale", "Whale"), QString());
-        QCOMPARE(status.last().first().toString(), QString("The service password was changed"));
-
-        const QList<QByteArray> records = readBytes(loginFile).split('\n');
-        QCOMPARE(records.size(), 3); // two lines and the final line end
-        QCOMPARE(records[0], QByteArray("\"harvests\"\r"));
-        QVERIFY2(records[1].startsWith("\"pbkdf2-sha256$") && !records[1].toUpper().contains("WHALE"), records[1]);
-        QVERIFY(!s.logIn("dolphin"));
-        QVERIFY(s.logIn("WHALE"));
-        QCOMPARE(s.mode(), OperatingMode::Service);
-        QVERIFY(s.logIn("Harvests"));
-        QCOMPARE(s.mode(), OperatingMode::User);
     }
 
     // A settings file that cannot be read or replaced is told once, on the status line and in
@@ -254,74 +156,6 @@ private slots:
         QCOMPARE(s.tables().at(0).PowerSetPoint, 50);
     }
 
-    void serviceModeTimesOutToUserMode_data()
-    {
-        QTest::addColumn<int>("limit");
-        QTest::newRow("1") << 1;
-        QTest::newRow("3") << 3;
-    }
-    void serviceModeTimesOutToUserMode()
-    {
-        QFETCH(int, limit);
-        Started started;
-        QVERIFY(started.start());
-        Station& s = started.s;
-        SoftwareSettings opts = s.software();
-        opts.serviceTimeOut = limit;
-        opts.userModeOption = false;
-        s.setSoftwareSettings(opts, false);
-        auto* timer8 = s.findChild<QTimer*>("Timer8");
-        auto* timer9 = s.findChild<QTimer*>("Timer9");
-        QVERIFY(timer8 && timer9);
-        QCOMPARE(timer8->interval(), shell_timing::kServiceTickMs);
-        QVERIFY(s.logIn("dolphin"));
-        QVERIFY(s.functionsMenuAvailable());
-
-        int ticks = 0;
-        int ticksAtFallBack = -1;
-        connect(timer8, &QTimer::timeout, this, [&] { ++ticks; });
-        connect(&s, &Station::modeChanged, this, [&] { ticksAtFallBack = ticks; });
-        QSignalSpy changed(&s, &Station::modeChanged);
-        timer8->setInterval(5);
-        timer8->start();
-        QVERIFY(changed.wait(kWaitMs));
-        // The counter starts at 1 and the mode falls back once it has passed the limit.
-        QCOMPARE(ticksAtFallBack + 1, limit + 1);
-        QCOMPARE(changed.takeFirst().at(0).toInt(), 0);
-        QCOMPARE(s.mode(), OperatingMode::User);
-        QCOMPARE(s.modeMenuCaption(), QString("Start in Service Mode"));
-        QCOMPARE(s.serviceCounter(), 1);
-        QVERIFY(!timer8->isActive());
-        QVERIFY(!s.functionsMenuAvailable());
-        QVERIFY(!s.quitAvailable());
-        QVERIFY(!s.serviceMarkerShown());
-    }
-
-    void quitAsksAndNoKeepsRunning()
-    {
-        Started started;
-        QVERIFY(started.start());
-        Station& s = started.s;
-        QSignalSpy asked(&s, &Station::question);
-        QSignalSpy finished(&s, &Station::finished);
-        s.requestQuit();
-        QCOMPARE(asked.count(), 1);
-        const int id = asked.at(0).at(0).toInt();
-        QCOMPARE(asked.at(0).at(1).toString(), QString(" Warning!"));
-        QCOMPARE(asked.at(0).at(2).toString(), QString("Are you sure you want to exit the program!"));
-        s.answer(id, false);
-        QCOMPARE(finished.count(), 0);
-        QVERIFY(s.displayTimer()->isActive());
-
-        s.requestQuit();
-        QCOMPARE(asked.count(), 2);
-        s.answer(asked.at(1).at(0).toInt(), true);
-        QCOMPARE(finished.count(), 1);
-        for (QTimer* t : s.findChildren<QTimer*>())
-            QVERIFY2(!t->isActive(), qPrintable(t->objectName()));
-        s.answer(id, true); // an answer to a question already answered does nothing
-        QCOMPARE(finished.count(), 1);
-    }
 };
 
 TARVEK_TEST(StationTest)

@@ -5,6 +5,7 @@
 #include "simulated_station.h"
 
 #include <QDir>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPixmap>
 #include <QPushButton>
@@ -60,3 +61,21 @@ struct WindowRig {
     }
     static QString save(QWidget* w, const QString& name) { return save(w->grab(), name); }
 };
+
+// The reported values of engine n, the rows that show "---" when nothing live is known.
+inline QList<QLabel*> valueLabels(const WindowRig& rig, int n)
+{
+    QList<QLabel*> labels;
+    for (const char* row : {"Phase", "Motor", "FanV1", "FanV2", "Mat", "Sht", "Lpc", "Lfc", "Vis", "Ir", "Rh",
+                            "Sbv", "Vcc", "Fault"})
+        labels << rig.get<QLabel>(QStringLiteral("LE%1%2").arg(n).arg(QLatin1String(row)));
+    return labels;
+}
+
+inline bool allDashes(const WindowRig& rig, int n)
+{
+    for (QLabel* l : valueLabels(rig, n))
+        if (l->text() != QLatin1String("---"))
+            return false;
+    return true;
+}

@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFile>
 #include <QPdfWriter>
-#include <QPrinter>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -14,7 +13,6 @@
 using namespace tarvek;
 using tarvek::test::readBytes;
 using tarvek::test::writeBytes;
-using tarvek::test::pdfPageCount;
 
 namespace {
 
@@ -299,25 +297,6 @@ private slots:
         QCOMPARE(cut.size(), 2);
         QCOMPARE(cut.at(0).size(), 77);
         QCOMPARE(cut.at(1).size(), 5);
-    }
-
-    // Pages are cut by paginate(); printing must start each one on a page of its own.
-    void printingGivesOnePdfPagePerPrintedPage()
-    {
-        Journal j;
-        for (int i = 0; i < 200; ++i) {
-            QVERIFY(j.history.append(QString::number(i % 21), QStringLiteral("event %1").arg(i)));
-            j.clock.advanceSeconds(7);
-        }
-        const HistoryLoad load = j.history.load();
-        QCOMPARE(load.lineCount, 200);
-
-        QPrinter printer(QPrinter::HighResolution);
-        printer.setOutputFormat(QPrinter::PdfFormat);
-        const QString pdf = j.dir.filePath("history.pdf");
-        printer.setOutputFileName(pdf);
-        QVERIFY(History::print(History::paginate(load.entries), printer));
-        QCOMPARE(pdfPageCount(pdf), 3);
     }
 
     void printingFailsCleanlyWithoutADevice()

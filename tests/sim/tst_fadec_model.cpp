@@ -178,24 +178,6 @@ private slots:
         QCOMPARE(b.record().reported[pos::Power], reported);
     }
 
-    void stationPowerSetPointReachesTheLamp()
-    {
-        Bench b;
-        b.record().PowerSetPoint = 110;
-        b.runUp();
-        b.exchange();
-        QCOMPARE(b.fadec.power(), 110);
-        b.fadec.advance(60000);
-        b.exchange();
-        const int hot = b.record().reported[pos::Mat];
-        b.record().PowerSetPoint = 30;
-        b.exchange();
-        b.fadec.advance(60000);
-        b.exchange();
-        QCOMPARE_LT(b.record().reported[pos::Mat], hot - 20); // less power, cooler magnetron
-        QCOMPARE_GT(b.record().reported[pos::Lpc], 0);
-    }
-
     void tachometersFollowTheMotorSetPoint_data()
     {
         QTest::addColumn<int>("setPoint");
@@ -249,35 +231,6 @@ private slots:
         QCOMPARE(b.record().reported[pos::TachoV1] > 0, turning);
         QCOMPARE(b.record().reported[pos::TachoV2] > 0, turning);
         QCOMPARE(b.record().reported[pos::Lpc], 0); // no light
-    }
-
-    void parameterWriteAndReadRoundTrip()
-    {
-        Bench b;
-        b.exchange();
-        for (std::size_t i = 0; i < kParameterCount; ++i)
-            b.station.parameterEntries[i] = static_cast<std::uint8_t>(200 + i);
-        b.station.parameterEntries[2] = 1; // a write is not a run request
-        b.station.commandCode = static_cast<std::uint8_t>(CommandCode::WriteParameters);
-        QVERIFY(b.exchange());
-        QCOMPARE(b.fadec.counts().parameterWrites, 1);
-        QCOMPARE(b.fadec.registers()[0], 0); // register 0 never travels
-        for (std::size_t i = 1; i < kParameterCount; ++i)
-            QCOMPARE(b.fadec.registers()[i], b.station.parameterEntries[i]);
-        b.fadec.advance(5000);
-        QCOMPARE(b.fadec.phase(), 0);
-
-        b.station.commandCode = static_cast<std::uint8_t>(CommandCode::ReadParameters);
-        b.exchange();
-        QVERIFY(b.fadec.parameterBlockPending());
-        b.exchange();
-        QVERIFY(b.last.good);
-        QCOMPARE(b.last.replyType, kParameterReplyType);
-        QVERIFY(b.last.parametersRead);
-        for (std::size_t i = 1; i < kParameterCount; ++i)
-            QCOMPARE(b.record().ParameterImage[i], b.fadec.registers()[i]);
-        b.exchange();
-        QCOMPARE(b.last.replyType, 0); // back to status replies
     }
 
     void linkFaultsLookLikeABadCable_data()
@@ -376,22 +329,6 @@ private slots:
         b.exchange();
         QCOMPARE(b.fadec.injectedFault(), 0);
         QCOMPARE(b.record().FaultCode, stops ? 18 : 20);
-    }
-
-    void keepRunningIgnoresTheStop()
-    {
-        Bench b;
-        b.runUp();
-        b.fadec.setKeepRunning(true);
-        b.record().RunCommand = 2;
-        b.exchange();
-        b.fadec.advance(10000);
-        b.exchange();
-        QCOMPARE(b.record().Phase, 5);
-        QCOMPARE(b.record().RunCommand, 2);
-        b.fadec.setKeepRunning(false);
-        b.exchange();
-        QCOMPARE(b.fadec.phase(), 6);
     }
 
     void framesOfTheWrongShapeAreRejected_data()

@@ -125,33 +125,6 @@ SimulatorOptions optionsIn(const QTemporaryDir& dir, int engines)
 class SimLinkTest : public QObject {
     Q_OBJECT
 private slots:
-    // Paced or not, every reply is whole and every frame the engine applies is the one the station
-    // sent, in order. How long a reply or a cycle takes is measured by bench/sim_pacing.
-    void replyIsAnsweredOverAPseudoTerminal_data()
-    {
-        QTest::addColumn<bool>("paced");
-        QTest::newRow("unpaced") << false;
-        QTest::newRow("paced at the line rate") << true;
-    }
-    void replyIsAnsweredOverAPseudoTerminal()
-    {
-        QFETCH(bool, paced);
-        PtyEngine e(paced);
-        QVERIFY(e.startWithStation());
-        QVERIFY(QFileInfo(e.link).isSymLink());
-        StationEnd& station = *e.station;
-        QSignalSpy applied(e.engine.get(), &SimulatedEngine::frameApplied);
-        QTRY_VERIFY_WITH_TIMEOUT(applied.size() >= 6, kWait);
-        QVERIFY(station.record().ReplySeen == kSyncValue);
-        // In the order sent (a frame cut short by the engine's time-out may be missing).
-        auto next = station.sent.begin();
-        for (const QList<QVariant>& frame : applied) {
-            next = std::find(next, station.sent.end(), frame.first().toByteArray());
-            QVERIFY(next != station.sent.end());
-            ++next;
-        }
-        QCOMPARE(e.engine->discardedBytes(), 0);
-    }
 
     void unansweredStatusIsRepeated()
     {
@@ -267,33 +240,6 @@ private slots:
             QVERIFY2(got.isEmpty(), qPrintable(got));
         else
             QVERIFY2(got.startsWith(answer), qPrintable(got));
-    }
-
-    void commandsReachTheEngines()
-    {
-        QTemporaryDir dir;
-        SimulatorOptions options = optionsIn(dir, 3);
-        options.paced = false;
-        Simulator simulator(options);
-        QVERIFY(simulator.start());
-        QCOMPARE(simulator.locations().size(), 3);
-        simulator.execute("fault 2 13");
-        simulator.execute("silence 3 on");
-        simulator.execute("keep-running 1 on");
-        simulator.execute("type 1 2");
-        QCOMPARE(simulator.engine(2)->model().faultCode(), 13);
-        QVERIFY(simulator.engine(3)->model().silent());
-        QVERIFY(simulator.engine(1)->model().keepsRunning());
-        QCOMPARE(simulator.engine(1)->model().replyType(), 2);
-        QCOMPARE(simulator.execute("state").count('\n'), 2);
-
-        QSignalSpy quit(&simulator, &Simulator::quitRequested);
-        simulator.execute("quit");
-        QCOMPARE(quit.size(), 1);
-
-        simulator.execute("vanish 2 0.3");
-        QVERIFY(!QFileInfo::exists(dir.filePath("COM2")));
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(dir.filePath("COM2")), kWait);
     }
 
     void scriptsRunOnTime()
