@@ -2,10 +2,14 @@
 # Kills the station with SIGKILL while its historian writes, N times (default 50) at random
 # moments, against six simulated engines, and checks after each kill that Historian.sqlite opens,
 # that PRAGMA integrity_check says ok and that at most the last second before the kill is missing.
-# Needs the sqlite3 command-line program.
+# Uses the sqlite3 command-line program, installed here when missing.
 #   bench/historian_kill.sh [N]
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+if ! command -v sqlite3 >/dev/null; then
+  sudo=""; [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  $sudo apt-get update -qq && DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq sqlite3
+fi
 build="${BUILD_DIR:-$root/build}"
 runs="${1:-50}"
 work="$(mktemp -d)"
