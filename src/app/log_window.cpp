@@ -527,25 +527,6 @@ void LogWindow::buildCentral()
 
 }
 
-void LogWindow::showLogIn(bool service)
-{
-    loginHint_->setText(service ? QStringLiteral("Service password:") : QStringLiteral("Password:"));
-    loginBox_->show();
-    text1_->clear();
-    text1_->setFocus();
-}
-
-void LogWindow::onLogIn()
-{
-    if (station_.logIn(text1_->text())) {
-        text1_->clear();
-        loginError_->hide();
-        return;
-    }
-    // A wrong password changes nothing; the text is selected so it can be typed again.
-    text1_->selectAll();
-}
-
 void LogWindow::onWarning(const QString& caption, const QString& text)
 {
     auto* box = new QMessageBox(QMessageBox::Warning, caption, text, QMessageBox::Ok, this);

@@ -1,11 +1,32 @@
-// The main window's side of the passwords: the Service menu entry and its form.
+// The main window's side of the passwords: the log-in box, the Service menu entry and its form.
 #include "app/change_password_form.h"
 #include "app/log_window.h"
 
 #include <QAction>
+#include <QLabel>
+#include <QLineEdit>
 #include <QMenu>
 
 namespace tarvek {
+
+void LogWindow::showLogIn(bool service)
+{
+    loginHint_->setText(service ? QStringLiteral("Service password:") : QStringLiteral("Password:"));
+    loginBox_->show();
+    text1_->clear();
+    text1_->setFocus();
+}
+
+void LogWindow::onLogIn()
+{
+    if (station_.logIn(text1_->text())) {
+        text1_->clear();
+        loginError_->hide();
+        return;
+    }
+    // A wrong password changes nothing; the text is selected so it can be typed again.
+    text1_->selectAll();
+}
 
 void LogWindow::wirePasswords()
 {

@@ -1,9 +1,121 @@
-// The station's session: a refused log-in, the log-out, and the operator screen's own settings.
+// The station's session: log-in, a refused log-in, the service-mode time-out, the log-out, and the
+// operator screen's own settings.
 #include "station/station.h"
+
+#include "settings/passwords.h"
 
 #include <algorithm>
 
 namespace tarvek {
+
+bool Station::logIn(const QString& password)
+{
+    // A damaged file opens nothing: never the default passwords, never the ones held before.
+    if (const QString why = files_.damage(SettingsFiles::loginFileName()); !why.isEmpty()) {
+        const QString text = QStringLiteral("The password file cannot be read (it %1): ask the administrator "
+                                            "to reset it with --reset-passwords")
+                                 .arg(why);
+        if (!loginDamageTold_)
+            history_->append(QStringLiteral("0"), text);
+        loginDamageTold_ = true;
+        emit logInRefused(text);
+        emit statusText(text);
+        emit statusText(text);
+        return false;
+    }
+    loginDamageTold_ = false;
+    // The file is read on every attempt so a password changed on disk takes effect at once.
+    std::array<QString, 2> records = settings_.passwords;
+    files_.readStrings(SettingsFiles::loginFileName(), records);
+    settings_.passwords = records;
+
+    // The attempt is judged while the mode reads "no valid log-in"; a failed one puts back what was.
+    const OperatingMode before = tables_.mode;
+    tables_.mode = OperatingMode::NotLoggedIn;
+
+    if (passwords::matches(records[0], password)) {
+        tables_.mode = OperatingMode::User;
+        timer8_->stop();
+        timer9_->stop();
+        serviceCounter_ = 1;
+        serviceMarker_ = false;
+        // A log-in only makes menus available: what an earlier log-in gave stays.
+        functionsAvailable_ = functionsAvailable_ || software_.userModeOption;
+        if (software_.userModeOption)
+            modeMenuCaption_ = QStringLiteral("Start in Service Mode");
+    }
+    // A station whose two passwords are the same logs in to service mode, the later check.
+    if (passwords::matches(records[1], password)) {
+        tables_.mode = OperatingMode::Service;
+        serviceMarker_ = software_.serviceModeOption;
+        functionsAvailable_ = functionsAvailable_ || software_.serviceModeOption;
+        quitAvailable_ = quitAvailable_ || software_.serviceModeOption;
+        modeMenuCaption_ = QStringLiteral("Start in User Mode");
+        serviceCounter_ = 1;
+        timer8_->start();
+        timer9_->start();
+    }
+
+    if (tables_.mode == OperatingMode::NotLoggedIn) {
+        tables_.mode = before;
+        refuseLogIn();
+        return false;
+    }
+    emit modeChanged(static_cast<int>(tables_.mode));
+    return true;
+}
+
+QString Station::changePassword(int record, const QString& password, const QString& again)
+{
+    if (tables_.mode != OperatingMode::Service || record < 0 || record > 1)
+        return QStringLiteral("Passwords are changed in service mode.");
+    std::array<QString, 2> records = settings_.passwords;
+    files_.readStrings(SettingsFiles::loginFileName(), records);
+    const auto r = static_cast<std::size_t>(record);
+    const QString refused = passwords::refusal(password, again, records[1 - r]);
+    if (!refused.isEmpty())
+        return refused;
+    records[r] = passwords::hashRecord(password);
+    // A file that cannot be replaced is also reported on the status line and in List4.
+    if (!files_.writeValues(SettingsFiles::loginFileName(), {records[0], records[1]}, LineFormat::Quoted))
+        return QStringLiteral("Cannot write the log-in file.");
+    settings_.passwords = records;
+    emit statusText(record == 0 ? QStringLiteral("The user password was changed")
+                                : QStringLiteral("The service password was changed"));
+    return {};
+}
+
+void Station::serviceTick()
+{
+    if (software_.serviceTimeOut >= serviceCounter_) {
+        ++serviceCounter_;
+        timer9_->start();
+        return;
+    }
+    enterUserMode();
+}
+
+void Station::enterUserMode()
+{
+    timer8_->stop();
+    timer9_->stop();
+    tables_.mode = OperatingMode::User;
+    modeMenuCaption_ = QStringLiteral("Start in Service Mode");
+    serviceCounter_ = 1;
+    serviceMarker_ = false;
+    quitAvailable_ = false;
+    functionsAvailable_ = software_.userModeOption;
+    emit statusText(QStringLiteral("Service mode timed out: back in user mode"));
+    emit modeChanged(static_cast<int>(tables_.mode));
+}
+
+void Station::serviceNotice()
+{
+    if (tables_.mode != OperatingMode::Service)
+        return;
+    const int left = software_.serviceTimeOut - serviceCounter_ + 2;
+    emit statusText(QStringLiteral("Service mode: about %1 min left").arg(left));
+}
 
 void Station::refuseLogIn()
 {
