@@ -23,11 +23,6 @@ using namespace tarvek;
 namespace {
 constexpr int kWaitMs = 20'000;
 
-int historyLines(const WindowRig& rig, const QString& text)
-{
-    return static_cast<int>(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
-}
-
 QList<AlarmEntry> entriesOf(WindowRig& rig, int engine, AlarmSource source)
 {
     QList<AlarmEntry> found;
@@ -111,7 +106,7 @@ private slots:
         QTest::qWait(1000); // held: raised once, however many replies say so
         QCOMPARE(entriesOf(rig, 2, alarm).size(), 1);
         QCOMPARE(rig.station->events().filter(line).size(), 1);
-        QCOMPARE(historyLines(rig, line), 1);
+        QCOMPARE(historyLines(*rig.station, line), 1);
         QCOMPARE(summary->list()->item(0, 0)->text(), QString("UNACK"));
         QCOMPARE(summary->list()->item(0, 1)->text(), QString("LE2"));
         QCOMPARE(summary->list()->item(0, 4)->text(), QString());
@@ -120,19 +115,19 @@ private slots:
         QTest::mouseClick(summary->findChild<QPushButton*>("AcknowledgeAlarm"), Qt::LeftButton);
         QCOMPARE(summary->list()->item(0, 0)->text(), QString("ack"));
         QVERIFY(!summary->list()->item(0, 4)->text().isEmpty());
-        QCOMPARE(historyLines(rig, "Alarm acknowledged  LE2  "), 1);
+        QCOMPARE(historyLines(*rig.station, "Alarm acknowledged  LE2  "), 1);
 
         QVERIFY(!rig.engines.simulator->execute(release).startsWith("error"));
         QTRY_VERIFY_WITH_TIMEOUT(!rig.station->alarmSupervision().holds(2, alarm), kWaitMs);
         QCOMPARE(summary->list()->item(0, 0)->text(), QString("done"));
         QVERIFY(!summary->list()->item(0, 5)->text().isEmpty());
-        QCOMPARE(historyLines(rig, "Alarm cleared  LE2  "), 1);
+        QCOMPARE(historyLines(*rig.station, "Alarm cleared  LE2  "), 1);
         if (!menu.isEmpty()) {
             QCOMPARE(rig.window->action(menu)->text(), unmarked);
             QTRY_VERIFY_WITH_TIMEOUT(!rig.get<QLabel>("AlarmIndicator")->isVisible(), kWaitMs);
         }
         QCOMPARE(entriesOf(rig, 2, alarm).size(), 1);
-        QCOMPARE(historyLines(rig, line), 1);
+        QCOMPARE(historyLines(*rig.station, line), 1);
     }
 
     // Every alarm of every source in one list; acknowledging all journals each; START All clears
@@ -177,7 +172,7 @@ private slots:
         QCOMPARE(rig.station->alarmSupervision().summary().unacknowledgedCount(), 0);
         QTRY_VERIFY_WITH_TIMEOUT(bannerText->text() == "Alarms: 3 active, 0 unacknowledged   |   all acknowledged", kWaitMs);
         QCOMPARE(colours::background(rig.window->alarmBanner()), colours::idle());
-        QCOMPARE(historyLines(rig, "Alarm acknowledged  LE"), 3);
+        QCOMPARE(historyLines(*rig.station, "Alarm acknowledged  LE"), 3);
 
         QSignalSpy questions(rig.station.get(), &Station::question);
         QTest::mouseClick(rig.get<QPushButton>("StartAllLE"), Qt::LeftButton);
@@ -210,7 +205,7 @@ private slots:
         for (const AlarmEntry& e : summary.entries())
             QCOMPARE(e.isAcknowledged(), e.id == shown);
         QCOMPARE(banner->shownId(), unseen);
-        QCOMPARE(historyLines(rig, "Alarm acknowledged  LE"), 1);
+        QCOMPARE(historyLines(*rig.station, "Alarm acknowledged  LE"), 1);
     }
 
     void limitsAreSavedInServiceModeAndReadBackAfterARestart()
@@ -281,13 +276,13 @@ private slots:
         const QString when = rig.clock.dateText() + " / " + rig.clock.timeText();
         for (int n = 1; n <= 6; ++n) {
             QCOMPARE(lines.at(n + 1), QString("LE%1   %2").arg(n).arg(when));
-            QCOMPARE(historyLines(rig, QString("No communication with machine System!  LE%1").arg(n)), 1);
+            QCOMPARE(historyLines(*rig.station, QString("No communication with machine System!  LE%1").arg(n)), 1);
         }
         QCOMPARE(box->windowTitle(), QString(" Warning !"));
         WindowRig::save(box, "BoiteDialogue.png");
         QTest::qWait(1500); // still silent: nothing more
         QCOMPARE(shown.count(), 6);
-        QCOMPARE(historyLines(rig, "No communication with machine System!"), 6);
+        QCOMPARE(historyLines(*rig.station, "No communication with machine System!"), 6);
 
         // LE1..LE3 answer again; the box, still open for LE4..LE6, never holds up their frames.
         for (int n = 1; n <= 3; ++n)
@@ -306,12 +301,12 @@ private slots:
             QVERIFY2(now.frames - was.frames >= 10, qPrintable(QString("LE%1: %2 frames").arg(n).arg(now.frames - was.frames)));
             // The simulator repeats a reply only when no frame answered it within a second.
             QVERIFY(now.replies - was.replies <= now.frames - was.frames + 1);
-            QCOMPARE(historyLines(rig, QString("Communication restored with machine System!  LE%1").arg(n)), 1);
+            QCOMPARE(historyLines(*rig.station, QString("Communication restored with machine System!  LE%1").arg(n)), 1);
         }
         for (int n = 4; n <= 6; ++n)
             rig.engines.model(n).setSilent(false);
         QTRY_VERIFY_WITH_TIMEOUT(!rig.window->lossBox(), kWaitMs);
-        QCOMPARE(historyLines(rig, "Communication restored with machine System!"), 6);
+        QCOMPARE(historyLines(*rig.station, "Communication restored with machine System!"), 6);
         for (int n = 1; n <= 6; ++n) {
             const QList<AlarmEntry> lost = entriesOf(rig, n, AlarmSource::LinkLost);
             QCOMPARE(lost.size(), 1);

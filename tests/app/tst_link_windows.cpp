@@ -29,11 +29,6 @@
 using namespace tarvek;
 
 namespace {
-int historyLines(const WindowRig& rig, const QString& text)
-{
-    return static_cast<int>(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
-}
-
 struct StationRig {
     SimulatedEngines engines;
     ManualClock clock;
@@ -46,10 +41,6 @@ struct StationRig {
             qFatal("simulator did not start");
         simulator = engines.simulator.get();
         station = std::make_unique<Station>(engines.folder, QString(), clock);
-    }
-    int historyLines(const QString& text) const
-    {
-        return static_cast<int>(test::readBytes(station->files().pathOf("\\Histo.txt")).count(text.toLatin1()));
     }
 };
 } // namespace
@@ -130,32 +121,41 @@ private slots:
         QVERIFY(rig.station->link().portOpen(5));
     }
 
+    // A silent engine: its values and link cell, and one box per loss.
     void lossBoxShowsOncePerLoss()
     {
         WindowRig rig;
         QVERIFY(rig.start(true));
-        QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(3).everReported, 10000);
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kRigWaitMs);
         rig.engines.model(4).setSilent(true);
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->lossBox() && rig.window->lossBox()->isVisible(), 20000);
+        // Values are live only while the link carries replies: LE4's show "---", its link cell "lost".
+        auto* link = rig.get<QLabel>("Label30_3");
+        QTRY_COMPARE_WITH_TIMEOUT(link->text(), QString("lost"), kRigWaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(allDashes(rig, 4), kRigWaitMs);
+        QCOMPARE(colours::background(link), colours::alert());
+        QVERIFY(!allDashes(rig, 3) && !allDashes(rig, 5));
         QDialog* box = rig.window->lossBox();
         QCOMPARE(box->objectName(), QString("BoiteDialogue"));
         QCOMPARE(box->windowTitle(), QString(" Warning !"));
         QVERIFY(box->findChild<QLabel*>()->text().startsWith("No communication with machine\n         System!\n"));
-        QCOMPARE(historyLines(rig, "No communication with machine System!  LE4"), 1);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("LE4Mat")->text(), QString("---"), 5000);
+        QCOMPARE(historyLines(*rig.station, "No communication with machine System!  LE4"), 1);
         WindowRig::save(box, "boite_dialogue.png");
         WindowRig::save(rig.window.get(), "log_engine_lost.png");
         QTest::mouseClick(box->findChild<QPushButton*>("OkValide"), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!rig.window->lossBox(), 5000);
         QTest::qWait(1500); // still silent: the box does not come back, nothing more is written
         QVERIFY(!rig.window->lossBox());
-        QCOMPARE(historyLines(rig, "No communication with machine System!"), 1);
+        QCOMPARE(historyLines(*rig.station, "No communication with machine System!"), 1);
         rig.engines.model(4).setSilent(false);
         QTRY_VERIFY_WITH_TIMEOUT(rig.get<QLabel>("LE4Mat")->text() != QString("---"), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(link->text(), QString("yes"), kRigWaitMs);
+        QVERIFY(colours::background(link) != colours::alert());
         // A new loss is told again.
         rig.engines.model(4).setSilent(true);
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->lossBox() && rig.window->lossBox()->isVisible(), 20000);
-        QCOMPARE(historyLines(rig, "No communication with machine System!  LE4"), 2);
+        QCOMPARE(historyLines(*rig.station, "No communication with machine System!  LE4"), 2);
     }
 
     void historyWindowOpensFromTheMenu()
@@ -232,7 +232,7 @@ private slots:
         for (int k : {1, 2, 4, 5, 6})
             QCOMPARE(rig.simulator->engine(k)->timeouts(), timeouts[k]);
         for (const QString& line : journal) {
-            QTRY_COMPARE_WITH_TIMEOUT(rig.historyLines(line), 1, 10000);
+            QTRY_COMPARE_WITH_TIMEOUT(historyLines(*rig.station, line), 1, 10000);
             QCOMPARE(rig.station->events().filter(line).size(), 1); // the event list tells it too
         }
         if (journal.isEmpty())
@@ -256,7 +256,7 @@ private slots:
         QVERIFY(!rig.station->link().reconnectTimer(2)->isActive());
         rig.station->link().connectLink();
         QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
-        QCOMPARE(rig.historyLines("Port back LE2"), 0); // Connect opened it, not the reconnection
+        QCOMPARE(historyLines(*rig.station, "Port back LE2"), 0); // Connect opened it, not the reconnection
     }
 
     // Closing the links while an engine runs is asked first and shows as "closed", not stopped.
@@ -281,7 +281,7 @@ private slots:
         for (int k = 1; k <= 6; ++k)
             QCOMPARE(rig.station->linkState(k), LinkState::Closed);
         QCOMPARE(rig.station->events().filter("Links closed by the operator").size(), 1);
-        QCOMPARE(rig.historyLines("Links closed by the operator"), 1);
+        QCOMPARE(historyLines(*rig.station, "Links closed by the operator"), 1);
         QTest::qWait(1500);
         QCOMPARE(rig.engines.model(4).statusFields()[pos::Phase], 5); // it runs on
         QVERIFY(rig.station->engineOperation().startedByUser(4));
@@ -304,7 +304,7 @@ private slots:
         QVERIFY(QFile::rename(device + ".away", device));
         QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(5), 15000);
         QVERIFY(!rig.station->link().deviceMissing(5));
-        QCOMPARE(rig.historyLines("Port back LE5"), 1);
+        QCOMPARE(historyLines(*rig.station, "Port back LE5"), 1);
         QCOMPARE(rig.station->events().filter("Port back LE5").size(), 1);
     }
 

@@ -38,12 +38,15 @@ struct OperationRig {
         station = std::make_unique<Station>(engines.folder, QString(), clock);
     }
     // Started up with every port confirmed, so nothing but the test changes the link.
-    void ready()
+    bool ready()
     {
         station->load();
-        QTRY_COMPARE_WITH_TIMEOUT(station->discovery().filter("COM(i) = 1").size(), 6, kWaitMs);
-        for (int k = 0; k < 6; ++k)
-            QTRY_VERIFY_WITH_TIMEOUT(station->tables().at(k).everReported, kWaitMs);
+        return QTest::qWaitFor([this] {
+            bool all = station->discovery().filter("COM(i) = 1").size() == 6;
+            for (int k = 0; k < 6; ++k)
+                all = all && station->tables().at(k).everReported;
+            return all;
+        }, kWaitMs);
     }
     EngineOperation& op() { return station->engineOperation(); }
     int phase(int engine) const { return station->tables().at(engine - 1).Phase; }
@@ -66,9 +69,7 @@ private slots:
     void singleEnginesStartAfterTheirReadAndStop()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         // The read goes to the engine pressed, not to the selected one.
         rig.station->selectEngine(4);
         QSignalSpy buttons(&rig.op(), &EngineOperation::buttonState);
@@ -108,13 +109,13 @@ private slots:
     void anEngineFoundRunningIsShownAndStoppedFromItsButton()
     {
         OperationRig rig;
-        rig.ready();
+        QVERIFY(rig.ready());
         rig.startAndRun(2);
         rig.station.reset(); // killed: nothing is stopped
         rig.station = std::make_unique<Station>(rig.engines.folder, QString(), rig.clock);
         QSignalSpy questions(rig.station.get(), &Station::question);
         QSignalSpy warnings(rig.station.get(), &Station::warning);
-        rig.ready();
+        QVERIFY(rig.ready());
         QTRY_VERIFY_WITH_TIMEOUT(rig.op().foundRunning(2), kWaitMs);
         QVERIFY(!rig.op().startedByUser(2) && !rig.op().foundRunning(1));
         QCOMPARE(rig.station->linkState(2), LinkState::Yes);
@@ -142,9 +143,7 @@ private slots:
     void aWaitingEngineLeavesTheOthersCyclingUntilItIsStopped()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         // LE3 answers its read with a status reply: its start waits, with no time-out.
         rig.engines.model(3).setBlockType(0);
         rig.op().press(3);
@@ -175,9 +174,7 @@ private slots:
     void aClosedPortRefusesWithItsWarning()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         QSignalSpy warnings(rig.station.get(), &Station::warning);
         rig.station->link().closeSlot(5);
         rig.op().press(5);
@@ -199,9 +196,7 @@ private slots:
     void startAllAndStopAllTakeTheCheckedEnginesInTurn()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         SoftwareSettings s = rig.station->software();
         s.groupCommands[3] = false; // LE4 takes no part
         rig.station->setSoftwareSettings(s, false);
@@ -247,9 +242,7 @@ private slots:
     void anEngineThatKeepsRunningRaisesTheStopAlarmOnce()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         rig.engines.model(2).setKeepRunning(true);
         rig.startAndRun(1);
         rig.startAndRun(2);
@@ -274,9 +267,7 @@ private slots:
     void aFaultIsLoggedOncePerEngine()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         rig.engines.model(3).setFaultCode(7); // at rest: not logged
         rig.startAndRun(1);
         rig.startAndRun(2);
@@ -295,9 +286,7 @@ private slots:
     void qthLampsReachTheFramesAndTheFile()
     {
         OperationRig rig;
-        rig.ready();
-        if (QTest::currentTestFailed())
-            return;
+        QVERIFY(rig.ready());
         SoftwareSettings s = rig.station->software();
         s.qthLamps[5] = false;
         rig.station->setSoftwareSettings(s, false);

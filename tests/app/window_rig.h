@@ -79,3 +79,9 @@ inline bool allDashes(const WindowRig& rig, int n)
             return false;
     return true;
 }
+
+// How many times the station's history file holds `text`.
+inline int historyLines(tarvek::Station& station, const QString& text)
+{
+    return static_cast<int>(tarvek::test::readBytes(station.files().pathOf("\\Histo.txt")).count(text.toLatin1()));
+}

@@ -48,12 +48,17 @@ struct Bench {
         fadec.setRegisters(r);
     }
 
-    // Start from rest and run until phase 5.
-    void runUp()
+    // A status reply, then a frame asking for a start.
+    bool requestStart()
     {
         exchange();
         record().RunCommand = 1;
-        exchange();
+        return exchange();
+    }
+    // Start from rest and run until phase 5.
+    void runUp()
+    {
+        requestStart();
         for (int i = 0; i < 400 && fadec.phase() != 5; ++i)
             fadec.advance(100);
         exchange(); // the station learns the phase
@@ -80,9 +85,7 @@ private slots:
         QFETCH(int, z3);
         Bench b;
         b.withRegisters(z1, z2, z3);
-        b.exchange();
-        b.record().RunCommand = 1;
-        QVERIFY(b.exchange());
+        QVERIFY(b.requestStart());
         QCOMPARE(b.fadec.phase(), 1);
 
         const int durations[] = {z1 * 100, z2 * 100, z3 * 100, kWarmUpMs};
@@ -111,9 +114,7 @@ private slots:
     {
         Bench b;
         b.withRegisters(200, 50, 10);
-        b.exchange();
-        b.record().RunCommand = 1;
-        b.exchange();
+        b.requestStart();
         b.fadec.advance(1000);
         b.exchange();
         QCOMPARE(b.record().Phase, 0);
@@ -167,9 +168,7 @@ private slots:
         QFETCH(int, reported);
         Bench b;
         b.withRegisters(1, 1, 100);
-        b.exchange();
-        b.record().RunCommand = 1;
-        b.exchange();
+        b.requestStart();
         while (b.fadec.phase() != phase)
             b.fadec.advance(50);
         // Written straight into position 4, whatever the station would send in this phase.
