@@ -3,6 +3,7 @@
 #include "app/colours.h"
 #include "app/messages_error.h"
 #include "app/page_tabs.h"
+#include "station/engine_rows.h"
 #include "app/software_settings_form.h"
 
 #include <array>
@@ -39,7 +40,8 @@ struct ValueRow {
     const char* caption; // with the unit the value is shown in
     const char* tip;
 };
-// One caption a row of the engine columns, in the order the columns add their widgets.
+// One caption a row of the engine columns, in the order the columns add their widgets; the value
+// rows from kFirstValueRow take their caption and unit from the station's list of rows.
 constexpr std::array<ValueRow, 21> kValueRows{{
     {"", ""},
     {"Link", "yes: the station answers this engine's replies"},
@@ -48,21 +50,22 @@ constexpr std::array<ValueRow, 21> kValueRows{{
     {"Step", "Step of the start sequence"},
     {"Status", "What the station is doing with the engine"},
     {"", ""},
-    {"Motor M  \u00D730 rpm", "Motor M speed in units of 30 rpm (100 = 3000 rpm)"},
-    {"Fan V1  counts", "Tachometer of fan V1"},
-    {"Fan V2  counts", "Tachometer of fan V2"},
-    {"MAT  \u00B0C", "MAT temperature (DS1621 thermometer)"},
-    {"SHT  \u00B0C", "SHT temperature (DS1621 thermometer)"},
-    {"LPC  AU", "LPC light sensor, arbitrary units"},
-    {"LFC  %", "LFC light sensor"},
-    {"VIS  W/m\u00B2", "VIS sensor: visible light"},
-    {"IR  %", "IR sensor: infrared light"},
-    {"RH  %", "Relative humidity"},
-    {"SBV  V", "Setup battery voltage"},
-    {"VCC  V", "Supply voltage"},
+    {"", "Motor M speed in units of 30 rpm (100 = 3000 rpm)"},
+    {"", "Tachometer of fan V1"},
+    {"", "Tachometer of fan V2"},
+    {"", "MAT temperature (DS1621 thermometer)"},
+    {"", "SHT temperature (DS1621 thermometer)"},
+    {"", "LPC light sensor, arbitrary units"},
+    {"", "LFC light sensor"},
+    {"", "VIS sensor: visible light"},
+    {"", "IR sensor: infrared light"},
+    {"", "Relative humidity"},
+    {"", "Setup battery voltage"},
+    {"", "Supply voltage"},
     {"Power  We", "Power set-point in We: electric watts fed to the magnetron"},
     {"Fault", "The FADEC's fault code and its text"},
 }};
+constexpr int kFirstValueRow = 7;
 constexpr const char* kUnitsLegend =
     "We = electric watts fed to the magnetron    AU = arbitrary units    --- = no live value (link stopped or "
     "lost, no reply yet)";
@@ -367,7 +370,10 @@ void LogWindow::buildCentral()
     grid->setVerticalSpacing(2);
     for (int r = 0; r < static_cast<int>(kValueRows.size()); ++r) {
         const auto& row = kValueRows[static_cast<std::size_t>(r)];
-        auto* l = new QLabel(QString::fromUtf8(row.caption));
+        const int value = r - kFirstValueRow;
+        auto* l = new QLabel(value >= 0 && value < kEngineRows
+                                 ? engineRowName(value) + QStringLiteral("  ") + engineRowUnit(value)
+                                 : QString::fromUtf8(row.caption));
         l->setObjectName(QStringLiteral("RowCaption%1").arg(r));
         l->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
         l->setToolTip(QString::fromUtf8(row.tip));
