@@ -46,7 +46,7 @@ QString TrendGraphPage::valueText(int series, double value, bool atTop)
     return QStringLiteral("%1%2 %3")
         .arg(atTop ? QStringLiteral("\u2265") : QString())
         .arg(value, 0, 'f', 0)
-        .arg(QString::fromUtf8(t.unit));
+        .arg(t.unit());
 }
 
 TrendGraph::TrendGraph(int engine, QWidget* parent)

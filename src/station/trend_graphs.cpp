@@ -1,5 +1,7 @@
 #include "station/trend_graphs.h"
 
+#include "station/engine_rows.h"
+
 #include "recording/named_timer.h"
 
 #include <QDir>
@@ -14,21 +16,17 @@ namespace tarvek {
 
 const std::array<TrendSeries, kTrendSeriesCount>& trendSeries()
 {
-    // The units of the main window's rows: the motor in units of 30 rpm as the FADEC sends it.
-    static const std::array<TrendSeries, kTrendSeriesCount> all{{
-        {"M", "\u00D730 rpm", pos::TachoM, 1.0, 150.0},
-        {"V1", "counts", pos::TachoV1, 1.0, 150.0},
-        {"V2", "counts", pos::TachoV2, 1.0, 150.0},
-        {"MAT", "\u00B0C", pos::Mat, 1.0, 150.0},
-        {"SHT", "\u00B0C", pos::Sht, 1.0, 150.0},
-        {"LPC", "AU", pos::Lpc, 1.0, 255.0},
-        {"LFC", "%", pos::Lfc, 1.0, 100.0},
-        {"VIS", "W/m\u00B2", pos::Vis, 1.0, 255.0},
-        {"IR", "%", pos::Ir, 1.0, 100.0},
-        {"RH", "%", pos::Rh, 1.0, 100.0},
+    // The first ten rows of the main window, in its order and units; the supply voltages are not drawn.
+    static constexpr std::array<TrendSeries, kTrendSeriesCount> all{{
+        {"M", 0, 150.0},  {"V1", 1, 150.0}, {"V2", 2, 150.0}, {"MAT", 3, 150.0}, {"SHT", 4, 150.0},
+        {"LPC", 5, 255.0}, {"LFC", 6, 100.0}, {"VIS", 7, 255.0}, {"IR", 8, 100.0},  {"RH", 9, 100.0},
     }};
     return all;
 }
+
+int TrendSeries::position() const { return engineRows().at(static_cast<std::size_t>(row)).position; }
+
+QString TrendSeries::unit() const { return engineRowUnit(row); }
 
 namespace screenshots {
 
@@ -112,7 +110,7 @@ double TrendGraphs::value(int index, int series) const
     const TrendSeries& s = trendSeries().at(static_cast<std::size_t>(series));
     if (hooks_.live && !hooks_.live(index))
         return std::numeric_limits<double>::quiet_NaN();
-    return tables_.at(index).reported[static_cast<std::size_t>(s.position)] * s.factor;
+    return tables_.at(index).reported[static_cast<std::size_t>(s.position())];
 }
 
 QList<double> TrendGraphs::levels(int index) const
@@ -126,7 +124,7 @@ QList<double> TrendGraphs::levels(int index) const
             out << std::numeric_limits<double>::quiet_NaN();
             continue;
         }
-        const double v = r.reported[static_cast<std::size_t>(s.position)] * s.factor / s.fullScale;
+        const double v = r.reported[static_cast<std::size_t>(s.position())] / s.fullScale;
         out << std::clamp(v, 0.0, 1.0);
     }
     return out;

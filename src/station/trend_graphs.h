@@ -20,14 +20,14 @@ class QTimer;
 
 namespace tarvek {
 
-// One plotted quantity: its record position, the factor to its unit (the main window's) and the
-// value at the top of the picture; a trace is drawn as a share of that.
+// One plotted quantity: a row of the main window (engine_rows.h) with its legend name and the value
+// at the top of the picture; a trace is drawn as a share of that.
 struct TrendSeries {
     const char* name;
-    const char* unit;
-    int position;
-    double factor;
+    int row;
     double fullScale;
+    int position() const; // in LightEngineRecord::reported
+    QString unit() const; // the main window's
 };
 inline constexpr int kTrendSeriesCount = 10;
 const std::array<TrendSeries, kTrendSeriesCount>& trendSeries();
