@@ -7,6 +7,7 @@
 #include "sim/simulator.h"
 #include "test_registry.h"
 
+#include <QFileInfo>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -157,6 +158,28 @@ private slots:
         QCOMPARE(rig.tables.at(3).RunCommand, 2);
     }
 
+    // While the device is gone there is not even a dangling link to open; the station takes the
+    // engine back on its own once the device returns.
+    void aVanishedDeviceIsTakenBackWhenItReturns()
+    {
+        CycleRig rig(false);
+        rig.link->connectLink();
+        QTRY_VERIFY_WITH_TIMEOUT(rig.link->answered(3), 10000);
+        QSignalSpy lost(rig.link.get(), &SerialLink::portLost);
+        const QString device = rig.dir.filePath("ports/COM3");
+        const quint64 othersBefore = rig.link->framesSent(1);
+        rig.engine(3).vanish(1000);
+        QVERIFY(!QFileInfo::exists(device));
+        QVERIFY(!QFileInfo(device).isSymLink());
+        QVERIFY(lost.wait(10000));
+        QCOMPARE(lost.first().at(0).toInt(), 3);
+        const quint64 frames = rig.link->framesSent(3);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.link->framesSent(3) > frames + 2, 20000);
+        QVERIFY(rig.link->portOpen(3));
+        QCOMPARE(rig.tables.at(2).ReplySeen, kSyncValue);
+        QVERIFY(rig.link->framesSent(1) > othersBefore + 2); // the others went on
+    }
+
     void parameterWriteReachesTheSelectedEngineOnce()
     {
         CycleRig rig(false);
@@ -188,7 +211,6 @@ private slots:
         QCOMPARE(int(rig.tables.at(4).ParameterImage[31]), 99);
         QCOMPARE(int(rig.tables.at(4).ParameterImage[30]), int(regs[30]));
     }
-
 };
 
 TARVEK_TEST(FrameCycleTest)
