@@ -55,6 +55,7 @@ private slots:
 
         // Read: only the selected engine is asked, once, and the request is gone after it went out.
         QSignalSpy frames(&rig.station->link(), &SerialLink::frameSent);
+        QSignalSpy status(&rig.station->link(), &SerialLink::statusText);
         rig.editor().readConfig();
         QCOMPARE(rig.station->tables().commandCode, 2);
         QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
@@ -64,6 +65,8 @@ private slots:
         QCOMPARE(rig.editor().value(31), QString("200"));
         QCOMPARE(rig.engines.model(2).counts().parameterReads, 1);
         QCOMPARE(rig.engines.model(1).counts().parameterReads, 0);
+        QCOMPARE(status.size(), 1);
+        QCOMPARE(status.last().at(0).toString(), QString("Reading the settings on LE2 went well ! "));
         // Marked against the saved file, which still holds the defaults.
         QCOMPARE(rig.editor().markCount(), 2);
         QCOMPARE(rig.editor().mark(18), QString("ParamSt.ini: 50"));
@@ -81,6 +84,7 @@ private slots:
         rig.editor().setValue(18, "5"); // an edited value loses its mark
         QVERIFY(rig.editor().mark(18).isEmpty());
         frames.clear();
+        status.clear();
         rig.editor().writeConfig();
         QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
         QVERIFY2(rig.editor().outcome().contains("write confirmed"), qPrintable(rig.editor().outcome()));
@@ -97,6 +101,10 @@ private slots:
         expected[0] = 0;
         QCOMPARE(rig.registersOf(2), "LE2: " + registerTexts(expected).join(' '));
         QCOMPARE(rig.engines.model(2).counts().parameterWrites, 1);
+        for (int n : {1, 3, 4, 5, 6})
+            QCOMPARE(rig.engines.model(n).counts().parameterWrites, 0);
+        QCOMPARE(status.size(), 2); // the write, then its read-back
+        QCOMPARE(status.first().at(0).toString(), QString("Backup completed successfully ! "));
 
         // A register the FADEC does not keep is named after the read-back.
         rig.editor().setValue(21, "9");

@@ -179,38 +179,6 @@ private slots:
         QCOMPARE(rig.tables.at(2).ReplySeen, kSyncValue);
         QVERIFY(rig.link->framesSent(1) > othersBefore + 2); // the others went on
     }
-
-    void parameterWriteReachesTheSelectedEngineOnce()
-    {
-        CycleRig rig(false);
-        rig.link->openPorts();
-        QTRY_VERIFY_WITH_TIMEOUT(rig.model(5).counts().frames > 2, 10000);
-        Registers regs = defaultRegisters();
-        regs[18] = 33;
-        regs[31] = 99;
-        for (std::size_t i = 0; i < regs.size(); ++i)
-            rig.tables.parameterEntries[i] = regs[i];
-        rig.tables.selectedEngine = 5;
-        QSignalSpy status(rig.link.get(), &SerialLink::statusText);
-        rig.tables.commandCode = static_cast<std::uint8_t>(CommandCode::WriteParameters);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.model(5).counts().parameterWrites, 1, 10000);
-        QTRY_VERIFY_WITH_TIMEOUT(rig.model(5).counts().frames > 20, 20000);
-        QCOMPARE(rig.model(5).counts().parameterWrites, 1);
-        QCOMPARE(int(rig.model(5).registers()[18]), 33);
-        QCOMPARE(int(rig.model(5).registers()[31]), 99);
-        for (int n : {1, 2, 3, 4, 6})
-            QCOMPARE(rig.model(n).counts().parameterWrites, 0);
-        QCOMPARE(status.size(), 1);
-        QCOMPARE(status.first().at(0).toString(), QString("Backup completed successfully ! "));
-
-        // And a read brings the block back into the record.
-        rig.tables.commandCode = static_cast<std::uint8_t>(CommandCode::ReadParameters);
-        QTRY_VERIFY_WITH_TIMEOUT(status.size() == 2, 10000);
-        QCOMPARE(status.last().at(0).toString(), QString("Reading the settings on LE5 went well ! "));
-        QCOMPARE(int(rig.tables.at(4).ParameterImage[18]), 33);
-        QCOMPARE(int(rig.tables.at(4).ParameterImage[31]), 99);
-        QCOMPARE(int(rig.tables.at(4).ParameterImage[30]), int(regs[30]));
-    }
 };
 
 TARVEK_TEST(FrameCycleTest)
