@@ -147,45 +147,6 @@ private slots:
         QCOMPARE(outcomes.size(), 2); // "Reading...", then the verdict
     }
 
-    void guardsFilesAndDefaults()
-    {
-        SimulatedEngines none; // ports stay closed
-        ManualClock clock;
-        Station station(none.dir.filePath("alone"), QString(), clock);
-        station.load();
-        QTRY_VERIFY_WITH_TIMEOUT(station.startedUp(), kWaitMs);
-        ParameterEditor& editor = station.parameterEditor();
-        QSignalSpy warnings(&station, &Station::warning);
-
-        // No engine chosen: nothing is done (a closed port's warning is tried on the form).
-        editor.readConfig();
-        QCOMPARE(warnings.size(), 0);
-        // A write to a closed port asks for nothing.
-        station.selectEngine(4);
-        editor.paramDefault();
-        editor.writeConfig();
-        QCOMPARE(warnings.size(), 1);
-        QCOMPARE(station.tables().commandCode, 0);
-        QCOMPARE(editor.exchange(), Exchange::Idle);
-
-        // Defaults saved give the documented 32 lines.
-        editor.paramDefault();
-        QVERIFY(editor.writeConfHdd());
-        QCOMPARE(test::readBytes(station.files().pathOf("\\ParamSt.ini")),
-                 QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
-                            "50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n"));
-
-        // A short file fills what it has; the rest reads "0"; a text that is no number travels as 0.
-        test::writeBytes(station.files().pathOf("\\ParamSt.ini"), "7\r\n8\r\nx9\r\n");
-        editor.readParamHdd();
-        QCOMPARE(editor.values().mid(0, 4), (QStringList{"7", "8", "x9", "0"}));
-        QCOMPARE(editor.values().mid(3), QStringList(29, "0"));
-        QCOMPARE(int(station.tables().parameterEntries[1]), 8);
-        QCOMPARE(int(station.tables().parameterEntries[2]), 0);
-        editor.paramZero();
-        QCOMPARE(editor.values(), QStringList(32, "0"));
-    }
-
     void readOutAndTraceShowTheBytesBothWays()
     {
         QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
