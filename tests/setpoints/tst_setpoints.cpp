@@ -1,14 +1,8 @@
-// The set-point rules without a screen: the file and history of a confirmation, the value entry's
-// checks in their order, and Timer17.
-#include "recording/history.h"
-#include "setpoints/power_setpoints.h"
+// The value entry's checks in their order, and Timer17.
 #include "setpoints/value_entry.h"
-#include "settings/settings_files.h"
 #include "test_registry.h"
-#include "test_support.h"
 
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -17,34 +11,6 @@ using namespace tarvek;
 class SetPointsTest : public QObject {
     Q_OBJECT
 private slots:
-    void confirmationClampsWritesSixLinesAndJournalsChanges()
-    {
-        QTemporaryDir dir;
-        ManualClock clock;
-        SettingsFiles files(dir.path());
-        History history(files, clock);
-        EngineTables tables;
-        PowerSetPoints power(tables, files, history);
-        power.restore({50, 50, 50, 50, 50, 50});
-        QSignalSpy lines(&history, &History::appended);
-
-        QVERIFY(power.confirm({20, 30, 130, 140, 50, 75}));
-        QCOMPARE(test::readBytes(files.pathOf("\\ConsignePW.ini")), QByteArray("30\r\n30\r\n130\r\n130\r\n50\r\n75\r\n"));
-        const std::array<int, 6> stored{30, 30, 130, 130, 50, 75};
-        for (int n = 1; n <= 6; ++n) {
-            QCOMPARE(power.setPoint(n), stored[static_cast<std::size_t>(n - 1)]);
-            QCOMPARE(power.filed(n), stored[static_cast<std::size_t>(n - 1)]);
-        }
-        // LE5 kept its value: five lines, in the history's own layout.
-        QCOMPARE(lines.size(), 5);
-        QCOMPARE(lines.at(0).at(0).toString(),
-                 History::formatLine(clock.timeText(), clock.dateText(), "0", "  PWe LE 1 = 300 We"));
-        QCOMPARE(lines.at(4).at(0).toString().right(21), QString("    PWe LE 6 = 750 We"));
-        // Confirming the same values again changes nothing worth a line.
-        QVERIFY(power.confirm({30, 30, 130, 130, 50, 75}));
-        QCOMPARE(lines.size(), 5);
-    }
-
     void entriesAreCheckedInOrder_data()
     {
         QTest::addColumn<QString>("text");
