@@ -53,11 +53,8 @@ private slots:
         rig.peer(5).send(reply(3));
         QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 34, 5000);
         const QByteArray f = rig.peer(5).received();
-        QCOMPARE(byteAt(f, 1), 3);    // echoed phase
-        QCOMPARE(byteAt(f, 2), 1);    // RunCommand
+        QCOMPARE(byteAt(f, 2), 1);    // RunCommand; the echoes are checked in the frame cycle
         QCOMPARE(byteAt(f, 4), 44);   // not phase 5: the FADEC's own power byte
-        QCOMPARE(byteAt(f, 5), 65);   // echoed
-        QCOMPARE(byteAt(f, 30), 123);
         QCOMPARE(byteAt(f, 31), 4);
         QCOMPARE(f.right(2), QByteArray("\r\n"));
         QCOMPARE(indicator.last().at(1).toBool(), true);
