@@ -76,7 +76,9 @@ private slots:
         QVERIFY(form->findChild<QLabel*>("LabelOutcome")->text().contains("1 differs from ParamSt.ini"));
         WindowRig::save(form, "FadecParameters.png");
 
-        // Read-out of LE2 in both directions.
+        // Read-out of LE2 in both directions: position 8 carries an alarm reset out, the FADEC
+        // reports its relay off.
+        rig.station->tables().at(1).AlarmResetCommand = 1;
         rig.window->action("mnuRFPCtoStamp")->trigger();
         auto* readOut = rig.get<ValeurDesParam>("ValeurDesParam");
         QVERIFY(readOut && readOut->isVisible());
@@ -86,6 +88,7 @@ private slots:
         auto* list2 = readOut->findChild<QListWidget*>("List2");
         QCOMPARE(list2->count(), 33);
         QCOMPARE(list2->item(30)->text(), QString("30   123"));
+        QTRY_COMPARE_WITH_TIMEOUT(list2->item(8)->text(), QString("08     1"), kRigWaitMs);
         QCOMPARE(readOut->findChild<QListWidget*>("List1")->count(), 0);
         // The registers LE1's start read, register 31 first.
         auto* started = readOut->findChild<QListWidget*>("ListParameters");
@@ -95,6 +98,9 @@ private slots:
         rig.window->action("mnuRFStamptoPC")->trigger();
         QCOMPARE(readOut->windowTitle(), QString("Read Fadec IO - Stamp to PC"));
         QVERIFY(readOut->findChild<QRadioButton*>("OptionStampToPc")->isChecked());
+        QCOMPARE(list2->item(8)->text(), QString("08     0"));
+        QCOMPARE(list2->item(26)->text(), IoReadOut::line(26, rig.engines.model(2).statusFields()[pos::StampVersion]));
+        QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
         QCOMPARE(readOut->findChild<QListWidget*>("ListLabels")->item(31)->text(),
                  QString("Enable cooling (M + V1 + V2)        "));
         QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP3"), Qt::LeftButton);
