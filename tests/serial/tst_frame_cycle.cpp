@@ -166,6 +166,8 @@ private slots:
         rig.link->connectLink();
         QTRY_VERIFY_WITH_TIMEOUT(rig.link->answered(3), 10000);
         QSignalSpy lost(rig.link.get(), &SerialLink::portLost);
+        QSignalSpy closed(rig.link.get(), &SerialLink::portClosed);
+        QSignalSpy events(rig.link.get(), &SerialLink::portEvent);
         const QString device = rig.dir.filePath("ports/COM3");
         const quint64 othersBefore = rig.link->framesSent(1);
         rig.engine(3).vanish(1000);
@@ -173,6 +175,10 @@ private slots:
         QVERIFY(!QFileInfo(device).isSymLink());
         QVERIFY(lost.wait(10000));
         QCOMPARE(lost.first().at(0).toInt(), 3);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!rig.link->portOpen(3));
+        QVERIFY(!rig.link->openError(3).isEmpty());
+        QCOMPARE(events.first().at(1).toInt(), 5); // "Data was lost"
         const quint64 frames = rig.link->framesSent(3);
         QTRY_VERIFY_WITH_TIMEOUT(rig.link->framesSent(3) > frames + 2, 20000);
         QVERIFY(rig.link->portOpen(3));

@@ -156,23 +156,6 @@ private slots:
             QCOMPARE(rig.tables.at(k - 1).ReplySeen, 0);
             QCOMPARE(rig.peer(k).received().size(), 34);
         }
-        rig.link->toggleConnection(); // and Connect opens them all again
-        for (int k = 1; k <= 6; ++k)
-            QVERIFY(rig.link->portOpen(k));
-    }
-
-    void aVanishedDeviceClosesItsSlot()
-    {
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.link->openPorts();
-        QSignalSpy closed(rig.link.get(), &SerialLink::portClosed);
-        QSignalSpy events(rig.link.get(), &SerialLink::portEvent);
-        rig.peers[0].reset();
-        QTRY_VERIFY_WITH_TIMEOUT(!rig.link->portOpen(1), 5000);
-        QCOMPARE(closed.count(), 1);
-        QVERIFY(!rig.link->openError(1).isEmpty());
-        QCOMPARE(events.first().at(1).toInt(), 5); // "Data was lost"
     }
 };
 
