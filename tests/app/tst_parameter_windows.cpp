@@ -99,7 +99,8 @@ private slots:
         QCOMPARE(readOut->windowTitle(), QString("Read Fadec IO - Stamp to PC"));
         QVERIFY(readOut->findChild<QRadioButton*>("OptionStampToPc")->isChecked());
         QCOMPARE(list2->item(8)->text(), QString("08     0"));
-        QCOMPARE(list2->item(26)->text(), IoReadOut::line(26, rig.engines.model(2).statusFields()[pos::StampVersion]));
+        const int stampVersion = rig.engines.model(2).statusFields()[pos::StampVersion];
+        QCOMPARE(list2->item(26)->text(), IoReadOut::line(26, stampVersion));
         QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
         QCOMPARE(readOut->findChild<QListWidget*>("ListLabels")->item(31)->text(),
                  QString("Enable cooling (M + V1 + V2)        "));

@@ -138,7 +138,8 @@ private slots:
         // reports. Only a changed value is journaled, so confirming the same again adds nothing.
         const std::array<int, 6> stored{30, 120, 130, 130, 50, 75};
         QVERIFY(station.powerSetPoints().confirm({20, 120, 130, 140, 50, 75}));
-        QCOMPARE(test::readBytes(station.files().pathOf("\\ConsignePW.ini")), QByteArray("30\r\n120\r\n130\r\n130\r\n50\r\n75\r\n"));
+        QCOMPARE(test::readBytes(station.files().pathOf("\\ConsignePW.ini")),
+                 QByteArray("30\r\n120\r\n130\r\n130\r\n50\r\n75\r\n"));
         for (int n = 1; n <= 6; ++n) {
             QCOMPARE(int(station.tables().at(n - 1).PowerSetPoint), stored[static_cast<std::size_t>(n - 1)]);
             QCOMPARE(station.powerSetPoints().filed(n), stored[static_cast<std::size_t>(n - 1)]);
@@ -167,7 +168,8 @@ private slots:
         QCOMPARE(history.count("    PWe LE 2 = 1200 We"), 1);
         QCOMPARE(history.count("    M speed LE 2 = 3000 rpm"), 1);
         QCOMPARE(history.count("PWe LE"), 5); // LE5 kept its value
-        QVERIFY(history.contains(History::formatLine(clock.timeText(), clock.dateText(), "0", "  PWe LE 1 = 300 We")));
+        QVERIFY(history.contains(
+            History::formatLine(clock.timeText(), clock.dateText(), "0", "  PWe LE 1 = 300 We")));
         QVERIFY(history.contains("    PWe LE 6 = 750 We"));
     }
 };
