@@ -11,36 +11,27 @@ using namespace tarvek;
 class SetPointsTest : public QObject {
     Q_OBJECT
 private slots:
+    // The motor speed's limits compared as texts; a register's, compared as numbers, are typed into
+    // the Saisie form in the FadecParameters case, and 12.5, 999 and 10000 in the set-point forms'.
     void entriesAreCheckedInOrder_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("minimum");
-        QTest::addColumn<QString>("maximum");
-        QTest::addColumn<bool>("motor");
         QTest::addColumn<QString>("refusal"); // empty: accepted
-        // 12.5, 999 and 10000 are typed into the Saisie form in the set-point forms' case.
         const QString limits = entry_texts::kOutsideLimits, digits = entry_texts::kNotDigits;
-        QTest::newRow("1000") << "1000" << "1000" << "4000" << true << "";
-        QTest::newRow("4000") << "4000" << "1000" << "4000" << true << "";
-        QTest::newRow("4001") << "4001" << "1000" << "4000" << true << limits;
-        QTest::newRow("-5") << "-5" << "1000" << "4000" << true << digits;
-        QTest::newRow("blank inside") << "30 0" << "1000" << "4000" << true << digits;
-        QTest::newRow("empty sorts below the minimum") << "" << "1000" << "4000" << true << limits;
-        // A register: no motor check, and the texts decide alone.
-        QTest::newRow("register 200") << "200" << "0" << "255" << false << "";
-        QTest::newRow("register 99 sorts above 255") << "99" << "0" << "255" << false << limits;
-        QTest::newRow("register 10000 passes the texts") << "10000" << "0" << "255" << false << "";
+        QTest::newRow("1000") << "1000" << "";
+        QTest::newRow("4000") << "4000" << "";
+        QTest::newRow("4001") << "4001" << limits;
+        QTest::newRow("-5") << "-5" << digits;
+        QTest::newRow("blank inside") << "30 0" << digits;
+        QTest::newRow("empty sorts below the minimum") << "" << limits;
     }
     void entriesAreCheckedInOrder()
     {
         QFETCH(QString, text);
-        QFETCH(QString, minimum);
-        QFETCH(QString, maximum);
-        QFETCH(bool, motor);
         QFETCH(QString, refusal);
         ValueEntry entry;
         QStringList accepted;
-        entry.open({"hint", minimum, maximum, motor, [&](const QString& t) { accepted << t; }});
+        entry.open({"hint", "1000", "4000", true, [&](const QString& t) { accepted << t; }});
         QSignalSpy warnings(&entry, &ValueEntry::warning);
         QSignalSpy closed(&entry, &ValueEntry::closed);
         QCOMPARE(entry.validate(text), refusal.isEmpty());
