@@ -76,7 +76,9 @@ private slots:
         QVERIFY(form->findChild<QLabel*>("LabelOutcome")->text().contains("1 differs from ParamSt.ini"));
         WindowRig::save(form, "FadecParameters.png");
 
-        // Read-out of LE2 in both directions.
+        // Read-out of LE2 in both directions: position 8 carries an alarm reset out, the FADEC
+        // reports its relay off.
+        rig.station->tables().at(1).AlarmResetCommand = 1;
         rig.window->action("mnuRFPCtoStamp")->trigger();
         auto* readOut = rig.get<ValeurDesParam>("ValeurDesParam");
         QVERIFY(readOut && readOut->isVisible());
@@ -86,6 +88,7 @@ private slots:
         auto* list2 = readOut->findChild<QListWidget*>("List2");
         QCOMPARE(list2->count(), 33);
         QCOMPARE(list2->item(30)->text(), QString("30   123"));
+        QTRY_COMPARE_WITH_TIMEOUT(list2->item(8)->text(), QString("08     1"), kRigWaitMs);
         QCOMPARE(readOut->findChild<QListWidget*>("List1")->count(), 0);
         // The registers LE1's start read, register 31 first.
         auto* started = readOut->findChild<QListWidget*>("ListParameters");
@@ -95,6 +98,10 @@ private slots:
         rig.window->action("mnuRFStamptoPC")->trigger();
         QCOMPARE(readOut->windowTitle(), QString("Read Fadec IO - Stamp to PC"));
         QVERIFY(readOut->findChild<QRadioButton*>("OptionStampToPc")->isChecked());
+        QCOMPARE(list2->item(8)->text(), QString("08     0"));
+        const int stampVersion = rig.engines.model(2).statusFields()[pos::StampVersion];
+        QCOMPARE(list2->item(26)->text(), IoReadOut::line(26, stampVersion));
+        QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
         QCOMPARE(readOut->findChild<QListWidget*>("ListLabels")->item(31)->text(),
                  QString("Enable cooling (M + V1 + V2)        "));
         QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP3"), Qt::LeftButton);
@@ -162,32 +169,59 @@ private slots:
         WindowRig::save(form, "FadecParametersAlone.png");
     }
 
-    void closedPortWarnsFromTheForms()
+    // With the ports closed, reading or writing warns and leaves no request behind; the file
+    // buttons save the factory values and load what a file holds.
+    void closedPortWarnsAndTheFileButtonsWork()
     {
         WindowRig rig;
         QVERIFY(rig.start(false));
         QVERIFY(rig.station->logIn("dolphin"));
+        ParameterEditor& editor = rig.station->parameterEditor();
+        QSignalSpy warnings(rig.station.get(), &Station::warning);
+        editor.readConfig(); // no engine chosen: nothing is done
+        QCOMPARE(warnings.size(), 0);
         rig.station->selectEngine(5);
         FadecParameters* form = rig.window->openFadecParameters();
-        QTest::mouseClick(form->findChild<QPushButton*>("ParamDefault"), Qt::LeftButton);
+        const auto click = [form](const char* name) {
+            QTest::mouseClick(form->findChild<QPushButton*>(name), Qt::LeftButton);
+        };
+        click("ParamDefault");
         QCOMPARE(form->findChild<QLineEdit*>("Text40")->text(), QString("16"));
-        QTest::mouseClick(form->findChild<QPushButton*>("ReadConfig"), Qt::LeftButton);
+        click("WriteConfHdd");
+        QCOMPARE(test::readBytes(rig.station->files().pathOf("\\ParamSt.ini")),
+                 QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
+                            "50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n"));
+        for (const char* exchange : {"WriteConfig", "ReadConfig"}) {
+            click(exchange);
+            QCOMPARE(warnings.size(), 1);
+            warnings.clear();
+            QMessageBox* box = lastWarning(rig.window.get());
+            QVERIFY(box);
+            QCOMPARE(box->windowTitle(), QString(" Warning ! "));
+            QCOMPARE(box->text(), QString("The Port Com5 is not activated ! "));
+            QCOMPARE(rig.station->tables().commandCode, 0); // no request left behind
+            QCOMPARE(editor.exchange(), ParameterEditor::Exchange::Idle);
+            box->close();
+        }
         QCOMPARE(form->findChild<QLineEdit*>("Text40")->text(), QString("0"));
-        QMessageBox* box = lastWarning(rig.window.get());
-        QVERIFY(box);
-        QCOMPARE(box->windowTitle(), QString(" Warning ! "));
-        QCOMPARE(box->text(), QString("The Port Com5 is not activated ! "));
-        QCOMPARE(rig.station->tables().commandCode, 0); // no request left behind
-        QCOMPARE(rig.station->parameterEditor().exchange(), ParameterEditor::Exchange::Idle);
-        box->close();
+
+        // A short file fills what it has; the rest reads "0"; a text that is no number travels as 0.
+        test::writeBytes(rig.station->files().pathOf("\\ParamSt.ini"), "7\r\n8\r\nx9\r\n");
+        click("ReadParamHdd");
+        QCOMPARE(editor.values().mid(0, 4), (QStringList{"7", "8", "x9", "0"}));
+        QCOMPARE(editor.values().mid(3), QStringList(29, "0"));
+        QCOMPARE(int(rig.station->tables().parameterEntries[1]), 8);
+        QCOMPARE(int(rig.station->tables().parameterEntries[2]), 0);
+        click("ParamZero");
+        QCOMPARE(editor.values(), QStringList(32, "0"));
 
         ValeurDesParam* readOut = rig.window->openValeurDesParam(true);
         QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP3"), Qt::LeftButton);
-        box = lastWarning(rig.window.get());
+        QMessageBox* box = lastWarning(rig.window.get());
         QVERIFY(box);
         QCOMPARE(box->text(), QString("The Port Com3 is not activated ! "));
         QCOMPARE(readOut->findChild<QListWidget*>("List3")->count(), 0);
-        QTest::mouseClick(form->findChild<QPushButton*>("CDMQuitter"), Qt::LeftButton);
+        click("CDMQuitter");
         QVERIFY(!form->isVisible());
     }
 };

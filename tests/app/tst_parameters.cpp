@@ -1,4 +1,4 @@
-// The FADEC parameters, the raw read-out and the protocol trace, end to end against the simulator.
+// The FADEC parameters and the protocol trace, end to end against the simulator.
 #include "station/station.h"
 #include "simulated_station.h"
 #include "test_registry.h"
@@ -55,6 +55,7 @@ private slots:
 
         // Read: only the selected engine is asked, once, and the request is gone after it went out.
         QSignalSpy frames(&rig.station->link(), &SerialLink::frameSent);
+        QSignalSpy status(&rig.station->link(), &SerialLink::statusText);
         rig.editor().readConfig();
         QCOMPARE(rig.station->tables().commandCode, 2);
         QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
@@ -64,6 +65,8 @@ private slots:
         QCOMPARE(rig.editor().value(31), QString("200"));
         QCOMPARE(rig.engines.model(2).counts().parameterReads, 1);
         QCOMPARE(rig.engines.model(1).counts().parameterReads, 0);
+        QCOMPARE(status.size(), 1);
+        QCOMPARE(status.last().at(0).toString(), QString("Reading the settings on LE2 went well ! "));
         // Marked against the saved file, which still holds the defaults.
         QCOMPARE(rig.editor().markCount(), 2);
         QCOMPARE(rig.editor().mark(18), QString("ParamSt.ini: 50"));
@@ -81,6 +84,7 @@ private slots:
         rig.editor().setValue(18, "5"); // an edited value loses its mark
         QVERIFY(rig.editor().mark(18).isEmpty());
         frames.clear();
+        status.clear();
         rig.editor().writeConfig();
         QTRY_COMPARE_WITH_TIMEOUT(rig.editor().exchange(), Exchange::Idle, kWaitMs);
         QVERIFY2(rig.editor().outcome().contains("write confirmed"), qPrintable(rig.editor().outcome()));
@@ -97,6 +101,10 @@ private slots:
         expected[0] = 0;
         QCOMPARE(rig.registersOf(2), "LE2: " + registerTexts(expected).join(' '));
         QCOMPARE(rig.engines.model(2).counts().parameterWrites, 1);
+        for (int n : {1, 3, 4, 5, 6})
+            QCOMPARE(rig.engines.model(n).counts().parameterWrites, 0);
+        QCOMPARE(status.size(), 2); // the write, then its read-back
+        QCOMPARE(status.first().at(0).toString(), QString("Backup completed successfully ! "));
 
         // A register the FADEC does not keep is named after the read-back.
         rig.editor().setValue(21, "9");
@@ -137,71 +145,6 @@ private slots:
         QCOMPARE(rig.editor().outcome(), said);
         QCOMPARE(rig.station->tables().commandCode, 0);
         QCOMPARE(outcomes.size(), 2); // "Reading...", then the verdict
-    }
-
-    void guardsFilesAndDefaults()
-    {
-        SimulatedEngines none; // ports stay closed
-        ManualClock clock;
-        Station station(none.dir.filePath("alone"), QString(), clock);
-        station.load();
-        QTRY_VERIFY_WITH_TIMEOUT(station.startedUp(), kWaitMs);
-        ParameterEditor& editor = station.parameterEditor();
-        QSignalSpy warnings(&station, &Station::warning);
-
-        // No engine chosen: nothing is done (a closed port's warning is tried on the form).
-        editor.readConfig();
-        QCOMPARE(warnings.size(), 0);
-        // A write to a closed port asks for nothing.
-        station.selectEngine(4);
-        editor.paramDefault();
-        editor.writeConfig();
-        QCOMPARE(warnings.size(), 1);
-        QCOMPARE(station.tables().commandCode, 0);
-        QCOMPARE(editor.exchange(), Exchange::Idle);
-
-        // Defaults saved give the documented 32 lines.
-        editor.paramDefault();
-        QVERIFY(editor.writeConfHdd());
-        QCOMPARE(test::readBytes(station.files().pathOf("\\ParamSt.ini")),
-                 QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
-                            "50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n"));
-
-        // A short file fills what it has; the rest reads "0"; a text that is no number travels as 0.
-        test::writeBytes(station.files().pathOf("\\ParamSt.ini"), "7\r\n8\r\nx9\r\n");
-        editor.readParamHdd();
-        QCOMPARE(editor.values().mid(0, 4), (QStringList{"7", "8", "x9", "0"}));
-        QCOMPARE(editor.values().mid(3), QStringList(29, "0"));
-        QCOMPARE(int(station.tables().parameterEntries[1]), 8);
-        QCOMPARE(int(station.tables().parameterEntries[2]), 0);
-        editor.paramZero();
-        QCOMPARE(editor.values(), QStringList(32, "0"));
-    }
-
-    void readOutLinesAndDirections()
-    {
-        QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
-        QCOMPARE(IoReadOut::line(3, 255), QString("03   255"));
-        QCOMPARE(IoReadOut::line(32, 0), QString("32     0"));
-        QCOMPARE(IoReadOut::labels()[29], QString("Frequency Tacho V2  "));
-
-        Rig rig;
-        QVERIFY(rig.start());
-        IoReadOut& readOut = rig.station->ioReadOut();
-        rig.station->tables().at(1).AlarmResetCommand = 1; // sent at position 8; the FADEC reports its relay off
-        QVERIFY(readOut.read(2));
-        QCOMPARE(readOut.lastEngine(), 2);
-        QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(1).lastSent[8]), 1, kWaitMs);
-        QStringList sent;
-        readOut.setDirection(IoReadOut::Direction::PcToStamp);
-        sent = readOut.lines(2);
-        readOut.setDirection(IoReadOut::Direction::StampToPc);
-        const QStringList received = readOut.lines(2);
-        QCOMPARE(received.size(), 33);
-        QCOMPARE(received[8], QString("08     0"));
-        QCOMPARE(sent[8], QString("08     1"));
-        QCOMPARE(received[30], QString("30   123"));
-        QCOMPARE(received[26], IoReadOut::line(26, rig.engines.model(2).statusFields()[pos::StampVersion]));
     }
 
     void traceShowsTheBytesBothWays()

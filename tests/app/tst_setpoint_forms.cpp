@@ -27,10 +27,10 @@ int sent(const sim::FadecModel& m, int position) { return static_cast<unsigned c
 class SetPointFormsTest : public QObject {
     Q_OBJECT
 private slots:
-    // One past the top: clamped, stored, filed and shown on the main window.
-    void slidersClampAndReachTheMainWindow()
+    // The keyboard moves one slider, or all six in a group; quitting stores nothing. One past the
+    // top is clamped, stored, filed and shown on the main window.
+    void slidersMoveAndWhatIsValidatedReachesTheMainWindow()
     {
-        const int moved = 140, stored = 130;
         WindowRig rig;
         QVERIFY(rig.start(false));
         rig.station->selectEngine(3);
@@ -38,41 +38,34 @@ private slots:
         auto* form = rig.get<PW6Sliders>("PW6Sliders");
         QVERIFY(form && form->isVisible());
         QCOMPARE(form->windowTitle(), QString(" PWe in Individual or Group"));
-        auto* slider = form->findChild<QSlider*>("SliderPW3");
-        QCOMPARE(form->focusWidget(), slider);
-        slider->setValue(moved);
-        QTest::mouseClick(form->findChild<QPushButton*>("PWValide"), Qt::LeftButton);
-        QVERIFY(!form->isVisible());
-        QCOMPARE(int(rig.station->tables().at(2).PowerSetPoint), stored);
-        QCOMPARE(rig.station->powerSetPoints().filed(3), stored);
-        QCOMPARE(test::readBytes(rig.station->files().pathOf("\\ConsignePW.ini")).split('\n').at(2), QByteArray::number(stored) + "\r");
-        QCOMPARE(rig.get<QLabel>("LE3Power")->text(), QString("%1 We").arg(stored * 10));
-    }
-
-    void keyboardGroupAndPresetMoveTheSliders()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(false));
-        PW6Sliders* form = rig.window->openPowerSetPoints();
         const auto slider = [form](int n) { return form->findChild<QSlider*>(QString("SliderPW%1").arg(n)); };
         const auto label = [form](int n) { return form->findChild<QLabel*>(QString("LabelPW%1").arg(n))->text(); };
+        QCOMPARE(form->focusWidget(), slider(3));
         QCOMPARE(label(1), QString("500 We"));
-        // Single LE: the keyboard moves one engine, and its label follows at once.
         QTest::keyClick(slider(2), Qt::Key_Up);
         QTest::keyClick(slider(2), Qt::Key_PageUp);
         QCOMPARE(label(2), QString("610 We"));
         QCOMPARE(label(1), QString("500 We"));
         QTest::mouseClick(form->findChild<QPushButton*>("PresetEgal"), Qt::LeftButton);
         QCOMPARE(form->shown(), (std::array<int, 6>{61, 61, 61, 61, 61, 61}));
-        // Group LE: one slider moves all six.
         form->findChild<QRadioButton*>("OptionGroup")->setChecked(true);
         QTest::keyClick(slider(5), Qt::Key_Down);
         QCOMPARE(form->shown(), (std::array<int, 6>{60, 60, 60, 60, 60, 60}));
         QCOMPARE(label(6), QString("600 We"));
         rig.save(form, "PW6Sliders.png");
-        // Closed without validating: nothing stored.
         form->findChild<QPushButton*>("PWQuitter")->click();
         QCOMPARE(int(rig.station->tables().at(0).PowerSetPoint), 50);
+
+        const int moved = 140, stored = 130;
+        rig.get<QPushButton>("PowerSetPoints")->click();
+        QVERIFY(form->isVisible());
+        slider(3)->setValue(moved);
+        QTest::mouseClick(form->findChild<QPushButton*>("PWValide"), Qt::LeftButton);
+        QVERIFY(!form->isVisible());
+        QCOMPARE(int(rig.station->tables().at(2).PowerSetPoint), stored);
+        QCOMPARE(rig.station->powerSetPoints().filed(3), stored);
+        QCOMPARE(test::readBytes(rig.station->files().pathOf("\\ConsignePW.ini")).split('\n').at(2), QByteArray::number(stored) + "\r");
+        QCOMPARE(rig.get<QLabel>("LE3Power")->text(), QString("%1 We").arg(stored * 10));
     }
 
     void motorSpeedEntryShowsEachMessageThenStores()
@@ -141,10 +134,17 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(1).everReported, kCycleWaitMs);
         sim::FadecModel& le2 = engines.model(2);
 
-        // At rest: stored and filed at once, but position 4 keeps echoing what the FADEC reports.
-        station.powerSetPoints().confirm({50, 120, 50, 50, 50, 50});
-        QCOMPARE(station.tables().at(1).PowerSetPoint, 120);
-        QCOMPARE(test::readBytes(station.files().pathOf("\\ConsignePW.ini")), QByteArray("50\r\n120\r\n50\r\n50\r\n50\r\n50\r\n"));
+        // At rest: clamped, stored and filed at once, but position 4 keeps echoing what the FADEC
+        // reports. Only a changed value is journaled, so confirming the same again adds nothing.
+        const std::array<int, 6> stored{30, 120, 130, 130, 50, 75};
+        QVERIFY(station.powerSetPoints().confirm({20, 120, 130, 140, 50, 75}));
+        QCOMPARE(test::readBytes(station.files().pathOf("\\ConsignePW.ini")),
+                 QByteArray("30\r\n120\r\n130\r\n130\r\n50\r\n75\r\n"));
+        for (int n = 1; n <= 6; ++n) {
+            QCOMPARE(int(station.tables().at(n - 1).PowerSetPoint), stored[static_cast<std::size_t>(n - 1)]);
+            QCOMPARE(station.powerSetPoints().filed(n), stored[static_cast<std::size_t>(n - 1)]);
+        }
+        QVERIFY(station.powerSetPoints().confirm(stored));
         const quint64 replies = station.link().repliesReceived(2);
         QTRY_VERIFY_WITH_TIMEOUT(station.link().repliesReceived(2) > replies + 5, kCycleWaitMs);
         QCOMPARE(sent(le2, pos::Power), 50);
@@ -167,7 +167,10 @@ private slots:
         const QString history = QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")));
         QCOMPARE(history.count("    PWe LE 2 = 1200 We"), 1);
         QCOMPARE(history.count("    M speed LE 2 = 3000 rpm"), 1);
-        QCOMPARE(history.count("PWe LE"), 1);
+        QCOMPARE(history.count("PWe LE"), 5); // LE5 kept its value
+        QVERIFY(history.contains(
+            History::formatLine(clock.timeText(), clock.dateText(), "0", "  PWe LE 1 = 300 We")));
+        QVERIFY(history.contains("    PWe LE 6 = 750 We"));
     }
 };
 

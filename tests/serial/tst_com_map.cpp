@@ -77,24 +77,20 @@ private slots:
         QCOMPARE(map.deviceFor(1), ComMap::defaultDevice(1));
     }
 
-    void missingFileIsCreatedEmpty()
+    // A missing file is created empty; a file names devices line by line, the command line wins,
+    // and a saved file reads back without the command line's devices.
+    void theFileOfDevices()
     {
         QTemporaryDir dir;
         SettingsFiles files(dir.path());
+        const QString path = files.pathOf(ComMap::fileName());
         ComMap map;
         map.load(files);
         QCOMPARE(test::readBytes(dir.filePath("ComDevices.ini")), QByteArray("\r\n").repeated(14));
         QCOMPARE(map.deviceFor(14), ComMap::defaultDevice(14));
         QVERIFY(!SettingsFiles::entry(ComMap::fileName())); // a file of its own, not an old one
-    }
 
-    void fileNamesDevicesAndTheCommandLineWins()
-    {
-        QTemporaryDir dir;
-        SettingsFiles files(dir.path());
-        test::writeBytes(files.pathOf(ComMap::fileName()),
-                         "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n/dev/tty\x01S5\r\n");
-        ComMap map;
+        test::writeBytes(path, "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n/dev/tty\x01S5\r\n");
         map.applyOverride("3=/dev/ttyACM0");
         // A line no device could be named by is told, naming it, and leaves its port with no device;
         // the file is not read as defaults, which would open other devices.
@@ -112,27 +108,21 @@ private slots:
         QCOMPARE(map.deviceFor(3), "/dev/ttyACM0");           // command line over file
         QCOMPARE(map.deviceFor(4), "/dev/quoted");
         QCOMPARE(map.deviceFor(6), ComMap::defaultDevice(6)); // short file: default
-    }
 
-    void savedFileReadsBack()
-    {
-        QTemporaryDir dir;
-        SettingsFiles files(dir.path());
-        ComMap map;
         map.setFileDevice(2, "/dev/ttyUSB1");
         map.setFileDevice(14, " /dev/ttyUSB9 ");
         map.applyOverride("5=/dev/not-saved");
         QVERIFY(map.save(files));
-        const QByteArray bytes = test::readBytes(files.pathOf(ComMap::fileName()));
+        const QByteArray bytes = test::readBytes(path);
         QCOMPARE(bytes.count("\r\n"), 14);
-        QVERIFY(bytes.startsWith("\r\n/dev/ttyUSB1\r\n"));
+        QVERIFY(bytes.startsWith("/dev/ttyUSB0\r\n/dev/ttyUSB1\r\n"));
         QVERIFY(bytes.endsWith("\r\n/dev/ttyUSB9\r\n"));
         QVERIFY(!bytes.contains("not-saved"));
         ComMap back;
         back.load(files);
         QCOMPARE(back.deviceFor(2), "/dev/ttyUSB1");
         QCOMPARE(back.deviceFor(14), "/dev/ttyUSB9");
-        QCOMPARE(back.deviceFor(5), ComMap::defaultDevice(5));
+        QCOMPARE(back.deviceFor(3), "sim/COM3");
     }
 };
 

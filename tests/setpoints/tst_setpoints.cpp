@@ -1,14 +1,8 @@
-// The set-point rules without a screen: the file and history of a confirmation, the value entry's
-// checks in their order, and Timer17.
-#include "recording/history.h"
-#include "setpoints/power_setpoints.h"
+// The value entry's checks in their order, and Timer17.
 #include "setpoints/value_entry.h"
-#include "settings/settings_files.h"
 #include "test_registry.h"
-#include "test_support.h"
 
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -17,67 +11,27 @@ using namespace tarvek;
 class SetPointsTest : public QObject {
     Q_OBJECT
 private slots:
-    void confirmationClampsWritesSixLinesAndJournalsChanges()
-    {
-        QTemporaryDir dir;
-        ManualClock clock;
-        SettingsFiles files(dir.path());
-        History history(files, clock);
-        EngineTables tables;
-        PowerSetPoints power(tables, files, history);
-        power.restore({50, 50, 50, 50, 50, 50});
-        QSignalSpy lines(&history, &History::appended);
-
-        QVERIFY(power.confirm({20, 30, 130, 140, 50, 75}));
-        QCOMPARE(test::readBytes(files.pathOf("\\ConsignePW.ini")), QByteArray("30\r\n30\r\n130\r\n130\r\n50\r\n75\r\n"));
-        const std::array<int, 6> stored{30, 30, 130, 130, 50, 75};
-        for (int n = 1; n <= 6; ++n) {
-            QCOMPARE(power.setPoint(n), stored[static_cast<std::size_t>(n - 1)]);
-            QCOMPARE(power.filed(n), stored[static_cast<std::size_t>(n - 1)]);
-        }
-        // LE5 kept its value: five lines, in the history's own layout.
-        QCOMPARE(lines.size(), 5);
-        QCOMPARE(lines.at(0).at(0).toString(),
-                 History::formatLine(clock.timeText(), clock.dateText(), "0", "  PWe LE 1 = 300 We"));
-        QCOMPARE(lines.at(4).at(0).toString().right(21), QString("    PWe LE 6 = 750 We"));
-        // Confirming the same values again changes nothing worth a line.
-        QVERIFY(power.confirm({30, 30, 130, 130, 50, 75}));
-        QCOMPARE(lines.size(), 5);
-    }
-
+    // The motor speed's limits compared as texts; a register's, compared as numbers, are typed into
+    // the Saisie form in the FadecParameters case, and 12.5, 999 and 10000 in the set-point forms'.
     void entriesAreCheckedInOrder_data()
     {
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("minimum");
-        QTest::addColumn<QString>("maximum");
-        QTest::addColumn<bool>("motor");
         QTest::addColumn<QString>("refusal"); // empty: accepted
-        const QString speed = entry_texts::kOutsideMotorRange, limits = entry_texts::kOutsideLimits,
-                      digits = entry_texts::kNotDigits;
-        QTest::newRow("1000") << "1000" << "1000" << "4000" << true << "";
-        QTest::newRow("4000") << "4000" << "1000" << "4000" << true << "";
-        QTest::newRow("999 sorts above the maximum") << "999" << "1000" << "4000" << true << limits;
-        QTest::newRow("4001") << "4001" << "1000" << "4000" << true << limits;
-        QTest::newRow("10000 passes the text, not the number") << "10000" << "1000" << "4000" << true << speed;
-        QTest::newRow("-5") << "-5" << "1000" << "4000" << true << digits;
-        QTest::newRow("12.5") << "12.5" << "1000" << "4000" << true << digits;
-        QTest::newRow("blank inside") << "30 0" << "1000" << "4000" << true << digits;
-        QTest::newRow("empty sorts below the minimum") << "" << "1000" << "4000" << true << limits;
-        // A register: no motor check, and the texts decide alone.
-        QTest::newRow("register 200") << "200" << "0" << "255" << false << "";
-        QTest::newRow("register 99 sorts above 255") << "99" << "0" << "255" << false << limits;
-        QTest::newRow("register 10000 passes the texts") << "10000" << "0" << "255" << false << "";
+        const QString limits = entry_texts::kOutsideLimits, digits = entry_texts::kNotDigits;
+        QTest::newRow("1000") << "1000" << "";
+        QTest::newRow("4000") << "4000" << "";
+        QTest::newRow("4001") << "4001" << limits;
+        QTest::newRow("-5") << "-5" << digits;
+        QTest::newRow("blank inside") << "30 0" << digits;
+        QTest::newRow("empty sorts below the minimum") << "" << limits;
     }
     void entriesAreCheckedInOrder()
     {
         QFETCH(QString, text);
-        QFETCH(QString, minimum);
-        QFETCH(QString, maximum);
-        QFETCH(bool, motor);
         QFETCH(QString, refusal);
         ValueEntry entry;
         QStringList accepted;
-        entry.open({"hint", minimum, maximum, motor, [&](const QString& t) { accepted << t; }});
+        entry.open({"hint", "1000", "4000", true, [&](const QString& t) { accepted << t; }});
         QSignalSpy warnings(&entry, &ValueEntry::warning);
         QSignalSpy closed(&entry, &ValueEntry::closed);
         QCOMPARE(entry.validate(text), refusal.isEmpty());

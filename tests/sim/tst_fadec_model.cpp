@@ -74,18 +74,28 @@ private slots:
         QTest::addColumn<int>("z1");
         QTest::addColumn<int>("z2");
         QTest::addColumn<int>("z3");
-        QTest::newRow("factory") << 50 << 20 << 15;
-        QTest::newRow("short") << 1 << 2 << 3;
-        QTest::newRow("no ramp") << 4 << 0 << 2;
+        QTest::addColumn<bool>("refused");
+        QTest::newRow("factory") << 50 << 20 << 15 << false;
+        QTest::newRow("short") << 1 << 2 << 3 << false;
+        QTest::newRow("no ramp") << 4 << 0 << 2 << false;
+        QTest::newRow("overflows a byte") << 200 << 50 << 10 << true;
     }
     void startPhasesAreTimedByTheRegisters()
     {
         QFETCH(int, z1);
         QFETCH(int, z2);
         QFETCH(int, z3);
+        QFETCH(bool, refused);
         Bench b;
         b.withRegisters(z1, z2, z3);
         QVERIFY(b.requestStart());
+        if (refused) {
+            b.fadec.advance(1000);
+            b.exchange();
+            QCOMPARE(b.record().Phase, 0);
+            QCOMPARE(b.record().FaultCode, 17);
+            return;
+        }
         QCOMPARE(b.fadec.phase(), 1);
 
         const int durations[] = {z1 * 100, z2 * 100, z3 * 100, kWarmUpMs};
@@ -110,28 +120,27 @@ private slots:
         QCOMPARE(b.fadec.phase(), 5); // runs until told to stop
     }
 
-    void startTimesThatOverflowAByteRefuseTheStart()
-    {
-        Bench b;
-        b.withRegisters(200, 50, 10);
-        b.requestStart();
-        b.fadec.advance(1000);
-        b.exchange();
-        QCOMPARE(b.record().Phase, 0);
-        QCOMPARE(b.record().FaultCode, 17);
-    }
-
+    // A stop cools down to rest and refuses a start meanwhile. A reply of type 2 on the way gives
+    // the station its fields but not its phase.
     void stopCoolsDownToRestAndRefusesAStartMeanwhile()
     {
         Bench b;
         b.runUp();
         QCOMPARE(b.fadec.phase(), 5);
+        b.fadec.setReplyType(2);
         b.record().RunCommand = 2;
         b.exchange();
         QCOMPARE(b.fadec.phase(), 6);
         b.exchange();
-        QCOMPARE(b.record().Phase, 6);
+        QVERIFY(b.last.good);
+        QCOMPARE(b.last.replyType, 2);
+        QCOMPARE(b.record().Phase, 5);
         QCOMPARE(b.record().FaultCode, 18); // "Stop activated"
+        QCOMPARE(b.record().ReplyType, 0);
+        b.fadec.setReplyType(0);
+        b.exchange();
+        QCOMPARE(b.record().Phase, 6);
+        QCOMPARE(b.record().FaultCode, 18);
         b.record().RunCommand = 1;
         b.exchange();
         b.exchange();
@@ -177,59 +186,51 @@ private slots:
         QCOMPARE(b.record().reported[pos::Power], reported);
     }
 
-    void tachometersFollowTheMotorSetPoint_data()
+    // Running, the motor follows its set-point; at rest motor and fans turn only when position 31
+    // asks for cooling (1), never for any other mode.
+    void motorAndFansFollowTheSetPoint_data()
     {
-        QTest::addColumn<int>("setPoint");
-        QTest::addColumn<int>("expected");
-        QTest::addColumn<int>("fault");
-        QTest::newRow("none: fixed speed") << 0 << kFixedMotorSpeed << 20;
-        QTest::newRow("1000 rpm") << 33 << 33 << 20;
-        QTest::newRow("4000 rpm") << 133 << 133 << 20;
-        QTest::newRow("4500 rpm: overspeed") << 150 << 150 << 9;
-    }
-    void tachometersFollowTheMotorSetPoint()
-    {
-        QFETCH(int, setPoint);
-        QFETCH(int, expected);
-        QFETCH(int, fault);
-        Bench b;
-        b.record().MotorSpeedSetPoint = static_cast<std::uint8_t>(setPoint);
-        b.runUp();
-        b.fadec.advance(10000);
-        b.exchange();
-        QCOMPARE(b.record().reported[pos::MotorSpeedSetPoint], setPoint);
-        QVERIFY(std::abs(b.record().reported[pos::TachoM] - expected) <= 1);
-        QVERIFY(b.record().reported[pos::TachoV1] > 0);
-        QVERIFY(b.record().reported[pos::TachoV2] > 0);
-        QCOMPARE(b.record().FaultCode, fault);
-    }
-
-    // Position 31 at 1 turns motor and fans with the lamp at rest; any other value leaves them still.
-    void coolingAtRestTurnsMotorAndFans_data()
-    {
+        QTest::addColumn<bool>("running");
         QTest::addColumn<int>("mode");
-        QTest::addColumn<bool>("turning");
-        QTest::newRow("cooling enabled") << 1 << true;
-        QTest::newRow("none") << 0 << false;
-        QTest::newRow("regulation mode") << 4 << false;
+        QTest::addColumn<int>("setPoint");
+        QTest::addColumn<int>("tacho"); // -1: motor and fans stand still
+        QTest::addColumn<int>("fault");
+        QTest::newRow("running, none: fixed speed") << true << 0 << 0 << kFixedMotorSpeed << 20;
+        QTest::newRow("running, 1000 rpm") << true << 0 << 33 << 33 << 20;
+        QTest::newRow("running, 4000 rpm") << true << 0 << 133 << 133 << 20;
+        QTest::newRow("running, 4500 rpm: overspeed") << true << 0 << 150 << 150 << 9;
+        QTest::newRow("at rest, cooling enabled") << false << 1 << 80 << 80 << 0;
+        QTest::newRow("at rest, no mode") << false << 0 << 80 << -1 << 0;
+        QTest::newRow("at rest, regulation mode") << false << 4 << 80 << -1 << 0;
     }
-    void coolingAtRestTurnsMotorAndFans()
+    void motorAndFansFollowTheSetPoint()
     {
+        QFETCH(bool, running);
         QFETCH(int, mode);
-        QFETCH(bool, turning);
+        QFETCH(int, setPoint);
+        QFETCH(int, tacho);
+        QFETCH(int, fault);
         Bench b;
         b.exchange();
         b.record().ModeCode = static_cast<std::uint8_t>(mode);
-        b.record().MotorSpeedSetPoint = 80; // 2400 rpm
-        b.exchange();
+        b.record().MotorSpeedSetPoint = static_cast<std::uint8_t>(setPoint);
+        if (running)
+            b.runUp();
+        else
+            b.exchange();
         b.fadec.advance(10000);
         b.exchange();
-        QCOMPARE(b.fadec.phase(), 0);
-        QCOMPARE(int(b.record().FaultCode), 0);
-        QCOMPARE(std::abs(b.record().reported[pos::TachoM] - 80) <= 1, turning);
-        QCOMPARE(b.record().reported[pos::TachoV1] > 0, turning);
-        QCOMPARE(b.record().reported[pos::TachoV2] > 0, turning);
-        QCOMPARE(b.record().reported[pos::Lpc], 0); // no light
+        QCOMPARE(b.fadec.phase(), running ? 5 : 0);
+        QCOMPARE(int(b.record().FaultCode), fault);
+        const auto& reported = b.record().reported;
+        const bool turning = tacho >= 0;
+        QCOMPARE(std::abs(reported[pos::TachoM] - (turning ? tacho : setPoint)) <= 1, turning);
+        QCOMPARE(reported[pos::TachoV1] > 0, turning);
+        QCOMPARE(reported[pos::TachoV2] > 0, turning);
+        if (running)
+            QCOMPARE(reported[pos::MotorSpeedSetPoint], setPoint);
+        else
+            QCOMPARE(reported[pos::Lpc], 0); // no light
     }
 
     void linkFaultsLookLikeABadCable_data()
@@ -281,25 +282,6 @@ private slots:
         QVERIFY(next.good); // one reply is spoiled, not the link
         QCOMPARE(next.skippedFields, 0);
         QCOMPARE(t.at(0).FaultCode, 0); // at rest: "Arret LE"
-    }
-
-    void replyTypeTwoLeavesThePhase()
-    {
-        Bench b;
-        b.runUp();
-        b.fadec.setReplyType(2);
-        b.record().RunCommand = 2;
-        b.exchange();
-        QCOMPARE(b.fadec.phase(), 6);
-        b.exchange();
-        QVERIFY(b.last.good);
-        QCOMPARE(b.last.replyType, 2);
-        QCOMPARE(b.record().Phase, 5); // the station does not take the phase of such a reply
-        QCOMPARE(b.record().FaultCode, 18); // but takes its other fields
-        QCOMPARE(b.record().ReplyType, 0);
-        b.fadec.setReplyType(0);
-        b.exchange();
-        QCOMPARE(b.record().Phase, 6);
     }
 
     void faultCodesReachTheStation_data()
