@@ -55,10 +55,13 @@ private slots:
         QCOMPARE(readBytes(files.pathOf(name)), bytes);
     }
 
-    void defaultsReadBack()
+    // A fresh folder: every file gets its defaults (the log-in file where it was told to live),
+    // and they read back.
+    void defaultsReadBackAndTheLoginFileLivesApart()
     {
         QTemporaryDir dir;
-        SettingsFiles files(dir.path());
+        const QString login = dir.filePath("secret/Name.inc");
+        SettingsFiles files(dir.filePath("station"), login);
         StationSettings s;
         s.powerSetPoints.fill(0);
         s.loadAll(files);
@@ -71,50 +74,31 @@ private slots:
         QCOMPARE(s.savedRegisters[26], 115);
         QCOMPARE(s.passwords[1], QString("dolphin"));
         QCOMPARE(s.shtAlarmFlags[11], 1);
-        QVERIFY(!QFile::exists(dir.filePath("Consigne.ini ")));
-        QVERIFY(!QFile::exists(dir.filePath("ParamLogStart.ini"))); // written by its form only
+        QCOMPARE(readBytes(login), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
+        QVERIFY(!QFile::exists(dir.filePath("station/Name.inc")));
+        QVERIFY(!QFile::exists(dir.filePath("station/Consigne.ini ")));
+        QVERIFY(!QFile::exists(dir.filePath("station/ParamLogStart.ini"))); // written by its form only
     }
 
+    // Blanks, quotes, LF-only ends and decimals are read; a line that is not a number keeps the
+    // value held and is named.
     void lenientReading()
     {
         QTemporaryDir dir;
         SettingsFiles files(dir.path());
         QSignalSpy malformed(&files, &SettingsFiles::malformedValue);
-        // Leading blanks, quoted numbers, LF-only ends and a garbage line.
-        writeBytes(files.pathOf("\\ConsignePW.ini"), " 60\n\"70\"\r\n  80 \nabc\n100\n110\n");
+        writeBytes(files.pathOf("\\ConsignePW.ini"), " 60\n\"70\"\r\n  80 \n3a\n 2.6 \n\"\"\n");
         StationSettings s;
         files.readNumbers("\\ConsignePW.ini", s.powerSetPoints);
-        QCOMPARE(s.powerSetPoints, (std::array<int, 6>{60, 70, 80, 50, 100, 110}));
-        QCOMPARE(malformed.count(), 1);
+        QCOMPARE(s.powerSetPoints, (std::array<int, 6>{60, 70, 80, 50, 3, 50}));
+        QCOMPARE(malformed.count(), 2);
         QCOMPARE(malformed.at(0).at(1).toInt(), 4);
-        QCOMPARE(malformed.at(0).at(2).toString(), QString("abc"));
+        QCOMPARE(malformed.at(0).at(2).toString(), QString("3a"));
+        QCOMPARE(malformed.at(1).at(1).toInt(), 6);
     }
 
-    void shortFileKeepsTheValuesHeld()
-    {
-        QTemporaryDir dir;
-        SettingsFiles files(dir.path());
-        writeBytes(files.pathOf("\\ParamComx.ini"), "\"3\"\r\n\"1\"\r\n\"5\"\r\n");
-        StationSettings s;
-        s.portNumbers[3] = "9";
-        s.loadPorts(files);
-        QCOMPARE(s.portNumbers[0], QString("3"));
-        QCOMPARE(s.portEnabled[0], QString("1"));
-        QCOMPARE(s.portNumbers[1], QString("5"));
-        QCOMPARE(s.portEnabled[1], QString("0"));
-        QCOMPARE(s.portNumbers[3], QString("9"));
-    }
-
-    void plainAndQuotedNumbersAreEqual()
-    {
-        QCOMPARE(SettingsFiles::toNumber("\"3\""), std::optional<int>(3));
-        QCOMPARE(SettingsFiles::toNumber(" 3"), std::optional<int>(3));
-        QCOMPARE(SettingsFiles::toNumber(" 2.6 "), std::optional<int>(3));
-        QCOMPARE(SettingsFiles::toNumber("\"\""), std::optional<int>());
-        QCOMPARE(SettingsFiles::toNumber("3a"), std::optional<int>());
-    }
-
-    void writersReplaceTheWholeFile()
+    // Writers replace the whole file; a short file read back keeps the values it does not hold.
+    void writersReplaceTheWholeFileAndShortFilesKeepTheRest()
     {
         QTemporaryDir dir;
         SettingsFiles files(dir.path());
@@ -131,17 +115,14 @@ private slots:
         QCOMPARE(readBytes(files.pathOf("\\ConsignePW.ini")), QByteArray("30\r\n130\r\n"));
         // No temporary file is left beside it.
         QCOMPARE(QDir(dir.path()).entryList({"*ConsignePW*"}, QDir::Files | QDir::Hidden).size(), 1);
-    }
 
-    void loginFileCanLiveElsewhere()
-    {
-        QTemporaryDir dir;
-        const QString other = dir.filePath("secret/Name.inc");
-        SettingsFiles files(dir.filePath("station"), other);
-        StationSettings s;
-        s.loadAll(files);
-        QCOMPARE(readBytes(other), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
-        QVERIFY(!QFile::exists(dir.filePath("station/Name.inc")));
+        writeBytes(files.pathOf("\\ParamComx.ini"), "\"4\"\r\n\"1\"\r\n\"5\"\r\n");
+        s.loadPorts(files);
+        QCOMPARE(s.portNumbers[0], QString("4"));
+        QCOMPARE(s.portEnabled[0], QString("1"));
+        QCOMPARE(s.portNumbers[1], QString("5"));
+        QCOMPARE(s.portEnabled[1], QString("0"));
+        QCOMPARE(s.portNumbers[5], QString("15"));
     }
 
     void unwritableFolderIsReportedNotFatal()
