@@ -35,11 +35,12 @@ Broker::~Broker()
 bool Broker::start()
 {
     const QString conf = dir_.filePath("mosquitto.conf");
-    writeBytes(conf, QStringLiteral("listener %1 127.0.0.1\nallow_anonymous false\npassword_file %2\nacl_file %3\n"
-                                    "persistence false\nlog_dest none\n")
-                         .arg(port_)
-                         .arg(dir_.filePath("passwd"), dir_.filePath("acl"))
-                         .toUtf8());
+    writeBytes(conf,
+               QStringLiteral("listener %1 127.0.0.1\nallow_anonymous false\npassword_file %2\nacl_file %3\n"
+                              "persistence false\nlog_dest none\n")
+                   .arg(port_)
+                   .arg(dir_.filePath("passwd"), dir_.filePath("acl"))
+                   .toUtf8());
     QFile::setPermissions(conf, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     process_.start("mosquitto", {"-c", conf});
@@ -129,9 +130,10 @@ PlantStation::PlantStation(const QString& brokerAddress, const QString& name, co
     writeBytes(passwordFile, (password.isEmpty() ? Broker::passwordOf(name).toUtf8() : password) + "\n");
     QFile::setPermissions(passwordFile, QFile::ReadOwner | QFile::WriteOwner |
                                             (looseFile ? QFile::ReadOther : QFile::Permissions()));
-    writeBytes(folder + "/Plant.ini", QStringLiteral("\"0\"\r\n\"\"\r\n\"\"\r\n\"\"\r\n\"%1\"\r\n\"%2\"\r\n\"\"\r\n")
-                                          .arg(name, passwordFile)
-                                          .toUtf8());
+    writeBytes(folder + "/Plant.ini",
+               QStringLiteral("\"0\"\r\n\"\"\r\n\"\"\r\n\"\"\r\n\"%1\"\r\n\"%2\"\r\n\"\"\r\n")
+                   .arg(name, passwordFile)
+                   .toUtf8());
     sim_.start(TARVEK_BINARY_DIR "/src/sim/program/fadec-sim", {"--engines", "6", "--dir", ports, "--quiet"});
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(ports + "/COM6"), 10'000);
     auto env = QProcessEnvironment::systemEnvironment();
