@@ -68,7 +68,6 @@ private slots:
         QCOMPARE(station.events().filter("writing again").size(), 2);
         const QString again = station.events().filter("writing again").first();
         QVERIFY2(again.contains("row(s) could not be written") && !again.contains(" 0 row"), qPrintable(again));
-        logger.off();
         const QList<QByteArray> lines = test::readBytes(logger.fileFor(1)).split('\n');
         QVERIFY(lines.size() >= 6);
         const QByteArray row = lines.at(4).trimmed(); // after the empty line, names, units, blank
@@ -81,7 +80,16 @@ private slots:
             cells.at(k).trimmed().toDouble(&number);
             QVERIFY2(number, row.constData());
         }
-        QCOMPARE(station.events().filter("Datalogger LE").size(), 4);
+
+        // LE1's file alone turns into a folder: a new fault, told again, while LE2's file grows.
+        QVERIFY(QFile::remove(logger.fileFor(1)) && QDir().mkpath(logger.fileFor(1)));
+        QTRY_VERIFY_WITH_TIMEOUT(logger.failing(1), kCycleWaitMs);
+        const qsizetype le2 = test::readBytes(logger.fileFor(2)).size();
+        QTRY_VERIFY_WITH_TIMEOUT(test::readBytes(logger.fileFor(2)).size() > le2, kCycleWaitMs);
+        QVERIFY(!logger.failing(2));
+        QCOMPARE(station.events().filter("Datalogger LE1: cannot write ").size(), 2);
+        logger.off();
+        QCOMPARE(station.events().filter("Datalogger LE").size(), 5);
     }
 
     // A silent engine's cells stay empty; a run the station did not end goes on at the next start,

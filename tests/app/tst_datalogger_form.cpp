@@ -79,6 +79,7 @@ private slots:
 
         QTest::mouseClick(start, Qt::LeftButton);
         QVERIFY(rig.station->dataLogger().running());
+        QVERIFY(rig.station->findChild<QTimer*>("Timer42")->isActive());
         QVERIFY(!start->isEnabled()); // OFF Datalogger first
         QVERIFY(form->findChild<QLabel*>("LabelRunning")->text().startsWith("Logging into "));
         QVERIFY(QFile::exists(folder + "/shift_LE1.txt"));

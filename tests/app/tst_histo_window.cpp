@@ -17,7 +17,6 @@
 #include <QPrinter>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <QStringListModel>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -92,6 +91,7 @@ private slots:
         QTest::addColumn<QStringList>("messages");
         QTest::newRow("five lines") << 5 << 8 << QStringList{};
         QTest::newRow("empty file") << 0 << 3 << QStringList{" Warning|The file is empty ... "};
+        QTest::newRow("exactly the limit") << 32000 << 32003 << QStringList{};
         QTest::newRow("over the limit") << 32005 << 32003
                                         << QStringList{" Warning!|The boundaries of the list are reached!"};
     }
@@ -109,9 +109,14 @@ private slots:
         QVERIFY(!f.window->findChild<QTimer*>("Timer1")->isActive());
         const QStringList shown = f.rows();
         QCOMPARE(shown.mid(0, 3), History::listHeading());
-        // The newest lines are shown, and the window says how many older ones it left out.
-        if (lines > 0)
+        QCOMPARE(f.history.lineCount(), rows - 3);
+        // The newest lines are shown, and the window says how many older ones it left out; the
+        // file keeps every line.
+        if (lines > 0) {
             QCOMPARE(shown.at(3), QString("  12:00:00    23/11/2026    000    event %1").arg(lines - rows + 4));
+            QVERIFY(shown.last().endsWith(QString("event %1").arg(lines)));
+        }
+        QCOMPARE(readBytes(f.history.path()), journal(lines));
         auto* older = f.window->findChild<QLabel*>("LblOlder");
         QCOMPARE(older->isVisible(), lines > History::kMaxLines);
         if (lines > History::kMaxLines)

@@ -162,7 +162,9 @@ private slots:
         QCOMPARE(rowsOf(store, 4), std::make_pair(0, 1)); // a closed port: its state once
     }
 
-    void exportWritesTheRangeWithUnitsWithoutAWindowSystem()
+    // A recorded week: exported by the command line without a window system, then read in the
+    // trends window.
+    void aWeekExportedAndReadInTheTrendsWindow()
     {
         QTemporaryDir dir;
         const QDateTime end(QDate(2026, 11, 23), QTime(9, 30));
@@ -183,13 +185,7 @@ private slots:
                            "LPC (AU),LFC (%),VIS (W/m²),IR (%),RH (%),SBV (V),VCC (V)");
         QVERIFY2(lines[1].startsWith("2026-11-18 19:29:00,LE1,yes,5,20,") && lines[1].contains(",12.40,0"), qPrintable(lines[1]));
         QCOMPARE(lines[7], "2026-11-18 19:30:00,LE1,lost,,,,,,,,,,,,,,");
-    }
 
-    void trendsWindowRangeCursorAndExport()
-    {
-        QTemporaryDir dir;
-        const QDateTime end(QDate(2026, 11, 23), QTime(9, 30));
-        fillWeek(dir.filePath(HistorianStore::fileName()), end.toSecsSinceEpoch());
         ManualClock clock(end);
         Station station(dir.path(), QString(), clock);
         station.load(); // its settings: the display coefficients

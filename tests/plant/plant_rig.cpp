@@ -1,4 +1,5 @@
 #include "plant_rig.h"
+#include "test_support.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,28 +12,16 @@
 
 namespace tarvek::test {
 
-namespace {
-void write(const QString& path, const QByteArray& bytes, QFile::Permissions perms = {})
-{
-    QFile f(path);
-    f.open(QIODevice::WriteOnly);
-    f.write(bytes);
-    f.close();
-    if (perms)
-        f.setPermissions(perms);
-}
-} // namespace
-
 Broker::Broker()
 {
     // Mosquitto started as root drops to its own user: it must be able to read what it is given.
     QFile::setPermissions(dir_.path(), QFile::permissions(dir_.path()) | QFile::ReadOther | QFile::ExeOther);
     const QString passwd = dir_.filePath("passwd");
-    write(passwd, "");
+    writeBytes(passwd, "");
     for (const char* user : {"st1", "st2", "page"})
         QProcess::execute("mosquitto_passwd", {"-b", passwd, user, passwordOf(user)});
     QFile::setPermissions(passwd, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
-    write(dir_.filePath("acl"), "user page\ntopic read tarvek/#\n\npattern write tarvek/%u/#\n");
+    writeBytes(dir_.filePath("acl"), "user page\ntopic read tarvek/#\n\npattern write tarvek/%u/#\n");
     QTcpServer probe;
     probe.listen(QHostAddress::LocalHost, 0);
     port_ = probe.serverPort();
@@ -45,15 +34,16 @@ Broker::~Broker()
 
 bool Broker::start()
 {
-    write(dir_.filePath("mosquitto.conf"),
-          QStringLiteral("listener %1 127.0.0.1\nallow_anonymous false\npassword_file %2\nacl_file %3\n"
-                         "persistence false\nlog_dest none\n")
-              .arg(port_)
-              .arg(dir_.filePath("passwd"), dir_.filePath("acl"))
-              .toUtf8(),
-          QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    const QString conf = dir_.filePath("mosquitto.conf");
+    writeBytes(conf,
+               QStringLiteral("listener %1 127.0.0.1\nallow_anonymous false\npassword_file %2\nacl_file %3\n"
+                              "persistence false\nlog_dest none\n")
+                   .arg(port_)
+                   .arg(dir_.filePath("passwd"), dir_.filePath("acl"))
+                   .toUtf8());
+    QFile::setPermissions(conf, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process_.start("mosquitto", {"-c", dir_.filePath("mosquitto.conf")});
+    process_.start("mosquitto", {"-c", conf});
     for (int i = 0; i < 100; ++i) {
         QTcpSocket s;
         s.connectToHost(QHostAddress::LocalHost, quint16(port_));
@@ -134,13 +124,16 @@ PlantStation::PlantStation(const QString& brokerAddress, const QString& name, co
             paramCom += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toUtf8();
         devices += (n <= 6 ? QStringLiteral("%1/COM%2").arg(ports).arg(n).toUtf8() : QByteArray()) + "\r\n";
     }
-    write(folder + "/ParamComx.ini", paramCom);
-    write(folder + "/ComDevices.ini", devices);
+    writeBytes(folder + "/ParamComx.ini", paramCom);
+    writeBytes(folder + "/ComDevices.ini", devices);
     const QString passwordFile = dir_.filePath("password");
-    write(passwordFile, (password.isEmpty() ? Broker::passwordOf(name).toUtf8() : password) + "\n",
-          QFile::ReadOwner | QFile::WriteOwner | (looseFile ? QFile::ReadOther : QFile::Permissions()));
-    write(folder + "/Plant.ini",
-          QStringLiteral("\"0\"\r\n\"\"\r\n\"\"\r\n\"\"\r\n\"%1\"\r\n\"%2\"\r\n\"\"\r\n").arg(name, passwordFile).toUtf8());
+    writeBytes(passwordFile, (password.isEmpty() ? Broker::passwordOf(name).toUtf8() : password) + "\n");
+    QFile::setPermissions(passwordFile, QFile::ReadOwner | QFile::WriteOwner |
+                                            (looseFile ? QFile::ReadOther : QFile::Permissions()));
+    writeBytes(folder + "/Plant.ini",
+               QStringLiteral("\"0\"\r\n\"\"\r\n\"\"\r\n\"\"\r\n\"%1\"\r\n\"%2\"\r\n\"\"\r\n")
+                   .arg(name, passwordFile)
+                   .toUtf8());
     sim_.start(TARVEK_BINARY_DIR "/src/sim/program/fadec-sim", {"--engines", "6", "--dir", ports, "--quiet"});
     QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(ports + "/COM6"), 10'000);
     auto env = QProcessEnvironment::systemEnvironment();

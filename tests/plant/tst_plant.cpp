@@ -29,8 +29,9 @@ class PlantTest : public QObject {
     Q_OBJECT
 private slots:
     // A station started before its broker; six engines, alarms and history as they happen; a
-    // subscriber that comes late; a client writing outside its own topics.
-    void stationPublishesItsEngines()
+    // subscriber that comes late; a client writing outside its own topics. Then the broker
+    // restarts, which brings a full republish, and the station is killed: its will says offline.
+    void stationPublishesItsEnginesThroughFaults()
     {
         Broker broker;
         PlantStation station(broker, "st1");
@@ -79,25 +80,15 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(late.last("tarvek/st2/status").json()["online"].toString(), QString("own"), 10'000);
         for (const Received& r : late.received())
             QVERIFY(!r.payload.contains("forged"));
-    }
 
-    // Killed, its will says offline; a broker restart brings a full republish.
-    void brokerAndStationFaults()
-    {
-        Broker broker;
-        QVERIFY(broker.start());
-        PlantStation station(broker, "st1");
-        {
-            Subscriber s(broker, "page");
-            QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(s, "st1"), 20'000);
-        }
+        const qsizetype retries = station.errors().count("Plant: retrying");
         broker.kill();
         QVERIFY(broker.start()); // nothing retained survives: the station must publish it all again
         Subscriber after(broker, "page");
         QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(after, "st1"), 40'000);
         QTRY_VERIFY_WITH_TIMEOUT(after.last("tarvek/st1/status").json()["online"].toBool(), 10'000);
         QTRY_VERIFY_WITH_TIMEOUT(!after.last("tarvek/st1/alarms").payload.isEmpty(), 10'000);
-        QVERIFY(station.errors().contains("Plant: retrying"));
+        QVERIFY(station.errors().count("Plant: retrying") > retries);
 
         station.kill9();
         QTRY_VERIFY_WITH_TIMEOUT(after.last("tarvek/st1/status").payload == R"({"online":false})", 30'000);
