@@ -1,8 +1,11 @@
-// The main window on a station without engines: what it shows after start-up, the log-in and
-// the controls each mode gives, the display of a record, quitting and the software settings.
+// The main window on a station without engines: what it shows after start-up, the log-in, the
+// password change and the controls each mode gives, the display of a record, quitting and the
+// software settings.
+#include "app/change_password_form.h"
 #include "app/colours.h"
 #include "app/log_window.h"
 #include "app/software_settings_form.h"
+#include "settings/passwords.h"
 #include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
@@ -12,6 +15,7 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QFile>
 #include <QLabel>
 #include <QListWidget>
 #include <QMessageBox>
@@ -86,9 +90,7 @@ private slots:
         for (int i = 0; i < kEngines; ++i) {
             const QString le = QString("LE%1").arg(i + 1);
             QCOMPARE(f.get<QLabel>(QString("Label30_%1").arg(i))->text(), QString("no"));
-            QCOMPARE(f.get<QLabel>(le + "Phase")->text(), QString("---"));
-            QCOMPARE(f.get<QLabel>(le + "Mat")->text(), QString("---"));
-            QCOMPARE(f.get<QLabel>(le + "Fault")->text(), QString("---"));
+            QVERIFY(allDashes(f, i + 1));
             QCOMPARE(f.get<QLabel>(le + "Power")->text(), QString("500 We"));
             QCOMPARE(f.get<QLabel>(le + "Port")->text(), QString("COM%1 - COM0 off").arg(i + 1));
             QCOMPARE(f.get<QLabel>(le + "Status")->text(), QString("Status = 16"));
@@ -97,10 +99,6 @@ private slots:
             QCOMPARE(button->text(), QString("START LE-%1").arg(i + 1));
             QVERIFY(!button->isEnabled());
         }
-        for (const char* name : {"List4", "List3", "ComOperStartRS232", "ActiveDesactiveRS232",
-                                 "CommHalOperator", "StartAllLE", "StopAllLE", "SelectedEngine", "Label9",
-                                 "QuitteProg"})
-            QVERIFY2(f.get<QWidget>(name), name);
         // Timers and ports are found by name from the main window too.
         for (const char* name : {"Timer1", "Timer8", "Timer12", "Timer21", "Timer26", "Timer44", "Timer57", "Timer62"})
             QVERIFY2(f.window->findChild<QTimer*>(name), name);
@@ -222,6 +220,74 @@ private slots:
         QCOMPARE(warned.count(), 0);
         QCOMPARE(changed.count(), 0);
         QVERIFY(f.window->findChildren<QMessageBox*>().isEmpty());
+    }
+
+    // The form ChangePassword from the Service menu: service mode only, refusals shown on the form.
+    void serviceSetsAPasswordThroughTheForm()
+    {
+        WindowRig rig;
+        QVERIFY(rig.open(false));
+        Station& station = *rig.station;
+        LogWindow& window = *rig.window;
+        QAction* entry = window.action("mnuChangePassword");
+        QVERIFY(entry);
+        QVERIFY(!station.changePassword(0, "orca", "orca").isEmpty()); // not logged in
+        QVERIFY(station.logIn("harvests"));
+        QVERIFY(!entry->isEnabled());
+        QVERIFY(!station.changePassword(0, "orca", "orca").isEmpty());
+        QVERIFY(station.logIn("dolphin"));
+        QVERIFY(entry->isEnabled());
+
+        entry->trigger();
+        auto* form = window.findChild<ChangePasswordForm*>("ChangePassword");
+        QVERIFY(form && form->isVisible());
+        const auto type = [form](const char* first, const char* second) {
+            for (auto [name, text] : {std::pair{"TextPassword", first}, std::pair{"TextRepeat", second}}) {
+                auto* edit = form->findChild<QLineEdit*>(name);
+                edit->clear();
+                QTest::keyClicks(edit, text);
+            }
+            QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        };
+        type("orca", "orka");
+        QCOMPARE(form->findChild<QLabel*>("LabelRefusal")->text(), QString("The two entries differ."));
+        QVERIFY(form->isVisible());
+        QSignalSpy status(&station, &Station::statusText);
+        type("orca", "orca");
+        QVERIFY(!form->isVisible());
+        QCOMPARE(status.last().first().toString(), QString("The user password was changed"));
+        // Kept hashed in its record; the other record stays as it was.
+        const QList<QByteArray> records = test::readBytes(station.files().loginFile()).split('\n');
+        QCOMPARE(records.size(), 3); // two lines and the final line end
+        const QByteArray hashed = QStringLiteral("\"pbkdf2-sha256$%1$").arg(passwords::kIterations).toLatin1();
+        QVERIFY2(records[0].startsWith(hashed) && !records[0].toUpper().contains("ORCA"), records[0]);
+        QCOMPARE(records[1], QByteArray("\"dolphin\"\r"));
+        QVERIFY(!station.logIn("harvests"));
+        QVERIFY(station.logIn("ORCA"));
+        QCOMPARE(station.mode(), OperatingMode::User);
+        QVERIFY(passwords::isHashed(station.settings().passwords[0]));
+
+        // The same password again is salted afresh. Leaving service mode closes the form.
+        QVERIFY(station.logIn("dolphin"));
+        entry->trigger();
+        type("orca", "orca");
+        QVERIFY(test::readBytes(station.files().loginFile()).split('\n').at(0) != records[0]);
+        entry->trigger();
+        QVERIFY(form->isVisible());
+        QVERIFY(station.logIn("orca"));
+        QVERIFY(!form->isVisible());
+
+        // A spoilt password file opens neither mode, not even with the default passwords; the
+        // log-in box and the history say why, the history once.
+        QFile file(station.files().loginFile());
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("\x13\x88garbage\x01") > 0);
+        file.close();
+        for (const char* password : {"orca", "dolphin", "harvests"})
+            QVERIFY(!station.logIn(password));
+        QCOMPARE(station.mode(), OperatingMode::User);
+        QVERIFY(window.findChild<QLabel*>("LoginError")->text().contains("password file cannot be read"));
+        QVERIFY(window.findChild<QLabel*>("LoginError")->text().contains("--reset-passwords"));
+        QCOMPARE(station.history().load().entries.filter("The password file cannot be read").size(), 1);
     }
 
     // Rows marked wired must come wired from the window; the others are wired by the test first.
@@ -367,8 +433,17 @@ private slots:
         QCOMPARE(f.get<QLabel>("LabelSelected")->text(), QString("Selected LE = 4"));
     }
 
+    // Quit and the close button ask first, and No keeps the station running; QuitteProg ends it
+    // without asking.
+    void quitAsksAndNoKeepsItRunning_data()
+    {
+        QTest::addColumn<bool>("closeButton"); // then Yes to the close button, or else QuitteProg
+        QTest::newRow("close button") << true;
+        QTest::newRow("QuitteProg") << false;
+    }
     void quitAsksAndNoKeepsItRunning()
     {
+        QFETCH(bool, closeButton);
         WindowRig f;
         QVERIFY(f.open(false));
         f.logIn("dolphin");
@@ -393,32 +468,23 @@ private slots:
         QVERIFY(form->isVisible());
         QVERIFY(f.station->displayTimer()->isActive());
 
-        // The close button asks the same question.
-        f.window->close();
-        QVERIFY(f.window->isVisible());
-        box = openQuestion(f.window.get());
-        QVERIFY(box);
-        QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+        if (closeButton) {
+            f.window->close();
+            QVERIFY(f.window->isVisible());
+            box = openQuestion(f.window.get());
+            QVERIFY(box);
+            QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+        } else {
+            QTest::mouseClick(f.get<QPushButton>("QuitteProg"), Qt::LeftButton);
+        }
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, kWaitMs);
+        QCOMPARE(asked.count(), closeButton ? 2 : 1);
         QVERIFY(!f.window->isVisible());
         QVERIFY(!form->isVisible());
         for (QTimer* t : f.station->findChildren<QTimer*>())
             QVERIFY2(!t->isActive(), qPrintable(t->objectName()));
         f.station->answer(asked.first().first().toInt(), true); // the first question was answered No
         QCOMPARE(finished.count(), 1);
-    }
-
-    void quitteProgEndsWithoutAsking()
-    {
-        WindowRig f;
-        QVERIFY(f.open(false));
-        f.logIn("dolphin");
-        QSignalSpy asked(f.station.get(), &Station::question);
-        QSignalSpy finished(f.station.get(), &Station::finished);
-        QTest::mouseClick(f.get<QPushButton>("QuitteProg"), Qt::LeftButton);
-        QCOMPARE(finished.count(), 1);
-        QCOMPARE(asked.count(), 0);
-        QVERIFY(!f.window->isVisible());
     }
 
     void softwareSettingsFormSavesAndIsReadBack()
@@ -435,12 +501,17 @@ private slots:
         form->findChild<QCheckBox*>("OptionUser")->setChecked(true);
         form->findChild<QCheckBox*>("CheckCoefficients")->setChecked(false);
         form->findChild<QSpinBox*>("TextTimeOut")->setValue(7);
+        auto* size = form->findChild<QSpinBox*>("SpinValueSize");
+        QCOMPARE(size->value(), 14);
+        size->setValue(22);
         QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
         QVERIFY(!form->isVisible());
         QVERIFY(!f.station->software().groupCommands[1]);
         QVERIFY(f.station->software().userModeOption);
         QCOMPARE(f.station->software().serviceTimeOut, 7);
         QCOMPARE(readBytes(f.station->files().pathOf("\\CocheSelect.ini")), QByteArray("0\r\n"));
+        QCOMPARE(f.get<QLabel>("LE2Motor")->font().pointSize(), 22); // the value size reaches the columns
+        QCOMPARE(f.station->files().readValues("\\Display.ini"), QStringList{"22"});
 
         // A new station on the same folder starts with what was saved.
         const QString folder = f.station->files().folder();
