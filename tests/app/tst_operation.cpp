@@ -27,7 +27,7 @@ constexpr int kWaitMs = 20'000;
 
 struct OperationRig : EngineStation {
     OperationRig() { engines.shortenStarts(); }
-    // Started up with every port confirmed, so nothing but the test changes the link.
+    // Started up with every port confirmed and none dropped, so nothing but the test changes the link.
     bool ready()
     {
         station->load();
@@ -36,7 +36,7 @@ struct OperationRig : EngineStation {
             for (int k = 0; k < 6; ++k)
                 all = all && station->tables().at(k).everReported;
             return all;
-        }, kWaitMs);
+        }, kWaitMs) && station->discovery().filter("Cancelled").isEmpty() && station->link().connected();
     }
     EngineOperation& op() { return station->engineOperation(); }
     int phase(int engine) const { return station->tables().at(engine - 1).Phase; }
