@@ -297,7 +297,8 @@ private slots:
         const QStringList lines = box->lines();
         QCOMPARE(lines.size(), 8);
         QCOMPARE(lines.mid(0, 2), (QStringList{"No communication with machine", "         System!"}));
-        QVERIFY(box->findChild<QLabel*>()->text().startsWith("No communication with machine\n         System!\n"));
+        const QString boxText = box->findChild<QLabel*>()->text();
+        QVERIFY(boxText.startsWith("No communication with machine\n         System!\n"));
         const QString when = rig.clock.dateText() + " / " + rig.clock.timeText();
         for (int n = 1; n <= 6; ++n) {
             QCOMPARE(lines.at(n + 1), QString("LE%1   %2").arg(n).arg(when));

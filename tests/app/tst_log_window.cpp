@@ -121,15 +121,22 @@ private slots:
         const QString none;
         const QString toService = "Start in Service Mode";
         const QString toUser = "Start in User Mode";
-        QTest::newRow("user, any case") << none << false << "HarVESTs" << true << true << toService << true << false;
+        QTest::newRow("user, any case") << none << false << "HarVESTs" << true << true
+                                        << toService << true << false;
         QTest::newRow("user, option clear") << none << false << "harvests" << false << true
                                             << "Start in Mode (Password)" << false << false;
-        QTest::newRow("service, any case") << none << false << "DOLphin" << false << true << toUser << true << true;
-        QTest::newRow("service, option clear") << none << false << "dolphin" << true << false << toUser << false << false;
-        QTest::newRow("service, then user") << "dolphin" << false << "harvests" << false << false << none << true << true;
-        QTest::newRow("user, then service") << "harvests" << true << "dolphin" << false << false << toUser << true << false;
-        QTest::newRow("service, then service") << "dolphin" << false << "DOLPHIN" << false << false << toUser << true << true;
-        QTest::newRow("user, then user") << "harvests" << true << "Harvests" << false << false << none << true << false;
+        QTest::newRow("service, any case") << none << false << "DOLphin" << false << true
+                                           << toUser << true << true;
+        QTest::newRow("service, option clear") << none << false << "dolphin" << true << false
+                                               << toUser << false << false;
+        QTest::newRow("service, then user") << "dolphin" << false << "harvests" << false << false
+                                            << none << true << true;
+        QTest::newRow("user, then service") << "harvests" << true << "dolphin" << false << false
+                                            << toUser << true << false;
+        QTest::newRow("service, then service") << "dolphin" << false << "DOLPHIN" << false << false
+                                               << toUser << true << true;
+        QTest::newRow("user, then user") << "harvests" << true << "Harvests" << false << false
+                                         << none << true << false;
     }
     void logInThroughTheWindow()
     {
