@@ -1,6 +1,7 @@
 #pragma once
 // A station folder whose COM1..COM6 are six simulated engines on pseudo-terminals, all enabled.
 #include "sim/simulator.h"
+#include "station/station.h"
 #include "test_support.h"
 
 #include <QDir>
@@ -40,5 +41,19 @@ struct SimulatedEngines {
         fast[18] = fast[19] = fast[20] = 1;
         for (int n = 1; n <= 6; ++n)
             model(n).setRegisters(fast);
+    }
+};
+
+// The station on those engines, made but not yet loaded.
+struct EngineStation {
+    SimulatedEngines engines;
+    tarvek::ManualClock clock;
+    std::unique_ptr<tarvek::Station> station;
+
+    explicit EngineStation(bool paced = false)
+    {
+        if (!engines.start(paced))
+            qFatal("simulator did not start");
+        station = std::make_unique<tarvek::Station>(engines.folder, QString(), clock);
     }
 };

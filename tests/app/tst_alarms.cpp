@@ -1,7 +1,7 @@
 // Alarm handling end to end against six simulated engines: each alarm raised once, listed,
 // acknowledged and cleared with its history lines; the banner counts and acknowledges only what
-// it shows, also in a burst; limits kept across a restart; the lost-link box
-// for six engines at once while the frame cycle goes on.
+// it shows, also in a burst; limits kept across a restart; the lost-link box and the values of
+// lost engines while the frame cycle goes on.
 #include "app/alarm_banner.h"
 #include "app/alarm_summary_window.h"
 #include "app/alarm_window.h"
@@ -13,6 +13,7 @@
 
 #include <QAction>
 #include <QCheckBox>
+#include <QDateTime>
 #include <QLabel>
 #include <QSpinBox>
 #include <QStatusBar>
@@ -186,7 +187,7 @@ private slots:
     }
 
     // Fifty alarms in a moment: the banner keeps up, and an alarm that came after the one on show
-    // is not acknowledged by the click meant for that one.
+    // is not acknowledged by the click meant for that one. Then one alarm step by step.
     void aBurstOfAlarmsAcknowledgesOnlyTheOneShown()
     {
         WindowRig rig;
@@ -206,6 +207,27 @@ private slots:
             QCOMPARE(e.isAcknowledged(), e.id == shown);
         QCOMPARE(banner->shownId(), unseen);
         QCOMPARE(historyLines(*rig.station, "Alarm acknowledged  LE"), 1);
+        // Raising is journaled by the source of the alarm, not by the list.
+        QCOMPARE(test::readBytes(rig.station->files().pathOf("\\Histo.txt")).count('\n'), 1);
+
+        // A blank text keeps its code; held, it is raised once. Cleared before it was acknowledged,
+        // it stays marked until someone has seen it; a new occurrence after the clear is a new alarm.
+        const QDateTime t0 = rig.clock.now();
+        const int blank = summary.raise(4, AlarmSource::Fault, " ", 20);
+        QCOMPARE(summary.raise(4, AlarmSource::Fault, "again", 20), blank);
+        QCOMPARE(summary.entries().at(0).text, QString("Fault 20"));
+        QCOMPARE(summary.entries().at(0).raised, t0);
+        summary.clear(4, AlarmSource::Fault, 20);
+        summary.clear(4, AlarmSource::Fault, 20);
+        QCOMPARE(summary.entries().at(0).mark(), QString("UNACK"));
+        rig.clock.advanceSeconds(5);
+        QVERIFY(summary.acknowledge(blank));
+        QVERIFY(!summary.acknowledge(blank));
+        QCOMPARE(summary.entries().at(0).mark(), QString("done"));
+        QCOMPARE(summary.entries().at(0).acknowledged, t0.addSecs(5));
+        QVERIFY(summary.raise(4, AlarmSource::Fault, " ", 20) != blank);
+        QCOMPARE(historyLines(*rig.station, "020    Alarm cleared  LE4  Fault 20\r\n"), 1);
+        QCOMPARE(historyLines(*rig.station, "020    Alarm acknowledged  LE4  Fault 20\r\n"), 1);
     }
 
     void limitsAreSavedInServiceModeAndReadBackAfterARestart()
@@ -255,13 +277,14 @@ private slots:
     }
 
     // Six engines lost at once: one box, six lines, six history lines; the engines that answer
-    // again are served while the box still lists the others.
+    // again are served while the box still lists the others. A lost engine shows no values and
+    // its link cell says so; a new loss is told again, once however long it lasts.
     void sixLostEnginesGiveOneBoxAndTheCycleGoesOn()
     {
         WindowRig rig;
         QVERIFY(rig.start(true));
         for (int n = 1; n <= 6; ++n)
-            QTRY_VERIFY_WITH_TIMEOUT(rig.station->tables().at(n - 1).everReported, kWaitMs);
+            QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
         QSignalSpy shown(rig.station.get(), &Station::linkLossWarning);
         for (int n = 1; n <= 6; ++n)
             rig.engines.model(n).setSilent(true);
@@ -269,10 +292,13 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(rig.window->statusBar()->currentMessage(), QString("No reply from any light engine"), kWaitMs);
         auto* box = qobject_cast<BoiteDialogue*>(rig.window->lossBox());
         QVERIFY(box && box->isVisible() && !box->isModal());
+        QCOMPARE(box->objectName(), QString("BoiteDialogue"));
         QCOMPARE(rig.window->findChildren<BoiteDialogue*>().size(), 1);
         const QStringList lines = box->lines();
         QCOMPARE(lines.size(), 8);
         QCOMPARE(lines.mid(0, 2), (QStringList{"No communication with machine", "         System!"}));
+        const QString boxText = box->findChild<QLabel*>()->text();
+        QVERIFY(boxText.startsWith("No communication with machine\n         System!\n"));
         const QString when = rig.clock.dateText() + " / " + rig.clock.timeText();
         for (int n = 1; n <= 6; ++n) {
             QCOMPARE(lines.at(n + 1), QString("LE%1   %2").arg(n).arg(when));
@@ -280,6 +306,10 @@ private slots:
         }
         QCOMPARE(box->windowTitle(), QString(" Warning !"));
         WindowRig::save(box, "BoiteDialogue.png");
+        auto* link = rig.get<QLabel>("Label30_3");
+        QTRY_COMPARE_WITH_TIMEOUT(link->text(), QString("lost"), kWaitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(allDashes(rig, 4), kWaitMs);
+        QCOMPARE(colours::background(link), colours::alert());
         QTest::qWait(1500); // still silent: nothing more
         QCOMPARE(shown.count(), 6);
         QCOMPARE(historyLines(*rig.station, "No communication with machine System!"), 6);
@@ -302,7 +332,10 @@ private slots:
             // The simulator repeats a reply only when no frame answered it within a second.
             QVERIFY(now.replies - was.replies <= now.frames - was.frames + 1);
             QCOMPARE(historyLines(*rig.station, QString("Communication restored with machine System!  LE%1").arg(n)), 1);
+            QVERIFY(!allDashes(rig, n));
         }
+        QVERIFY(allDashes(rig, 4));
+        WindowRig::save(rig.window.get(), "log_engine_lost.png");
         for (int n = 4; n <= 6; ++n)
             rig.engines.model(n).setSilent(false);
         QTRY_VERIFY_WITH_TIMEOUT(!rig.window->lossBox(), kWaitMs);
@@ -312,6 +345,30 @@ private slots:
             QCOMPARE(lost.size(), 1);
             QVERIFY(!lost.first().holds() && !lost.first().isAcknowledged());
         }
+        QTRY_COMPARE_WITH_TIMEOUT(link->text(), QString("yes"), kWaitMs);
+        QVERIFY(colours::background(link) != colours::alert());
+        QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, 4), kWaitMs);
+
+        // A new loss of LE4 is told again; its box closed with OK stays closed while LE4 is silent.
+        rig.engines.model(4).setSilent(true);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.window->lossBox() && rig.window->lossBox()->isVisible(), kWaitMs);
+        QCOMPARE(historyLines(*rig.station, "No communication with machine System!  LE4"), 2);
+        QTest::mouseClick(rig.window->lossBox()->findChild<QPushButton*>("OkValide"), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(!rig.window->lossBox(), kWaitMs);
+        QTest::qWait(1500);
+        QVERIFY(!rig.window->lossBox());
+        QCOMPARE(historyLines(*rig.station, "No communication with machine System!  LE"), 7);
+
+        // After an OK, a new loss shows the box again with every engine lost now; a return only
+        // takes its line out.
+        rig.engines.model(5).setSilent(true);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.window->lossBox() && rig.window->lossBox()->isVisible(), kWaitMs);
+        box = qobject_cast<BoiteDialogue*>(rig.window->lossBox());
+        QCOMPARE(box->lines().mid(2), (QStringList{"LE4   " + when, "LE5   " + when}));
+        QTest::mouseClick(box->findChild<QPushButton*>("OkValide"), Qt::LeftButton);
+        rig.engines.model(4).setSilent(false);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.station->lostLinks().lostEngines(), QList<int>{5}, kWaitMs);
+        QVERIFY(!rig.window->lossBox());
     }
 };
 

