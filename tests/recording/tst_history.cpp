@@ -37,23 +37,6 @@ struct Journal {
 class HistoryTest : public QObject {
     Q_OBJECT
 private slots:
-    void lineLayout_data()
-    {
-        QTest::addColumn<QString>("code");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("four digits keep the last three") << "1234" << "x" << "  09:30:00    23/11/2026    234    x";
-        QTest::newRow("two digits") << "18" << "Stop activated" << "  09:30:00    23/11/2026    018    Stop activated";
-        QTest::newRow("empty code") << "" << "" << "  09:30:00    23/11/2026    000    ";
-    }
-    void lineLayout()
-    {
-        QFETCH(QString, code);
-        QFETCH(QString, text);
-        QFETCH(QString, line);
-        QCOMPARE(History::formatLine("09:30:00", "23/11/2026", code, text), line);
-    }
-
     void appendedLineIsOnDiskWhenAppendReturns()
     {
         Journal j;
@@ -84,6 +67,11 @@ private slots:
         QVERIFY(history.append("3", "first\r\nsecond\nthird"));
         QCOMPARE(readBytes(path).count('\n'), 3);
         QVERIFY(readBytes(path).endsWith("003    first second third\r\n"));
+        // A code keeps its last three digits; none at all is written as 000.
+        QVERIFY(history.append("1234", "x"));
+        QVERIFY(readBytes(path).endsWith("    234    x\r\n"));
+        QVERIFY(history.append("", ""));
+        QVERIFY(readBytes(path).endsWith(clock.dateText().toUtf8() + "    000    \r\n"));
     }
 
     void anUnwritableJournalIsReportedNotFatal()
