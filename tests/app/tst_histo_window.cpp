@@ -153,41 +153,33 @@ private slots:
         QVERIFY(!f.window->isVisible());
     }
 
-    void deleteAsksFirst_data()
-    {
-        QTest::addColumn<bool>("yes");
-        QTest::newRow("Yes") << true;
-        QTest::newRow("No") << false;
-    }
+    // No keeps the file and the list; Yes archives the old lines.
     void deleteAsksFirst()
     {
-        QFETCH(bool, yes);
         Fixture f(journal(3));
         f.openAndWaitForList(6);
         f.trigger("mnuEffLeFichier");
-        QVERIFY(f.fen.isVisible());
         QCOMPARE(f.fen.windowTitle(), QString(" Warning"));
         QCOMPARE(f.fen.question(), QString("Are you sure you want to delete the entire file"));
         QCOMPARE(readBytes(f.history.path()), journal(3)); // nothing happens before the answer
-        f.answer(yes);
+        f.answer(false);
+        QCOMPARE(readBytes(f.history.path()), journal(3));
+        QCOMPARE(f.rowCount(), 6);
+        f.trigger("mnuEffLeFichier");
+        f.answer(true);
         QVERIFY(QFile::exists(f.history.path()));
-        if (yes) {
-            // The old lines went to a dated archive, listed beside the list and opened from it.
-            const QString archive = f.dir.filePath("Histo-2026-11-23-093000.txt");
-            QCOMPARE(readBytes(archive), journal(3));
-            const QString cleared =
-                f.history.lineFor("0", "History cleared in user mode; older lines in Histo-2026-11-23-093000.txt");
-            QCOMPARE(readBytes(f.history.path()), cleared.toUtf8() + "\r\n");
-            QCOMPARE(f.rows(), History::listHeading() + QStringList{cleared});
-            auto* archives = f.window->findChild<QListWidget*>("ListArchives");
-            QCOMPARE(archives->count(), 1);
-            emit archives->itemDoubleClicked(archives->item(0));
-            QCOMPARE(f.rowCount(), 6);
-            QVERIFY(f.rows().last().endsWith("event 3"));
-        } else {
-            QCOMPARE(readBytes(f.history.path()), journal(3));
-            QCOMPARE(f.rowCount(), 6);
-        }
+        // The old lines went to a dated archive, listed beside the list and opened from it.
+        const QString archive = f.dir.filePath("Histo-2026-11-23-093000.txt");
+        QCOMPARE(readBytes(archive), journal(3));
+        const QString cleared =
+            f.history.lineFor("0", "History cleared in user mode; older lines in Histo-2026-11-23-093000.txt");
+        QCOMPARE(readBytes(f.history.path()), cleared.toUtf8() + "\r\n");
+        QCOMPARE(f.rows(), History::listHeading() + QStringList{cleared});
+        auto* archives = f.window->findChild<QListWidget*>("ListArchives");
+        QCOMPARE(archives->count(), 1);
+        emit archives->itemDoubleClicked(archives->item(0));
+        QCOMPARE(f.rowCount(), 6);
+        QVERIFY(f.rows().last().endsWith("event 3"));
     }
 
     void printAsksThenPrintsThroughTheDialog()
