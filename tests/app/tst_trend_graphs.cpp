@@ -30,8 +30,7 @@ constexpr int kWaitMs = 60'000;
 
 QStringList bitmaps(const QString& folder)
 {
-    QStringList names = QDir(folder).entryList({"*.bmp"}, QDir::Files, QDir::Name);
-    return names;
+    return QDir(folder).entryList({"*.bmp"}, QDir::Files, QDir::Name);
 }
 
 // The graphs alone on a table the test fills: every engine answers, their phases are the test's.
@@ -91,7 +90,6 @@ private slots:
         QTest::addColumn<QStringList>("existing");
         QTest::addColumn<QString>("next");
         QTest::newRow("empty") << QStringList{} << "LE1-0001.bmp";
-        QTest::newRow("seven") << QStringList{"LE1-0007.bmp", "LE4-0003.bmp"} << "LE1-0008.bmp";
         QTest::newRow("past 99") << QStringList{"LE2-0099.bmp", "LE1-0012.bmp"} << "LE1-0100.bmp";
         QTest::newRow("past 100") << QStringList{"LE3-0100.bmp", "le5-0064.BMP"} << "LE1-0101.bmp";
         QTest::newRow("past 9999") << QStringList{"LE6-9999.bmp"} << "LE1-10000.bmp";
