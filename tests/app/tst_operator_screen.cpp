@@ -117,36 +117,9 @@ private slots:
         QVERIFY(rig.window->statusBar()->currentMessage().startsWith("User mode logged out after 2 min"));
     }
 
-    // Escape closes each form, the dialogs and the plain windows alike; the main window stays.
-    void escapeClosesAForm()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(false));
-        LogWindow& w = *rig.window;
-        const std::pair<const char*, std::function<QWidget*()>> forms[] = {
-            {"ParamLogicielVB", [&w] { return w.openSoftwareSettings(); }},
-            {"MessagesError", [&w] { return w.openMessagesError(); }},
-            {"ChangePassword", [&w] { return w.openChangePassword(); }},
-            {"ConfigurationRS232", [&w] { return w.openPortConfiguration(); }},
-            {"Histo", [&w] {
-                 w.action("mnuhisto")->trigger();
-                 return w.findChild<QWidget*>("Histo");
-             }},
-            {"GraphiqueScreen", [&w] { return w.openGraphiqueScreen(); }},
-            {"PW6Sliders", [&w] { return w.openPowerSetPoints(); }}};
-        for (const auto& [name, open] : forms) {
-            QPointer<QWidget> form = open();
-            QVERIFY2(form && form->isVisible(), name);
-            form->activateWindow();
-            QWidget* target = form->focusWidget() ? form->focusWidget() : form.data();
-            QTest::keyClick(target, Qt::Key_Escape);
-            QTRY_VERIFY2_WITH_TIMEOUT(!form || !form->isVisible(), name, kWaitMs);
-            QVERIFY(w.isVisible());
-        }
-    }
-
     // Every menu and every entry whose caption stays put has its own underlined letter; Ctrl+n
-    // selects engine n.
+    // selects engine n. Escape closes each form, the dialogs and the plain windows alike; the main
+    // window stays.
     void keyboard()
     {
         WindowRig rig;
@@ -183,6 +156,27 @@ private slots:
         for (int n : {3, 6, 1}) {
             QTest::keyClick(w, Qt::Key(Qt::Key_0 + n), Qt::ControlModifier);
             QCOMPARE(int(w->station().tables().selectedEngine), n);
+        }
+
+        const std::pair<const char*, std::function<QWidget*()>> forms[] = {
+            {"ParamLogicielVB", [w] { return w->openSoftwareSettings(); }},
+            {"MessagesError", [w] { return w->openMessagesError(); }},
+            {"ChangePassword", [w] { return w->openChangePassword(); }},
+            {"ConfigurationRS232", [w] { return w->openPortConfiguration(); }},
+            {"Histo", [w] {
+                 w->action("mnuhisto")->trigger();
+                 return w->findChild<QWidget*>("Histo");
+             }},
+            {"GraphiqueScreen", [w] { return w->openGraphiqueScreen(); }},
+            {"PW6Sliders", [w] { return w->openPowerSetPoints(); }}};
+        for (const auto& [name, open] : forms) {
+            QPointer<QWidget> form = open();
+            QVERIFY2(form && form->isVisible(), name);
+            form->activateWindow();
+            QWidget* target = form->focusWidget() ? form->focusWidget() : form.data();
+            QTest::keyClick(target, Qt::Key_Escape);
+            QTRY_VERIFY2_WITH_TIMEOUT(!form || !form->isVisible(), name, kWaitMs);
+            QVERIFY(w->isVisible());
         }
     }
 
