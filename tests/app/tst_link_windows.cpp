@@ -10,6 +10,7 @@
 #include "window_rig.h"
 
 #include <QCheckBox>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -218,8 +219,16 @@ private slots:
 
         QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(2), 15000);
         QSignalSpy lost(&rig.station->link(), &SerialLink::portLost);
+        QSignalSpy closed(&rig.station->link(), &SerialLink::portClosed);
+        QSignalSpy events(&rig.station->link(), &SerialLink::portEvent);
         rig.engines.simulator->execute("vanish 2 1");
+        const QString gone = rig.engines.dir.filePath("ports/COM2");
+        QVERIFY(!QFileInfo::exists(gone) && !QFileInfo(gone).isSymLink()); // not even a dangling link
         QVERIFY(lost.wait(10000));
+        QCOMPARE(lost.first().at(0).toInt(), 2);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!rig.station->link().openError(2).isEmpty());
+        QCOMPARE(events.first(), (QVariantList{2, 5})); // "Data was lost"
         QVERIFY(rig.station->link().reconnecting(2));
         rig.station->link().disconnectLink();
         QTest::qWait(2500); // the device is back by now

@@ -101,7 +101,6 @@ private slots:
         QCOMPARE(list2->item(8)->text(), QString("08     0"));
         const int stampVersion = rig.engines.model(2).statusFields()[pos::StampVersion];
         QCOMPARE(list2->item(26)->text(), IoReadOut::line(26, stampVersion));
-        QCOMPARE(IoReadOut::line(3, 5), QString("03     5"));
         QCOMPARE(readOut->findChild<QListWidget*>("ListLabels")->item(31)->text(),
                  QString("Enable cooling (M + V1 + V2)        "));
         QTest::mouseClick(readOut->findChild<QPushButton*>("LireLP3"), Qt::LeftButton);

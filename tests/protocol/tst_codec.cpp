@@ -91,22 +91,6 @@ private slots:
         QCOMPARE(r.reported[pos::TachoM], 40 + pos::TachoM);
     }
 
-    // A wrong number in the synchronisation field is sent by the simulator in the frame cycle.
-    void noiseInTheSynchronisationFieldBlocksTheSender()
-    {
-        EngineTables t;
-        decodeReply(t, 1, encodeReply(statusFields()));
-        QVERIFY(!composeFrame(t, 1, true).blocked);
-        // The field does not convert: the last 123 stays in the buffer, but the reply is not good.
-        std::string noisy = encodeReply(statusFields());
-        noisy.replace(5 * pos::Sync, 5, "  #?!");
-        QVERIFY(!decodeReply(t, 1, noisy).good);
-        QCOMPARE(t.at(1).ReplySeen, 0);
-        QVERIFY(composeFrame(t, 1, true).blocked);
-        decodeReply(t, 1, encodeReply(statusFields()));
-        QVERIFY(!composeFrame(t, 1, true).blocked);
-    }
-
     void shortReplyConvertsWhatItHas()
     {
         EngineTables t;
@@ -162,12 +146,10 @@ private slots:
         t.commandCode = 1;
         auto f = statusFields();
         f[pos::Phase] = 3;
-        f[pos::Power] = 77;
         decodeReply(t, 1, encodeReply(f));
         t.at(1).PowerSetPoint = 100;
         const auto out = composeFrame(t, 1, true);
         QCOMPARE(int(out.bytes[0]), 0);  // echoed, not the request code
-        QCOMPARE(int(out.bytes[4]), 77); // the FADEC's own byte
         QVERIFY(!out.parameterBlockSent);
         QCOMPARE(t.commandCode, 1);      // still waiting for the selected engine
         // With no engine selected, none takes the request.

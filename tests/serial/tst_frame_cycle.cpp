@@ -7,7 +7,6 @@
 #include "sim/simulator.h"
 #include "test_registry.h"
 
-#include <QFileInfo>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -156,34 +155,6 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty(), 10000);
         QCOMPARE(static_cast<unsigned char>(frames.last().at(0).toByteArray().at(2)), 2);
         QCOMPARE(rig.tables.at(3).RunCommand, 2);
-    }
-
-    // While the device is gone there is not even a dangling link to open; the station takes the
-    // engine back on its own once the device returns.
-    void aVanishedDeviceIsTakenBackWhenItReturns()
-    {
-        CycleRig rig(false);
-        rig.link->connectLink();
-        QTRY_VERIFY_WITH_TIMEOUT(rig.link->answered(3), 10000);
-        QSignalSpy lost(rig.link.get(), &SerialLink::portLost);
-        QSignalSpy closed(rig.link.get(), &SerialLink::portClosed);
-        QSignalSpy events(rig.link.get(), &SerialLink::portEvent);
-        const QString device = rig.dir.filePath("ports/COM3");
-        const quint64 othersBefore = rig.link->framesSent(1);
-        rig.engine(3).vanish(1000);
-        QVERIFY(!QFileInfo::exists(device));
-        QVERIFY(!QFileInfo(device).isSymLink());
-        QVERIFY(lost.wait(10000));
-        QCOMPARE(lost.first().at(0).toInt(), 3);
-        QCOMPARE(closed.count(), 1);
-        QVERIFY(!rig.link->portOpen(3));
-        QVERIFY(!rig.link->openError(3).isEmpty());
-        QCOMPARE(events.first().at(1).toInt(), 5); // "Data was lost"
-        const quint64 frames = rig.link->framesSent(3);
-        QTRY_VERIFY_WITH_TIMEOUT(rig.link->framesSent(3) > frames + 2, 20000);
-        QVERIFY(rig.link->portOpen(3));
-        QCOMPARE(rig.tables.at(2).ReplySeen, kSyncValue);
-        QVERIFY(rig.link->framesSent(1) > othersBefore + 2); // the others went on
     }
 };
 

@@ -74,19 +74,22 @@ private slots:
         rig.link->openPorts();
         PortDiscovery discovery(*rig.link);
         QSignalSpy finished(&discovery, &PortDiscovery::finished);
+        QSignalSpy shown(&discovery, &PortDiscovery::linesChanged);
         discovery.start();
         rig.peer(1).send(reply());
         rig.peer(2).send(QByteArray(160, '#'));
         QVERIFY(finished.wait(15000));
         QVERIFY(!discovery.running());
         QVERIFY(rig.link->portOpen(1));
-        QVERIFY(!rig.link->portOpen(2));
-        const QStringList last = discovery.lines();
-        QCOMPARE(lineFor(last, 1), QString("   LE-1   032   COM(i) = 1 "));
-        rig.peer(1).send(reply(0, 0)); // too late to matter: only the watchdog looks now
-        QTest::qWait(2500);
-        QCOMPARE(discovery.lines(), last);
-        QVERIFY(rig.link->portOpen(1));
+        // The chain re-activated the ports and re-tested them; the dropped one stayed closed.
+        QStringList told;
+        for (const QVariantList& s : shown)
+            told << s.at(0).toStringList();
+        QVERIFY(told.contains(" Activating ComX") && told.contains(" Re-test ComX full"));
+        QVERIFY(!rig.link->portOpen(2)); // and waits for Connect
+        QCOMPARE(lineFor(discovery.lines(), 1), QString("   LE-1   032   COM(i) = 1 "));
+        rig.link->connectLink();
+        QVERIFY(rig.link->portOpen(2));
     }
 
     void silentPortIsKeptForFifteenPasses()
@@ -110,24 +113,6 @@ private slots:
         QVERIFY(discovery.lines().contains(" Cancelled ComX i=3"));
     }
 
-    void droppedPortsWaitForConnect()
-    {
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.link->openPorts();
-        PortDiscovery discovery(*rig.link);
-        rig.peer(1).send(QByteArray(160, '#'));
-        QTRY_VERIFY_WITH_TIMEOUT(rig.link->noiseBeforeAnswer(1), 5000);
-        discovery.pass();
-        QVERIFY(!rig.link->portOpen(1));
-        // The chain re-activates ports and re-tests them; the dropped one stays closed.
-        QTRY_VERIFY_WITH_TIMEOUT(discovery.lines().contains(" Re-test ComX full"), 10000);
-        QVERIFY(discovery.lines().contains(" Activating ComX"));
-        QVERIFY(!rig.link->portOpen(1));
-        rig.link->connectLink();
-        QVERIFY(rig.link->portOpen(1));
-    }
-
     void aSilentEngineIsReportedOncePerLoss()
     {
         LinkRig rig;
@@ -137,8 +122,12 @@ private slots:
         LinkWatchdog watchdog(*rig.link, [](int slot) { return slot != 2; });
         QSignalSpy lost(&watchdog, &LinkWatchdog::lossDetected);
         QSignalSpy restored(&watchdog, &LinkWatchdog::linkRestored);
-        for (int i = 0; i < 24; ++i)
+        // Replies without the synchronisation value are no answer.
+        for (int i = 0; i < 24; ++i) {
+            rig.peer(1).send(reply(0, 77));
+            QTest::qWait(10);
             watchdog.tick();
+        }
         QCOMPARE(lost.count(), 0);
         QVERIFY(!watchdog.linkLost(1));
         watchdog.tick();
@@ -156,21 +145,6 @@ private slots:
         watchdog.tick();
         QCOMPARE(restored.count(), 1);
         QVERIFY(!watchdog.lossReported(1));
-    }
-
-    void garbledRepliesDoNotCountAsAnswers()
-    {
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.link->openPorts();
-        LinkWatchdog watchdog(*rig.link, [](int) { return true; });
-        QSignalSpy lost(&watchdog, &LinkWatchdog::lossDetected);
-        for (int i = 0; i < 25; ++i) {
-            rig.peer(1).send(reply(0, 77));
-            QTest::qWait(10);
-            watchdog.tick();
-        }
-        QCOMPARE(lost.count(), 1);
     }
 };
 

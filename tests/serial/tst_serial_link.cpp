@@ -88,6 +88,9 @@ private slots:
                                            << 2 << 2 << 321 << 0;
         QTest::newRow("fields garbled") << QByteArrayList{put(reply(3), {{4, "x?x?x"}, {10, "  -#!"}, {27, "  ab?"}})} << 1 << 3 << 0 << 0;
         QTest::newRow("sync garbled") << QByteArrayList{put(reply(1), {{30, "  1?3"}}), "~", reply(2)} << 1 << 2 << 87 << 1;
+        // In step, a reply whose synchronisation field does not convert is taken but is not good.
+        QTest::newRow("sync garbled in step") << QByteArrayList{reply(1), "~", put(reply(1), {{30, "  1?3"}})}
+                                              << 1 << 1 << 87 << 0;
         QTest::newRow("dribbled") << QByteArrayList{".", reply(4)} << 1 << 4 << 87 << 0;
         QTest::newRow("partial, quiet, two") << QByteArrayList{reply(1).left(100), "~", reply(2) + reply(3)} << 2 << 3 << 87 << 1;
     }
@@ -120,6 +123,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(rig.peer(1).received().size() >= 34, 10000); // the last good reply is answered
         QTest::qWait(100);
         QCOMPARE(handled, good);
+        QVERIFY(rig.peer(1).received().size() <= 34 * good); // a reply that is not good gets no frame
         QTEST(int(rig.tables.at(0).Phase), "phase");
         QTEST(int(rig.tables.at(0).reported[27]), "field27");
         QTEST(int(rig.link->staleDrops(1)), "stale");
