@@ -132,6 +132,7 @@ private slots:
         QVERIFY(alarm.raised(3));
     }
 
+    // Order, replacing and appending: in the engines' end-to-end case and the ValeurDesParam window's.
     void parameterListLines()
     {
         QCOMPARE(ParameterList::line(3, 5), QString("03  5   "));
@@ -140,12 +141,8 @@ private slots:
         std::array<std::uint8_t, 33> registers{};
         registers[28] = 60;
         list.fill(registers, true);
-        QCOMPARE(list.lines().size(), 32);
-        QCOMPARE(list.lines().at(3), QString("28 60   "));
-        // The line ends in blanks: the start parameter reads 0.
+        // "28 60   " ends in blanks: the start parameter reads 0.
         QCOMPARE(list.startParameter(), 0);
-        list.fill(registers, false);
-        QCOMPARE(list.lines().size(), 64);
     }
 };
 
