@@ -21,7 +21,6 @@
 using namespace tarvek;
 
 namespace {
-// Counts the value rows and the state rows of an engine.
 std::pair<int, int> rowsOf(HistorianStore& store, int engine)
 {
     int values = 0, states = 0;

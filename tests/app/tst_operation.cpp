@@ -43,7 +43,6 @@ struct OperationRig : EngineStation {
     QString history() const { return QString::fromUtf8(test::readBytes(station->files().pathOf("\\Histo.txt"))); }
     int historyCount(const QString& text) const { return static_cast<int>(history().count(text)); }
     QString file(const QString& name) const { return QString::fromLatin1(test::readBytes(station->files().pathOf(name))); }
-    // Answers the question the station asked last.
     void answerLast(QSignalSpy& questions, bool yes) { station->answer(questions.last().at(0).toInt(), yes); }
     void startAndRun(int engine)
     {

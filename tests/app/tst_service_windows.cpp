@@ -22,8 +22,7 @@ constexpr int kWaitMs = 30'000;
 bool logInService(WindowRig& rig)
 {
     rig.window->showLogIn(true);
-    QTest::keyClicks(rig.get<QLineEdit>("Text1"), "dolphin");
-    QTest::mouseClick(rig.get<QPushButton>("OkStart"), Qt::LeftButton);
+    rig.logIn("dolphin");
     return rig.station->mode() == OperatingMode::Service;
 }
 } // namespace
@@ -228,8 +227,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(int(station.tables().at(1).Phase), 0, kWaitMs);
         QVERIFY(station.hardwareTests().run(2, HardwareTest::MotorAndFans, 3000));
         rig.window->showLogIn(false);
-        QTest::keyClicks(rig.get<QLineEdit>("Text1"), "harvests");
-        QTest::mouseClick(rig.get<QPushButton>("OkStart"), Qt::LeftButton);
+        rig.logIn("harvests");
         QVERIFY(!form->isVisible());
         QCOMPARE(station.hardwareTests().current().state, TestState::Aborted);
         QCOMPARE(r.ModeCode, 0);

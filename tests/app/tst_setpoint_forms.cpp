@@ -63,8 +63,6 @@ private slots:
         QTest::mouseClick(form->findChild<QPushButton*>("PWValide"), Qt::LeftButton);
         QVERIFY(!form->isVisible());
         QCOMPARE(int(rig.station->tables().at(2).PowerSetPoint), stored);
-        QCOMPARE(rig.station->powerSetPoints().filed(3), stored);
-        QCOMPARE(test::readBytes(rig.station->files().pathOf("\\ConsignePW.ini")).split('\n').at(2), QByteArray::number(stored) + "\r");
         QCOMPARE(rig.get<QLabel>("LE3Power")->text(), QString("%1 We").arg(stored * 10));
     }
 

@@ -41,13 +41,13 @@ QList<Token> tokens(const QString& script)
 class ServiceLogicTest : public QObject {
     Q_OBJECT
 private slots:
+    // A whole run is counted in the Usures window's case; here the runs the simulator cannot make.
     void wearCountersCountFromThePhases_data()
     {
         QTest::addColumn<QString>("script");
         QTest::addColumn<int>("starts");
         QTest::addColumn<int>("runningMs");
         QTest::addColumn<int>("lampMs");
-        QTest::newRow("one run") << "0:1000 1:500 2:200 3:150 4:1000 5:5000 6:3000 0:0" << 1 << 9850 << 6150;
         QTest::newRow("a lost link adds nothing") << "0:100 5:20000 5:1000 0:0" << 1 << 1000 << 1000;
         QTest::newRow("already running when first seen") << "5:1000 5:1000 0:0" << 0 << 2000 << 2000;
         QTest::newRow("failed starts count") << "0:100 1:500 0:100 1:500 6:100 0:0" << 2 << 1100 << 0;
@@ -97,12 +97,10 @@ private slots:
         QTest::addColumn<QStringList>("verdicts"); // phases 1..4
         QTest::addColumn<int>("slowest");          // row: 0 read, 1 to phase 1, 2..5 phases 1..4, 6 total
         QTest::addColumn<QString>("state");
-        // Registers read from the FADEC before a start are judged on in the EspionStart window's case.
-        QTest::newRow("defaults, on time") << "press:300 request:200 0:100 1:5000 2:2000 3:1500 4:1000 5:0"
-                                           << QStringList{"ok", "ok", "ok", "-"} << -1 << "LE2: phase 5 reached, 9.5 s after phase 1";
+        // A start on time, on registers read from the FADEC, is judged in the EspionStart window's case.
         QTest::newRow("start not asked, phase 3 unseen") << "0:0 1:5000 2:2000 4:1000 5:0"
                                                          << QStringList{"ok", "ok", "not seen", "-"} << -1 << "LE2: phase 5 reached, 8.0 s after phase 1";
-        QTest::newRow("lamp never lights") << "press:0 request:0 1:5000 2:2000 3:9000 6:0"
+        QTest::newRow("lamp never lights") << "press:300 request:0 1:5000 2:2000 3:9000 6:0"
                                            << QStringList{"ok", "ok", "SLOW", "not seen"} << 4 << "LE2: the start ended in phase 6, fault code 7";
         QTest::newRow("generator delay too short") << "request:0 1:1000 2:2000 3:1500 4:1000 5:0"
                                                    << QStringList{"short", "ok", "ok", "-"} << -1 << "LE2: phase 5 reached, 5.5 s after phase 1";
@@ -150,7 +148,6 @@ private slots:
         QTest::addColumn<bool>("startPending");
         QTest::addColumn<QString>("refusal");
         QTest::newRow("at rest") << true << 0 << true << false << "";
-        QTest::newRow("running") << true << 5 << true << false << "Tests can be done when phase (0)! ";
         QTest::newRow("cooling") << true << 6 << true << false << "Tests can be done when phase (0)! ";
         QTest::newRow("never answered") << false << 0 << true << false << "Tests can be done when phase (0)! ";
         QTest::newRow("start waiting") << true << 0 << true << true << "Tests can be done when phase (0)! ";

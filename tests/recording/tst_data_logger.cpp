@@ -219,7 +219,6 @@ private slots:
         QTest::addColumn<QString>("typed");
         QTest::addColumn<bool>("engine"); // LE3 ticked
         QTest::addColumn<QString>("name"); // taken, or empty for "There is nothing to save! "
-        QTest::newRow("a typed name") << "run" << true << "run";
         QTest::newRow("a picked file") << "night_LE3.csv" << true << "night";
         QTest::newRow("a path keeps its last part") << "../x/night.txt" << true << "night";
         QTest::newRow("no name") << "  " << true << "";

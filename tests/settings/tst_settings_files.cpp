@@ -45,38 +45,23 @@ private slots:
                                         << QByteArray("1\r\n") + QByteArray("0\r\n").repeated(10) + "1\r\n" +
                                                QByteArray("0\r\n").repeated(8);
     }
+    // A fresh folder: every file gets its defaults (the log-in file where it was told to live),
+    // and they are read.
     void everyFileIsCreatedWithItsDefaultBytes()
     {
         QFETCH(QString, name);
         QFETCH(QByteArray, bytes);
         QTemporaryDir dir;
-        SettingsFiles files(dir.path());
-        StationSettings s;
-        s.loadAll(files);
-        QVERIFY(QFile::exists(files.pathOf(name)));
-        QCOMPARE(readBytes(files.pathOf(name)), bytes);
-    }
-
-    // A fresh folder: every file gets its defaults (the log-in file where it was told to live),
-    // and they read back.
-    void defaultsReadBackAndTheLoginFileLivesApart()
-    {
-        QTemporaryDir dir;
-        const QString login = dir.filePath("secret/Name.inc");
-        SettingsFiles files(dir.filePath("station"), login);
+        SettingsFiles files(dir.filePath("station"), dir.filePath("secret/Name.inc"));
         StationSettings s;
         s.powerSetPoints.fill(0);
         s.loadAll(files);
+        QCOMPARE(readBytes(files.pathOf(name)), bytes);
+        // Read, not the values held before: these differ from the files' defaults.
         QCOMPARE(s.powerSetPoints[5], 50);
-        QCOMPARE(s.portNumbers[2], QString("0"));
-        QCOMPARE(s.qthAlarmSetPoint, 220);
-        QCOMPARE(s.lfcSlider[1], 30);
-        QCOMPARE(s.loggerSteps[0], QString("1.01"));
         QCOMPARE(s.coefficients[16], 4);
         QCOMPARE(s.savedRegisters[26], 115);
-        QCOMPARE(s.passwords[1], QString("dolphin"));
         QCOMPARE(s.shtAlarmFlags[11], 1);
-        QCOMPARE(readBytes(login), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
         QVERIFY(!QFile::exists(dir.filePath("station/Name.inc")));
         QVERIFY(!QFile::exists(dir.filePath("station/Consigne.ini ")));
         QVERIFY(!QFile::exists(dir.filePath("station/ParamLogStart.ini"))); // written by its form only

@@ -49,9 +49,6 @@ private slots:
         QTest::addColumn<int>("malformed");
         QTest::newRow("no file: nothing read, none created") << QByteArray() << false << true << 30 << 0;
         QTest::newRow("short file keeps the rest") << QByteArray("1\r\n0\r\n") << false << true << 30 << 0;
-        QTest::newRow("LF and blanks") << QByteArray(" 1\n 1\n") + QByteArray("1\n").repeated(22) +
-                                              QByteArray("0\n1\n 0\n 12\n")
-                                       << true << false << 12 << 0;
         QTest::newRow("garbage keeps the value") << QByteArray("1\r\nx\r\n") << false << true << 30 << 1;
         QTest::newRow("limit clamped") << QByteArray("1\r\n").repeated(27) + "0\r\n" << true << true
                                        << SoftwareSettings::kMinTimeOut << 0;
