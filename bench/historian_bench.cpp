@@ -4,8 +4,8 @@
 // several runs, the file's pages already in memory). --screenshot FILE saves the window on a week
 // of LE1 and LE4.
 //   historian_bench [--days N] [--dir DIR] [--screenshot FILE]
-#include "app/historian_plot.h"
-#include "app/historian_trends.h"
+#include "app/recording/historian_plot.h"
+#include "app/recording/historian_trends.h"
 #include "historian/historian_store.h"
 #include "station/station.h"
 

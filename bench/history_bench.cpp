@@ -1,8 +1,8 @@
 // Writes a full 32000-line history and prints, as the median of several runs, the time to load it
 // (read, cut into rows, check the rewrite), to put it in the list model, and to open the history
 // window until the filled list is painted. Also the cost of one append (it syncs to disk).
-#include "app/histo_window.h"
-#include "app/question_window.h"
+#include "app/recording/histo_window.h"
+#include "app/common/question_window.h"
 #include "recording/history.h"
 #include "settings/settings_files.h"
 

@@ -2,7 +2,7 @@
 // as they come, with the trace window's table view shown and repainted after every batch.
 // Prints the cost of one message through the tap, of one batch reaching the view, how many
 // messages a second the open trace keeps up with, and the memory a full table holds.
-#include "app/protocol_trace_window.h"
+#include "app/service/protocol_trace_window.h"
 #include "station/station.h"
 #include "protocol/codec.h"
 

@@ -2,11 +2,11 @@
 // acknowledged and cleared with its history lines; the banner counts and acknowledges only what
 // it shows, also in a burst; limits kept across a restart; the lost-link box and the values of
 // lost engines while the frame cycle goes on.
-#include "app/alarm_banner.h"
-#include "app/alarm_summary_window.h"
-#include "app/alarm_window.h"
-#include "app/boite_dialogue.h"
-#include "app/colours.h"
+#include "app/alarms/alarm_banner.h"
+#include "app/alarms/alarm_summary_window.h"
+#include "app/alarms/alarm_window.h"
+#include "app/alarms/boite_dialogue.h"
+#include "app/common/colours.h"
 #include "test_registry.h"
 #include "test_support.h"
 #include "window_rig.h"

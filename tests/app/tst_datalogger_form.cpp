@@ -1,6 +1,6 @@
 // The form Datalogger on the main window: the three steps, the two Recording entries, and its
 // pictures stopped and running.
-#include "app/datalogger_form.h"
+#include "app/recording/datalogger_form.h"
 #include "test_registry.h"
 #include "test_support.h"
 #include "window_rig.h"

@@ -1,5 +1,5 @@
-#include "app/histo_window.h"
-#include "app/question_window.h"
+#include "app/recording/histo_window.h"
+#include "app/common/question_window.h"
 #include "recording/history.h"
 #include "settings/settings_files.h"
 #include "test_registry.h"

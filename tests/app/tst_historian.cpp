@@ -1,6 +1,6 @@
 // The historian against the simulated engines, its file's faults, and the trends window.
-#include "app/historian_plot.h"
-#include "app/historian_trends.h"
+#include "app/recording/historian_plot.h"
+#include "app/recording/historian_trends.h"
 #include "historian/historian.h"
 #include "sim/simulated_engine.h"
 #include "simulated_station.h"

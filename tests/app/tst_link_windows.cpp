@@ -1,8 +1,8 @@
 // The link end to end: the whole station from its start-up against six simulated engines on
 // pseudo-terminals, and the main window's side of it: the link button and the link columns.
-#include "app/colours.h"
-#include "app/configuration_rs232.h"
-#include "app/log_window.h"
+#include "app/common/colours.h"
+#include "app/settings/configuration_rs232.h"
+#include "app/main_window/log_window.h"
 #include "simulated_station.h"
 #include "station/station.h"
 #include "test_registry.h"

@@ -1,10 +1,10 @@
 // The main window on a station without engines: what it shows after start-up, the log-in, the
 // password change and the controls each mode gives, the display of a record, quitting and the
 // software settings.
-#include "app/change_password_form.h"
-#include "app/colours.h"
-#include "app/log_window.h"
-#include "app/software_settings_form.h"
+#include "app/service/change_password_form.h"
+#include "app/common/colours.h"
+#include "app/main_window/log_window.h"
+#include "app/settings/software_settings_form.h"
 #include "settings/passwords.h"
 #include "station/station.h"
 #include "test_registry.h"

@@ -1,8 +1,8 @@
 // Operating the engines end to end: the station against six simulated engines on pseudo-terminals,
 // and the main window's operation controls.
-#include "app/colours.h"
-#include "app/log_window.h"
-#include "app/messages_error.h"
+#include "app/common/colours.h"
+#include "app/main_window/log_window.h"
+#include "app/alarms/messages_error.h"
 #include "simulated_station.h"
 #include "station/station.h"
 #include "test_registry.h"

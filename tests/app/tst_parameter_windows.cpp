@@ -1,9 +1,9 @@
 // The maintenance windows on the main window: FadecParameters, ValeurDesParam and the protocol
 // trace, their menu entries and guards, and their pictures.
-#include "app/fadec_parameters.h"
-#include "app/protocol_trace_window.h"
-#include "app/saisie.h"
-#include "app/valeur_des_param.h"
+#include "app/service/fadec_parameters.h"
+#include "app/service/protocol_trace_window.h"
+#include "app/setpoints/saisie.h"
+#include "app/service/valeur_des_param.h"
 #include "test_registry.h"
 #include "test_support.h"
 #include "window_rig.h"

@@ -1,4 +1,4 @@
-#include "app/question_window.h"
+#include "app/common/question_window.h"
 #include "test_registry.h"
 
 #include <QLabel>

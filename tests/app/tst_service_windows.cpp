@@ -1,9 +1,9 @@
 // The four service windows against simulated engines: a start followed step by step and counted,
 // a coefficient reaching the main display, and hardware tests at rest only.
-#include "app/coefficients_form.h"
-#include "app/espion_start_form.h"
-#include "app/tests_materiel_form.h"
-#include "app/usures_form.h"
+#include "app/service/coefficients_form.h"
+#include "app/service/espion_start_form.h"
+#include "app/service/tests_materiel_form.h"
+#include "app/service/usures_form.h"
 #include "test_registry.h"
 #include "window_rig.h"
 

@@ -1,7 +1,7 @@
 // Set-points: the forms PW6Sliders and Saisie on the main window, and set-points travelling to
 // six simulated engines on pseudo-terminals.
-#include "app/pw6_sliders.h"
-#include "app/saisie.h"
+#include "app/setpoints/pw6_sliders.h"
+#include "app/setpoints/saisie.h"
 #include "simulated_station.h"
 #include "station/station.h"
 #include "test_registry.h"

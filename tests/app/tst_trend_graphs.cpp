@@ -1,10 +1,10 @@
 // The trend graphs: the time scale, the sweep with its screenshots, clear and scroll, the viewer,
 // and the graphs of engines running on the simulator.
-#include "app/graphique_screen.h"
-#include "app/log_window.h"
-#include "app/page_tabs.h"
+#include "app/recording/graphique_screen.h"
+#include "app/main_window/log_window.h"
+#include "app/main_window/page_tabs.h"
 #include "station/station.h"
-#include "app/trend_graph.h"
+#include "app/recording/trend_graph.h"
 #include "window_rig.h"
 #include "test_registry.h"
 #include "test_support.h"

@@ -1,6 +1,6 @@
 #pragma once
 // The main window on a station logged in to user mode, with or without six simulated engines.
-#include "app/log_window.h"
+#include "app/main_window/log_window.h"
 #include "station/station.h"
 #include "simulated_station.h"
 

@@ -1,0 +1,351 @@
+#include "app/recording/trend_graph.h"
+
+#include <QGridLayout>
+#include <QLabel>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPromise>
+#include <QSaveFile>
+#include <QThreadPool>
+#include <QTimer>
+#include <QVBoxLayout>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+namespace tarvek {
+
+namespace {
+// The station's grey around a quiet picture; the curves carry the only colour.
+const QColor kBackground(236, 236, 236);
+const QColor kGrid(200, 200, 200);
+const QColor kAxis(250, 250, 250);
+constexpr int kNoLine = -1;
+constexpr int kTitleHeight = 18;
+constexpr int kLegendRowHeight = 16;
+constexpr int kLegendPerRow = 4;
+const QString kTimeFormat = QStringLiteral("HH:mm:ss");
+} // namespace
+
+QColor TrendGraphPage::colour(int series)
+{
+    // Speeds in blues, temperatures in reds, light in greens and yellow, humidity in violet.
+    static const std::array<QColor, kTrendSeriesCount> colours{
+        QColor(0, 0, 200),  QColor(0, 140, 255), QColor(0, 190, 190), QColor(220, 0, 0),    QColor(255, 120, 0),
+        QColor(0, 150, 0),  QColor(120, 200, 0), QColor(200, 170, 0), QColor(140, 70, 20), QColor(160, 0, 200)};
+    return colours.at(static_cast<std::size_t>(series));
+}
+
+QString TrendGraphPage::valueText(int series, double value, bool atTop)
+{
+    const TrendSeries& t = trendSeries().at(static_cast<std::size_t>(series));
+    if (std::isnan(value))
+        return QStringLiteral("---");
+    return QStringLiteral("%1%2 %3")
+        .arg(atTop ? QStringLiteral("\u2265") : QString())
+        .arg(value, 0, 'f', 0)
+        .arg(t.unit());
+}
+
+TrendGraph::TrendGraph(int engine, QWidget* parent)
+    : QWidget(parent), engine_(engine), picture_(TrendGraphs::kWidth, kHeight, QImage::Format_RGB32),
+      samples_(TrendGraphs::kWidth)
+{
+    setObjectName(QStringLiteral("PictureLE%1").arg(engine));
+    setFixedSize(sizeHint());
+    setToolTip(QStringLiteral("Click to read every trace at a point; double-click to remove the cursor"));
+    clear();
+}
+
+QSize TrendGraph::sizeHint() const { return {TrendGraphs::kWidth, kHeight + kAxisHeight}; }
+
+void TrendGraph::clear()
+{
+    picture_.fill(kBackground);
+    QPainter p(&picture_);
+    p.setPen(kGrid);
+    for (int q = 1; q < 4; ++q)
+        p.drawLine(0, kHeight * q / 4, TrendGraphs::kWidth - 1, kHeight * q / 4);
+    lastY_.fill(kNoLine);
+    std::fill(samples_.begin(), samples_.end(), Sample{});
+    last_ = -1;
+    update();
+}
+
+void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at)
+{
+    const int column = x - 1;
+    QPainter p(&picture_);
+    if (shifted) {
+        // Scrolling: everything moves one column left and the last column is blank again.
+        p.drawImage(0, 0, picture_.copy(1, 0, TrendGraphs::kWidth - 1, kHeight));
+        std::rotate(samples_.begin(), samples_.begin() + 1, samples_.end());
+    }
+    Sample& sample = samples_.at(static_cast<std::size_t>(column));
+    sample.at = at;
+    p.setPen(kBackground);
+    p.drawLine(column, 0, column, kHeight - 1);
+    p.setPen(kGrid);
+    for (int q = 1; q < 4; ++q)
+        p.drawPoint(column, kHeight * q / 4);
+    for (int s = 0; s < kTrendSeriesCount; ++s) {
+        int& last = lastY_[static_cast<std::size_t>(s)];
+        const double level = s < levels.size() ? levels[s] : std::nan("");
+        sample.levels[static_cast<std::size_t>(s)] = level;
+        if (std::isnan(level)) {
+            last = kNoLine;
+            continue;
+        }
+        const int y = static_cast<int>(std::lround((1.0 - level) * (kHeight - 2))) + 1;
+        // Two pixels thick, to read from across the room; a curve joins its previous column,
+        // unless this is the first column of a sweep.
+        p.setPen(QPen(TrendGraphPage::colour(s), 1));
+        const int from = last != kNoLine && column > 0 ? last : y;
+        p.drawLine(std::max(column - 1, 0), from, column, y);
+        p.drawLine(std::max(column - 1, 0), from + 1, column, y + 1);
+        last = y;
+    }
+    last_ = column;
+    if (shifted) {
+        update();
+        return;
+    }
+    update(std::max(column - 1, 0), 0, 2, kHeight);
+    if (column % kTickColumns == 0)
+        update(0, kHeight, TrendGraphs::kWidth, kAxisHeight);
+}
+
+void TrendGraph::setCursorColumn(int column)
+{
+    const int before = cursor_;
+    cursor_ = column >= 0 && column < TrendGraphs::kWidth ? column : -1;
+    if (before == cursor_)
+        return;
+    if (before >= 0)
+        update(before, 0, 1, kHeight);
+    if (cursor_ >= 0)
+        update(cursor_, 0, 1, kHeight);
+    emit cursorMoved(engine_);
+}
+
+void TrendGraph::drawAxis(QPainter& p, int top) const
+{
+    p.fillRect(0, top, TrendGraphs::kWidth, kAxisHeight, kAxis);
+    QFont f = p.font();
+    f.setPixelSize(kAxisHeight - 5);
+    p.setFont(f);
+    const int textWidth = p.fontMetrics().horizontalAdvance(QStringLiteral("00:00:00"));
+    for (int c = 0; c < TrendGraphs::kWidth; c += kTickColumns) {
+        const QDateTime& at = samples_.at(static_cast<std::size_t>(c)).at;
+        if (!at.isValid())
+            continue;
+        p.setPen(Qt::darkGray);
+        p.drawLine(c, top, c, top + 3);
+        p.setPen(Qt::black);
+        const int left = std::clamp(c - textWidth / 2, 0, TrendGraphs::kWidth - textWidth);
+        p.drawText(QRect(left, top + 2, textWidth, kAxisHeight - 2), Qt::AlignCenter, at.toString(kTimeFormat));
+    }
+}
+
+QImage TrendGraph::annotated(int scaleMs) const
+{
+    const int rows = (kTrendSeriesCount + kLegendPerRow - 1) / kLegendPerRow;
+    QImage shot(TrendGraphs::kWidth, kTitleHeight + kHeight + kAxisHeight + rows * kLegendRowHeight + 2,
+                QImage::Format_RGB32);
+    shot.fill(Qt::white);
+    QPainter p(&shot);
+    QFont f = p.font();
+    f.setPixelSize(12);
+    f.setBold(true);
+    p.setFont(f);
+    const Sample* newest = last_ >= 0 ? &samples_.at(static_cast<std::size_t>(last_)) : nullptr;
+    const QString when = newest && newest->at.isValid() ? newest->at.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))
+                                                        : QString();
+    p.drawText(QRect(4, 0, TrendGraphs::kWidth - 8, kTitleHeight), Qt::AlignVCenter | Qt::AlignLeft,
+               QStringLiteral("LE%1   %2   %3 ms/pixel").arg(engine_).arg(when).arg(scaleMs));
+    p.drawImage(0, kTitleHeight, picture_);
+    drawAxis(p, kTitleHeight + kHeight);
+    f.setBold(false);
+    f.setPixelSize(11);
+    p.setFont(f);
+    const int cell = TrendGraphs::kWidth / kLegendPerRow;
+    const auto& series = trendSeries();
+    for (int s = 0; s < kTrendSeriesCount; ++s) {
+        const int x = (s % kLegendPerRow) * cell + 4;
+        const int y = kTitleHeight + kHeight + kAxisHeight + (s / kLegendPerRow) * kLegendRowHeight + 2;
+        p.fillRect(x, y + 3, 10, 10, TrendGraphPage::colour(s));
+        const double level = newest ? newest->levels.at(static_cast<std::size_t>(s)) : std::nan("");
+        const double top = series.at(static_cast<std::size_t>(s)).fullScale;
+        p.setPen(Qt::black);
+        p.drawText(QRect(x + 13, y, cell - 17, kLegendRowHeight), Qt::AlignVCenter | Qt::AlignLeft,
+                   QStringLiteral("%1 %2").arg(QString::fromLatin1(series.at(static_cast<std::size_t>(s)).name),
+                                               TrendGraphPage::valueText(s, level * top, level >= 1.0)));
+    }
+    return shot;
+}
+
+QFuture<QString> TrendGraph::save(const QImage& shot, const QString& path)
+{
+    // The worker owns the image; the file appears under its name only once it is whole, for the
+    // viewer and the numbering.
+    auto promise = std::make_shared<QPromise<QString>>();
+    QFuture<QString> done = promise->future();
+    QThreadPool::globalInstance()->start([promise, shot, path] {
+        promise->start();
+        QSaveFile file(path);
+        QString error;
+        if (!file.open(QIODevice::WriteOnly) || !shot.save(&file, "BMP") || !file.commit())
+            error = file.errorString().isEmpty() ? QStringLiteral("cannot write the picture") : file.errorString();
+        promise->addResult(error);
+        promise->finish();
+    });
+    return done;
+}
+
+void TrendGraph::paintEvent(QPaintEvent* event)
+{
+    QPainter p(this);
+    const QRect r = event->rect();
+    p.drawImage(r.intersected(picture_.rect()), picture_, r.intersected(picture_.rect()));
+    if (cursor_ >= 0 && r.left() <= cursor_ && cursor_ <= r.right()) {
+        p.setPen(QPen(Qt::black, 1, Qt::DashLine));
+        p.drawLine(cursor_, 0, cursor_, kHeight - 1);
+    }
+    if (r.bottom() >= kHeight)
+        drawAxis(p, kHeight);
+}
+
+void TrendGraph::mousePressEvent(QMouseEvent* event)
+{
+    setCursorColumn(static_cast<int>(event->position().x()));
+    emit cursorMoved(engine_); // also when the cursor stays: the legend turns to this engine
+}
+
+void TrendGraph::mouseMoveEvent(QMouseEvent* event)
+{
+    if (event->buttons() & Qt::LeftButton)
+        setCursorColumn(static_cast<int>(event->position().x()));
+}
+
+void TrendGraph::mouseDoubleClickEvent(QMouseEvent*)
+{
+    setCursorColumn(-1);
+}
+
+TrendGraphPage::TrendGraphPage(TrendGraphs& logic, QWidget* parent) : QWidget(parent), logic_(logic)
+{
+    setObjectName(QStringLiteral("GraphPage"));
+    auto* grid = new QGridLayout(this);
+    grid->setContentsMargins(6, 4, 6, 4);
+    grid->setHorizontalSpacing(8);
+    grid->setVerticalSpacing(3);
+    for (int i = 0; i < kEngines; ++i) {
+        auto* title = new QLabel(QStringLiteral("LE%1").arg(i + 1));
+        QFont f = title->font();
+        f.setBold(true);
+        f.setPointSizeF(f.pointSizeF() * 1.25);
+        title->setFont(f);
+        grid->addWidget(title, i, 0, Qt::AlignRight | Qt::AlignTop);
+        auto* g = new TrendGraph(i + 1);
+        graphs_[static_cast<std::size_t>(i)] = g;
+        grid->addWidget(g, i, 1);
+        // One cursor at a time: the legend reads the graph last clicked.
+        connect(g, &TrendGraph::cursorMoved, this, [this](int engine) {
+            legendEngine_ = engine;
+            for (TrendGraph* other : graphs_)
+                if (other->engine() != engine)
+                    other->setCursorColumn(-1);
+            refreshLegend();
+        });
+    }
+
+    // One legend for all six: colour, name, the value read, unit and the value at the top.
+    auto* legend = new QWidget;
+    legend->setObjectName(QStringLiteral("GraphLegend"));
+    auto* rows = new QGridLayout(legend);
+    rows->setContentsMargins(0, 0, 0, 0);
+    rows->setHorizontalSpacing(8);
+    rows->setVerticalSpacing(2);
+    legendTitle_ = new QLabel;
+    legendTitle_->setObjectName(QStringLiteral("GraphLegendTitle"));
+    QFont bold = legendTitle_->font();
+    bold.setBold(true);
+    legendTitle_->setFont(bold);
+    rows->addWidget(legendTitle_, 0, 0, 1, 3);
+    const auto& series = trendSeries();
+    for (int s = 0; s < kTrendSeriesCount; ++s) {
+        const TrendSeries& t = series[static_cast<std::size_t>(s)];
+        auto* name = new QLabel(QStringLiteral("<span style='color:%1; font-size:16pt'>&#9632;</span> <b>%2</b>")
+                                    .arg(colour(s).name(), QString::fromLatin1(t.name)));
+        auto* value = new QLabel(QStringLiteral("---"));
+        value->setObjectName(QStringLiteral("LegendValue%1").arg(QString::fromLatin1(t.name)));
+        value->setFont(bold);
+        value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("\u2265000 W/m\u00B2")));
+        values_[static_cast<std::size_t>(s)] = value;
+        auto* top = new QLabel(QStringLiteral("top %1").arg(t.fullScale, 0, 'f', 0));
+        rows->addWidget(name, s + 1, 0);
+        rows->addWidget(value, s + 1, 1);
+        rows->addWidget(top, s + 1, 2);
+    }
+    auto* scale = new QLabel;
+    scale->setObjectName(QStringLiteral("GraphTimeScale"));
+    scale->setFont(bold);
+    const auto showScale = [scale](int ms) {
+        scale->setText(QStringLiteral("%1 ms/pixel, %2 s a sweep").arg(ms).arg(ms * TrendGraphs::kWidth / 1000.0, 0, 'f', 0));
+    };
+    showScale(logic.timeScale());
+    connect(&logic, &TrendGraphs::timeScaleChanged, scale, showScale);
+    rows->addWidget(scale, kTrendSeriesCount + 1, 0, 1, 3);
+    auto* hint = new QLabel(QStringLiteral("Traces: share of the top value.\nClick a graph to read it there."));
+    rows->addWidget(hint, kTrendSeriesCount + 2, 0, 1, 3);
+    rows->setRowStretch(kTrendSeriesCount + 3, 1);
+    grid->addWidget(legend, 0, 2, kEngines, 1);
+    grid->setColumnStretch(3, 1);
+    grid->setRowStretch(kEngines, 1);
+
+    connect(&logic, &TrendGraphs::column, this, [this](int index, int x, const QList<double>& levels, bool shifted) {
+        graph(index)->drawColumn(x, levels, shifted, logic_.now());
+    });
+    connect(&logic, &TrendGraphs::cleared, this, [this](int index) { graph(index)->clear(); });
+    connect(&logic, &TrendGraphs::saveRequested, this, [this, &logic](int index, const QString& path) {
+        TrendGraph::save(graph(index)->annotated(logic.timeScale()), path)
+            .then(&logic, [&logic, path](const QString& error) { logic.saveFinished(path, error); });
+    });
+    legendTimer_ = new QTimer(this);
+    legendTimer_->setObjectName(QStringLiteral("TimerGraphLegend"));
+    legendTimer_->setInterval(kLegendMs);
+    connect(legendTimer_, &QTimer::timeout, this, [this] {
+        if (isVisible())
+            refreshLegend();
+    });
+    legendTimer_->start();
+    refreshLegend();
+}
+
+void TrendGraphPage::refreshLegend()
+{
+    const TrendGraph* g = graph(legendEngine_ - 1);
+    const int c = g->cursorColumn();
+    const bool atCursor = c >= 0 && g->sample(c).at.isValid();
+    if (atCursor)
+        legendTitle_->setText(QStringLiteral("LE%1 at %2 (cursor)").arg(legendEngine_).arg(g->sample(c).at.toString(kTimeFormat)));
+    else
+        legendTitle_->setText(QStringLiteral("LE%1 now").arg(legendEngine_));
+    const auto& series = trendSeries();
+    for (int s = 0; s < kTrendSeriesCount; ++s) {
+        QString text;
+        if (atCursor) {
+            const double level = g->sample(c).levels.at(static_cast<std::size_t>(s));
+            text = valueText(s, level * series.at(static_cast<std::size_t>(s)).fullScale, level >= 1.0);
+        } else {
+            text = valueText(s, logic_.value(legendEngine_ - 1, s));
+        }
+        if (values_.at(static_cast<std::size_t>(s))->text() != text)
+            values_.at(static_cast<std::size_t>(s))->setText(text);
+    }
+}
+
+} // namespace tarvek
