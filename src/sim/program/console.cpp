@@ -1,22 +1,10 @@
 #include "console.h"
 
 #include <cerrno>
-#include <csignal>
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace tarvek::sim {
-
-namespace {
-int signalPipe[2] = {-1, -1};
-
-void onSignal(int)
-{
-    const char c = 1;
-    [[maybe_unused]] const auto n = ::write(signalPipe[1], &c, 1);
-}
-} // namespace
 
 Console::Console(QObject* parent) : QObject(parent) {}
 
@@ -52,27 +40,6 @@ void Console::readInput()
         pending_.remove(0, end + 1);
         emit line(text);
     }
-}
-
-bool Console::catchTerminationSignals(QObject* context, std::function<void()> terminate)
-{
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, signalPipe) != 0)
-        return false;
-    auto* notifier = new QSocketNotifier(signalPipe[0], QSocketNotifier::Read, context);
-    QObject::connect(notifier, &QSocketNotifier::activated, context, [notifier, terminate] {
-        char c;
-        [[maybe_unused]] const auto n = ::read(signalPipe[0], &c, 1);
-        notifier->setEnabled(false);
-        terminate();
-    });
-    struct sigaction action {};
-    action.sa_handler = onSignal;
-    sigemptyset(&action.sa_mask);
-    action.sa_flags = SA_RESTART;
-    ::sigaction(SIGINT, &action, nullptr);
-    ::sigaction(SIGTERM, &action, nullptr);
-    ::sigaction(SIGHUP, &action, nullptr);
-    return true;
 }
 
 } // namespace tarvek::sim

@@ -1,6 +1,5 @@
 #pragma once
-// The line-based control channel on standard input, and a clean end on SIGINT or SIGTERM so
-// the COMn links are removed.
+// The line-based control channel on standard input.
 #include <QObject>
 #include <QSocketNotifier>
 
@@ -16,8 +15,6 @@ public:
 
     // Watches standard input; does nothing when it is closed.
     void listen();
-    // Turns SIGINT and SIGTERM into terminate().
-    static bool catchTerminationSignals(QObject* context, std::function<void()> terminate);
 
 signals:
     void line(const QString& text);

@@ -1,4 +1,5 @@
 // fadec-sim: simulated FADEC controllers for the station, on pseudo-terminals or TCP ports.
+#include "common/termination_signals.h"
 #include "console.h"
 #include "sim/simulator.h"
 
@@ -6,9 +7,11 @@
 #include <QCoreApplication>
 #include <QTextStream>
 
+#include <csignal>
 #include <cstdio>
 
 using namespace tarvek::sim;
+using tarvek::TerminationSignals;
 
 namespace {
 void say(const QString& text)
@@ -107,7 +110,9 @@ int main(int argc, char** argv)
     QObject::connect(&console, &Console::line, &app,
                      [&simulator](const QString& text) { say(simulator.execute(text)); });
     console.listen();
-    Console::catchTerminationSignals(&app, [] { QCoreApplication::quit(); });
+    // A clean end on SIGINT, SIGTERM or SIGHUP, so the COMn links are removed.
+    TerminationSignals ending({SIGINT, SIGTERM, SIGHUP});
+    QObject::connect(&ending, &TerminationSignals::received, &app, [] { QCoreApplication::quit(); });
     if (!quietly)
         say(QStringLiteral("Type help for the commands."));
     return app.exec();

@@ -1,4 +1,4 @@
-#include "app/common/signal_quit.h"
+#include "common/termination_signals.h"
 
 #include <QSocketNotifier>
 
@@ -23,36 +23,56 @@ extern "C" void onSignal(int sig)
     [[maybe_unused]] const ssize_t n = ::write(wakeFds[0], &byte, 1);
     errno = saved;
 }
+
+QString signalName(int sig)
+{
+    switch (sig) {
+    case SIGINT: return QStringLiteral("SIGINT");
+    case SIGHUP: return QStringLiteral("SIGHUP");
+    case SIGTERM: return QStringLiteral("SIGTERM");
+    default: return QStringLiteral("signal %1").arg(sig);
+    }
+}
 } // namespace
 #endif
 
-SignalQuit::SignalQuit(QObject* parent) : QObject(parent)
+TerminationSignals::TerminationSignals(QObject* parent)
+#ifdef Q_OS_UNIX
+    : TerminationSignals({SIGTERM, SIGINT}, parent)
+#else
+    : QObject(parent)
+#endif
+{
+}
+
+TerminationSignals::TerminationSignals(std::initializer_list<int> signalNumbers, QObject* parent)
+    : QObject(parent), caught_(signalNumbers)
 {
 #ifdef Q_OS_UNIX
-    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, wakeFds) != 0)
+    if (wakeFds[0] >= 0 || ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, wakeFds) != 0)
         return;
     notifier_ = new QSocketNotifier(wakeFds[1], QSocketNotifier::Read, this);
     connect(notifier_, &QSocketNotifier::activated, this, [this] {
         char byte = 0;
         while (::read(wakeFds[1], &byte, 1) == 1)
-            emit received(byte == SIGINT ? QStringLiteral("SIGINT") : QStringLiteral("SIGTERM"));
+            emit received(signalName(byte));
     });
     struct sigaction action {};
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    ::sigaction(SIGTERM, &action, nullptr);
-    ::sigaction(SIGINT, &action, nullptr);
+    for (int sig : caught_)
+        ::sigaction(sig, &action, nullptr);
 #endif
 }
 
-SignalQuit::~SignalQuit()
+TerminationSignals::~TerminationSignals()
 {
 #ifdef Q_OS_UNIX
     if (!notifier_)
         return;
-    ::signal(SIGTERM, SIG_DFL);
-    ::signal(SIGINT, SIG_DFL);
+    for (int sig : caught_)
+        ::signal(sig, SIG_DFL);
     ::close(wakeFds[0]);
     ::close(wakeFds[1]);
     wakeFds[0] = wakeFds[1] = -1;

@@ -1,0 +1,199 @@
+#include "app/program/headless_commands.h"
+
+#include "app/alarms/messages_error.h"
+#include "app/common/question_window.h"
+#include "app/main_window/log_window.h"
+#include "app/main_window/page_tabs.h"
+#include "app/program/command_line.h"
+#include "app/recording/datalogger_form.h"
+#include "app/recording/graphique_screen.h"
+#include "app/recording/histo_window.h"
+#include "app/recording/trend_graph.h"
+#include "app/service/change_password_form.h"
+#include "app/service/coefficients_form.h"
+#include "app/service/espion_start_form.h"
+#include "app/service/fadec_parameters.h"
+#include "app/service/protocol_trace_window.h"
+#include "app/service/tests_materiel_form.h"
+#include "app/service/usures_form.h"
+#include "app/service/valeur_des_param.h"
+#include "app/settings/configuration_rs232.h"
+#include "app/settings/software_settings_form.h"
+#include "app/setpoints/pw6_sliders.h"
+#include "app/setpoints/saisie.h"
+#include "historian/historian_store.h"
+#include "settings/display_coefficients.h"
+#include "settings/settings_files.h"
+#include "station/engine_rows.h"
+#include "station/station.h"
+
+#include <QAction>
+#include <QDialog>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <numeric>
+#include <span>
+#include <vector>
+
+namespace tarvek {
+
+int resetPasswords(const Options& o)
+{
+    SettingsFiles files(o.folder, o.loginFile);
+    QString failure;
+    QObject::connect(&files, &SettingsFiles::fileError, &files,
+                     [&failure](const QString&, const QString& reason) { failure = reason; });
+    const QString name = SettingsFiles::loginFileName();
+    const QString path = QDir::toNativeSeparators(files.pathOf(name));
+    const bool existed = QFileInfo::exists(files.pathOf(name));
+    const QString aside = existed ? files.repair(name, QStringLiteral("is reset")) : QString();
+    if (!(existed ? !aside.isEmpty() : files.ensure(name)) || !failure.isEmpty()) {
+        std::fprintf(stderr, "tarvek-station: cannot reset the password file %s: %s\n", qPrintable(path),
+                     qPrintable(failure.isEmpty() ? QStringLiteral("it cannot be moved aside") : failure));
+        return 1;
+    }
+    std::printf("The password file %s holds the default passwords again%s.\n"
+                "Log in to service mode and set new ones (Functions, Change Password).\n",
+                qPrintable(path),
+                qPrintable(aside.isEmpty() ? QString()
+                                           : QStringLiteral("; the old one is kept as ") + QDir::toNativeSeparators(aside)));
+    return 0;
+}
+
+int exportHistory(const Options& o)
+{
+    HistorianStore store(QDir(o.folder).filePath(HistorianStore::fileName()));
+    if (!store.open(true)) {
+        std::fprintf(stderr, "tarvek-station: cannot read the history: %s\n", qPrintable(store.lastError()));
+        return 1;
+    }
+    // The values as the station shows them: its display coefficients, when it uses them.
+    SettingsFiles files(o.folder);
+    StationSettings settings;
+    files.readNumbers(QStringLiteral("\\CocheSelect.ini"), std::span<int>(&settings.displayWithCoefficients, 1));
+    if (files.readNumbers(QStringLiteral("\\Coefficients.ini"), settings.coefficients) < coefficients::kValues)
+        std::copy(coefficients::defaults().begin(), coefficients::defaults().end(), settings.coefficients.begin());
+    QFile out(o.exportFile);
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+        std::fprintf(stderr, "tarvek-station: cannot write %s\n", qPrintable(o.exportFile));
+        return 1;
+    }
+    std::vector<int> rows(kEngineRows);
+    std::iota(rows.begin(), rows.end(), 0);
+    const qint64 n = writeHistoryCsv(store, out, {o.exportEngine}, rows, o.exportFrom.toSecsSinceEpoch(),
+                                     o.exportTo.toSecsSinceEpoch(), [&settings](int row, int raw) {
+                                         return QString::number(engineRowValue(settings, row, raw), 'f',
+                                                                engineRowDecimals(settings, row));
+                                     });
+    if (!out.flush()) {
+        std::fprintf(stderr, "tarvek-station: cannot write %s\n", qPrintable(o.exportFile));
+        return 1;
+    }
+    std::fprintf(stderr, "%lld rows written to %s\n", static_cast<long long>(n), qPrintable(o.exportFile));
+    return 0;
+}
+
+namespace {
+// Every form --screenshot-form can picture, and how the main window opens it; one line a form.
+struct ScreenshotForm {
+    const char* name;
+    std::function<QWidget*(LogWindow&, Station&)> open;
+};
+const std::vector<ScreenshotForm>& screenshotForms()
+{
+    using W = LogWindow;
+    using S = Station;
+    static const std::vector<ScreenshotForm> forms = {
+        {"Log", [](W& w, S&) -> QWidget* { return &w; }},
+        {"Graphs", [](W& w, S&) -> QWidget* {
+             w.pages()->setCurrentIndex(1);
+             // The picture shows a cursor too: LE1 read two thirds along what it has drawn.
+             if (auto* g = w.findChild<TrendGraph*>(QStringLiteral("PictureLE1")); g && g->lastColumn() > 2)
+                 g->setCursorColumn(g->lastColumn() * 2 / 3);
+             return &w;
+         }},
+        {"ParamLogicielVB", [](W& w, S&) -> QWidget* { return w.openSoftwareSettings(); }},
+        {"MessagesError", [](W& w, S&) -> QWidget* { return w.openMessagesError(); }},
+        {"ChangePassword", [](W& w, S&) -> QWidget* { return w.openChangePassword(); }},
+        {"GraphiqueScreen", [](W& w, S&) -> QWidget* { return w.openGraphiqueScreen(); }},
+        {"PW6Sliders", [](W& w, S&) -> QWidget* { return w.openPowerSetPoints(); }},
+        {"Saisie", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openMotorSpeedEntry(); }},
+        {"ConfigurationRS232", [](W& w, S&) -> QWidget* { return w.openPortConfiguration(); }},
+        {"Histo", [](W& w, S&) -> QWidget* {
+             HistoWindow* histo = w.openHistory();
+             histo->loadList(); // what Timer1 does just after the window opens
+             return histo;
+         }},
+        {"FenQuestion", [](W& w, S&) -> QWidget* {
+             w.questions().ask(QStringLiteral(" Warning!"), QStringLiteral("STOP All LE"));
+             return w.findChild<FenQuestion*>();
+         }},
+        {"Datalogger", [](W& w, S&) -> QWidget* { return w.openDatalogger(); }},
+        {"Halogen", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("Halogen")); }},
+        {"SHTPC", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("SHTPC")); }},
+        {"ControlLfcAlarm", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("ControlLfcAlarm")); }},
+        {"AlarmSummary", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("AlarmSummary")); }},
+        {"BoiteDialogue", [](W& w, S&) { return w.openAlarmForm(QStringLiteral("BoiteDialogue")); }},
+        {"FadecParameters", [](W& w, S& s) -> QWidget* {
+             s.selectEngine(1);
+             s.parameterEditor().paramDefault();
+             return w.openFadecParameters();
+         }},
+        {"ValeurDesParam", [](W& w, S& s) -> QWidget* {
+             QWidget* form = w.openValeurDesParam(true);
+             for (int n = 1; n <= 6; ++n)
+                 if (s.link().portOpen(n))
+                     s.ioReadOut().read(n);
+             return form;
+         }},
+        // The plant view's settings, as service mode opens them.
+        {"PlantForm", [](W& w, S&) -> QWidget* {
+             auto* entry = w.findChild<QAction*>(QStringLiteral("mnuPlant"));
+             if (!entry)
+                 return nullptr;
+             entry->setEnabled(true);
+             entry->trigger();
+             return w.findChild<QDialog*>(QStringLiteral("PlantForm"));
+         }},
+        {"ProtocolTraceWindow", [](W& w, S&) -> QWidget* { return w.openProtocolTrace(); }},
+        {"Coefficients", [](W& w, S&) -> QWidget* { return w.openCoefficients(); }},
+        {"Usures", [](W& w, S&) -> QWidget* { return w.openUsures(); }},
+        {"EspionStart", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openEspionStart(); }},
+        // The picture shows the form itself, whatever phase LE1 is in.
+        {"TestsMateriel", [](W& w, S& s) -> QWidget* {
+             auto* form = new TestsMaterielForm(s.hardwareTests(), s.clock(), &w);
+             form->setEngine(1);
+             form->show();
+             return form;
+         }},
+    };
+    return forms;
+}
+} // namespace
+
+QStringList screenshotFormNames()
+{
+    QStringList names;
+    for (const ScreenshotForm& f : screenshotForms())
+        names << QString::fromLatin1(f.name);
+    return names;
+}
+
+bool takeScreenshot(LogWindow& window, Station& station, const QString& form, const QString& file)
+{
+    QWidget* target = &window;
+    for (const ScreenshotForm& f : screenshotForms())
+        if (form == QLatin1String(f.name))
+            target = f.open(window, station);
+    const bool ok = target && target->grab().save(file, "PNG");
+    std::fprintf(stderr, ok ? "screenshot saved: %s\n" : "cannot save screenshot: %s\n",
+                 qPrintable(QDir::toNativeSeparators(file)));
+    return ok;
+}
+
+} // namespace tarvek
