@@ -110,27 +110,31 @@ void FrameComparison::settleAll(const std::array<std::uint64_t, 7>& lastTags)
     pending_.clear();
 }
 
+void FrameComparison::drop()
+{
+    pending_.clear();
+    open_.fill(-1);
+}
+
 void FrameComparison::judge(int engine, const Pending& p)
 {
-    const QString head = QStringLiteral("%1  LE%2  ").arg(timeText(p.timeUs)).arg(engine);
     const std::size_t n = std::max(p.recorded.size(), p.sent.size());
     for (std::size_t i = 0; i < n; ++i) {
         if (i >= p.sent.size()) {
-            ++differing_;
-            note(head + QStringLiteral("a frame was recorded; this station sent none"));
+            differs(engine, p.timeUs, QStringLiteral("a frame was recorded; this station sent none"));
             continue;
         }
         if (i >= p.recorded.size()) {
-            ++differing_;
-            note(head + QStringLiteral("this station sent a frame; none was recorded"));
+            differs(engine, p.timeUs, QStringLiteral("this station sent a frame; none was recorded"));
             continue;
         }
         ++compared_;
         const std::string& a = p.recorded[i];
         const std::string& b = p.sent[i];
-        if (a == b)
+        if (a == b) {
+            open_.at(static_cast<std::size_t>(engine)) = -1;
             continue;
-        ++differing_;
+        }
         QStringList parts;
         for (std::size_t k = 0; k < std::max(a.size(), b.size()); ++k) {
             const int ra = k < a.size() ? static_cast<unsigned char>(a[k]) : -1;
@@ -138,14 +142,38 @@ void FrameComparison::judge(int engine, const Pending& p)
             if (ra != rb)
                 parts << QStringLiteral("%1 (%2) recorded %3, sent %4").arg(k).arg(positionName(int(k))).arg(ra).arg(rb);
         }
-        note(head + QStringLiteral("position ") + parts.join(QStringLiteral("; position ")));
+        differs(engine, p.timeUs, QStringLiteral("position ") + parts.join(QStringLiteral("; position ")));
     }
 }
 
-void FrameComparison::note(const QString& line)
+void FrameComparison::differs(int engine, std::int64_t timeUs, const QString& what)
 {
-    if (list_.size() < kListLimit)
-        list_ << line;
+    ++differing_;
+    int& open = open_.at(static_cast<std::size_t>(engine));
+    if (open >= 0 && runs_[static_cast<std::size_t>(open)].what == what) {
+        Run& run = runs_[static_cast<std::size_t>(open)];
+        run.toUs = timeUs;
+        ++run.frames;
+        return;
+    }
+    open = -1;
+    if (runs_.size() >= kListLimit)
+        return;
+    runs_.push_back({engine, timeUs, timeUs, 1, what});
+    open = static_cast<int>(runs_.size() - 1);
+}
+
+QStringList FrameComparison::differences() const
+{
+    QStringList lines;
+    for (const Run& r : runs_)
+        lines << (r.frames == 1 ? QStringLiteral("%1  LE%2  %3").arg(timeText(r.fromUs)).arg(r.engine).arg(r.what)
+                                : QStringLiteral("%1 to %2  LE%3  %4 frames: %5")
+                                      .arg(timeText(r.fromUs), timeText(r.toUs).mid(11))
+                                      .arg(r.engine)
+                                      .arg(r.frames)
+                                      .arg(r.what));
+    return lines;
 }
 
 } // namespace tarvek::recording

@@ -9,6 +9,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTimer>
 #include <QToolButton>
 #include <QVBoxLayout>
@@ -25,9 +26,10 @@ public:
     explicit ReplayTimeline(ReplayPlayer& player, QWidget* parent) : QWidget(parent), player_(player)
     {
         setObjectName(QStringLiteral("ReplayTimeline"));
-        setMinimumSize(260, 22);
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        setFixedSize(kWidth, 22);
     }
+
+    static constexpr int kWidth = 260;
 
 protected:
     void paintEvent(QPaintEvent*) override
@@ -112,7 +114,9 @@ ReplayBar::ReplayBar(ReplayPlayer& player, QWidget* parent) : QToolBar(QStringLi
 
     connect(&player_, &ReplayPlayer::notice, this, [this](const QString& text) {
         notices_ << text;
-        notice_->setText(text);
+        // The bar names a file without its folder; the tip and standard error say it whole.
+        static const QRegularExpression folders(QStringLiteral("(?:/[^/ :]+)+/"));
+        notice_->setText(notice_->fontMetrics().elidedText(QString(text).remove(folders), Qt::ElideRight, kNoticeWidth));
         notice_->setToolTip(notices_.join(QLatin1Char('\n')));
     });
     connect(&player_, &ReplayPlayer::stateChanged, this, &ReplayBar::refresh);
@@ -133,10 +137,10 @@ void ReplayBar::refresh()
     speed_->setCurrentIndex(speed_->findData(player_.speed()));
     const auto& f = player_.frames();
     frames_->setText(player_.speed() == 1 || f.compared() > 0
-                         ? QStringLiteral("Frames: %1 compared, %2 differ").arg(f.compared()).arg(f.differing())
+                         ? QStringLiteral("Frames %1: %2 differ").arg(f.compared()).arg(f.differing())
                          : QStringLiteral("Frames are compared at 1x"));
     frames_->setStyleSheet(f.differing() > 0 ? QStringLiteral("color: %1; font-weight: bold").arg(colours::alert().name()) : QString());
-    differences_->setEnabled(!f.differences().isEmpty());
+    differences_->setEnabled(f.differing() > 0);
     timeline_->update();
 }
 
@@ -148,16 +152,18 @@ void ReplayBar::showDifferences()
     dialog->setWindowTitle(QStringLiteral("Frames that differ from the recording"));
     auto* layout = new QVBoxLayout(dialog);
     const auto& f = player_.frames();
-    auto* head = new QLabel(QStringLiteral("%1 frames compared, %2 differ%3")
+    const QStringList lines = f.differences();
+    auto* head = new QLabel(QStringLiteral("%1 frames compared, %2 differ%3; frames that differ alike one after "
+                                           "the other are one line")
                                 .arg(f.compared())
                                 .arg(f.differing())
-                                .arg(f.differing() > quint64(f.differences().size())
-                                         ? QStringLiteral(" (the first %1 listed)").arg(f.differences().size())
-                                         : QString()),
+                                .arg(f.listFull() ? QStringLiteral(" (the first %1 lines)").arg(lines.size()) : QString()),
                             dialog);
+    head->setWordWrap(true);
     layout->addWidget(head);
     auto* list = new QListWidget(dialog);
-    list->addItems(f.differences());
+    list->setObjectName(QStringLiteral("ReplayDifferenceLines"));
+    list->addItems(lines);
     layout->addWidget(list);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, dialog);
     connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::close);

@@ -7,6 +7,7 @@
 //                      exchange
 //   ReplayTimeline     the span of the recording: gaps hatched, events marked, the position
 //   ReplayFrames       at 1x, the frames compared with the recorded ones and how many differ
+//                      ("Frames 1153: 2 differ")
 //   ReplayDifferences  the list of those differences
 //   ReplayNotice       the last word of the replay (a damaged file, a gap skipped, the end)
 #include <QToolBar>
@@ -27,6 +28,7 @@ class ReplayBar : public QToolBar {
     Q_OBJECT
 public:
     static constexpr int kRefreshMs = 200;
+    static constexpr int kNoticeWidth = 300; // pixels; the whole text is in the tip
     explicit ReplayBar(recording::ReplayPlayer& player, QWidget* parent = nullptr);
     void refresh();
 
