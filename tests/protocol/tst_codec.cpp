@@ -137,6 +137,13 @@ private slots:
         QVERIFY(r.parameterReadPending);
         for (int i = 0; i < 32; ++i)
             QCOMPARE(int(r.lastSent[static_cast<std::size_t>(i)]), int(static_cast<unsigned char>(bytes[static_cast<std::size_t>(i)])));
+        // Outside phase 5 the power byte is the FADEC's own, echoed: the set-point waits for the run.
+        for (const int phase : {0, 4, 6, 7}) {
+            auto fields = statusFields();
+            fields[pos::Phase] = phase;
+            decodeReply(t, 2, encodeReply(fields));
+            QCOMPARE(byteAt(frameString(composeFrame(t, 2, true).bytes), pos::Power), fields[pos::Power]);
+        }
     }
 
     void requestsWaitForTheSelectedEngineAndAnOpenPort()
