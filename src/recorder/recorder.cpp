@@ -27,8 +27,11 @@ using namespace recording;
 
 namespace {
 constexpr std::int64_t kHourUs = 3'600'000'000;
-// Six engines make about 13 kB a second; the writer has all the time it needs for a good ratio.
-constexpr int kCompressionLevel = 9;
+// Six engines make about 12 kB a second, most of it like what came a moment before: level 6 with a
+// window of 1 MB (a minute and a half of the links) compresses it as well as higher levels (about
+// 10:1 on the simulator) with a context of 5 MB instead of 14 MB or more.
+constexpr int kCompressionLevel = 6;
+constexpr int kWindowLog = 20;
 
 template <class C>
 std::int64_t microseconds()
@@ -273,6 +276,7 @@ private:
     {
         ZSTD_CCtx_reset(cctx_, ZSTD_reset_session_and_parameters);
         ZSTD_CCtx_setParameter(cctx_, ZSTD_c_compressionLevel, kCompressionLevel);
+        ZSTD_CCtx_setParameter(cctx_, ZSTD_c_windowLog, kWindowLog);
         ZSTD_CCtx_setParameter(cctx_, ZSTD_c_checksumFlag, 1);
     }
 
