@@ -183,7 +183,7 @@ bool ReplayPlayer::advance()
     // The frames that answer the last replies are still to come.
     waiting_ = true;
     anchorUs_ = std::max(anchorUs_, lastFedUs_);
-    QTimer::singleShot(kEndGraceMs, this, &ReplayPlayer::finish);
+    QTimer::singleShot(std::max(1, kEndGraceMs / speed_), this, &ReplayPlayer::finish);
     return false;
 }
 

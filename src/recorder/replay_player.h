@@ -39,7 +39,7 @@ public:
     static constexpr std::int64_t kSilenceGapUs = 30'000'000;   // inside a file: a gap worth skipping
     static constexpr std::int64_t kSilencePlayedUs = 10'000'000;
     static constexpr std::int64_t kEventLeadUs = 3'000'000;     // "next event" lands this long before it
-    static constexpr int kEndGraceMs = 250; // after the last record, for the station's last frames
+    static constexpr int kEndGraceMs = 250; // after the last record at 1x, for the station's last frames
 
     struct Gap {
         std::int64_t fromUs = 0, toUs = 0;

@@ -127,8 +127,8 @@ class ReplayTest : public QObject {
 private slots:
     // LE1 and LE3 started, a fault on LE3, LE2 silent for a while: the replay at 1x lists the same
     // events with the same times apart and the same alarms, and sends the frames the station sent
-    // except those the operator's presses made; at 10x, paused for longer than a loss takes, the
-    // same events come in the same order.
+    // except those the operator's presses made; at 10x, paused for longer than a loss takes, and
+    // at 60x, the same events come in the same order.
     void replayShowsWhatTheLiveStationShowed()
     {
         SimulatedEngines engines;
@@ -196,6 +196,8 @@ private slots:
         QVERIFY(pauseHeld);
         QCOMPARE(texts(fast.events), texts(live.events));
         QCOMPARE(alarmTexts(fast.alarms), alarmTexts(live.alarms));
+        const Seen fastest = replay(engines.folder, 60); // and nothing more at its end
+        QCOMPARE(texts(fastest.events), texts(live.events));
     }
 
     // --replay of a station folder with a gap and a damaged file: the gap is skipped and said, the
