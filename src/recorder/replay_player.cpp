@@ -334,10 +334,14 @@ void ReplayPlayer::finish()
     if (pace_)
         pace_->freeze(); // the station shows the last moment recorded, and no loss after it
     frames_.settleAll(chunks_);
-    emit notice(QStringLiteral("End of the recording at %1: %2 frames compared, %3 differ")
-                    .arg(timeText(anchorUs_))
-                    .arg(frames_.compared())
-                    .arg(frames_.differing()));
+    if (lastFedUs_ == 0)
+        emit notice(fromUs_ ? QStringLiteral("Nothing recorded at or after %1").arg(timeText(*fromUs_))
+                            : QStringLiteral("Nothing could be played"));
+    else
+        emit notice(QStringLiteral("End of the recording at %1: %2 frames compared, %3 differ")
+                        .arg(timeText(anchorUs_))
+                        .arg(frames_.compared())
+                        .arg(frames_.differing()));
     emit stateChanged();
     emit endedPlaying();
 }
