@@ -1,6 +1,7 @@
 // Replay: a recording of the simulator with faults injected, played into a station, shows what the
 // live station showed; the station folder and the devices are left alone; gaps and damage are told.
 #include "../app/simulated_station.h"
+#include "app/replay/replay_session.h"
 #include "protocol/codec.h"
 #include "recorder/recorder.h"
 #include "recorder/recording_reader.h"
@@ -8,12 +9,18 @@
 #include "recorder/replay_view.h"
 #include "test_registry.h"
 
+#include <QComboBox>
+#include <QDialog>
 #include <QDirIterator>
+#include <QLabel>
+#include <QListWidget>
+#include <QMainWindow>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimeZone>
+#include <QToolButton>
 
 #include <fcntl.h>
 #include <functional>
@@ -100,8 +107,9 @@ QMap<QString, QByteArray> contents(const QString& folder)
     return all;
 }
 
-// Six engines' cycles for `seconds` from `start` (UTC), LE1 running with fault `fault`, into a recorder.
-void record(const QString& folder, QTime start, int seconds, int fault)
+// Six engines' replies for `seconds` from `start` (UTC), LE1 running with fault `fault` from
+// `faultFrom` seconds on, into a recorder.
+void record(const QString& folder, QTime start, int seconds, int fault, int faultFrom = 1)
 {
     std::int64_t wall = QDateTime(QDate(2026, 11, 24), start, QTimeZone::utc()).toMSecsSinceEpoch() * 1000, mono = 0;
     Recorder recorder(folder, RecorderLimits{}, [&] { return Recorder::Stamp{wall, mono}; });
@@ -109,7 +117,7 @@ void record(const QString& folder, QTime start, int seconds, int fault)
         for (int n = 1; n <= 6; ++n) {
             std::array<int, kReplyFields> f{};
             f[pos::Phase] = n == 1 ? 5 : 0;
-            f[pos::FaultCode] = n == 1 && i > 8 ? fault : 0;
+            f[pos::FaultCode] = n == 1 && i >= faultFrom * 8 ? fault : 0;
             f[pos::Mat] = 20 + i % 5;
             f[pos::Sync] = kSyncValue;
             recorder.passed(n, TraceDirection::In, encodeReply(f));
@@ -246,6 +254,48 @@ private slots:
         char c;
         QCOMPARE(::read(master, &c, 1), -1);
         ::close(master);
+    }
+
+    // The bar drives the replay: Pause holds the recorded time, "Next event" goes to shortly before
+    // LE1's fault, the speed list sets the pace, the differences open as a list; the title says
+    // it is a replay.
+    void theBarDrivesTheReplay()
+    {
+        QTemporaryDir dir;
+        record(dir.filePath("Recorder"), QTime(9, 0, 0), 40, 7, 30);
+        ReplaySession session(dir.path(), dir.filePath("station"), QString(), std::nullopt, 1);
+        Station station(session.folder(), QString(), session.clock());
+        session.attach(station);
+        QMainWindow window;
+        session.showIn(window, station);
+        station.load();
+        QVERIFY(window.windowTitle().contains("REPLAY of "));
+        QVERIFY(QTest::qWaitFor([&] { return station.linkState(1) == LinkState::Yes; }, kWaitMs));
+        auto* time = window.findChild<QLabel*>("ReplayTime");
+        auto* pause = window.findChild<QToolButton*>("ReplayPause");
+        pause->click();
+        QCOMPARE(pause->text(), QStringLiteral("Play"));
+        const QString held = time->text();
+        QTest::qWait(1200);
+        QCOMPARE(time->text(), held);
+        pause->click();
+        QVERIFY(QTest::qWaitFor([&] { return time->text() != held; }, kWaitMs));
+
+        const std::int64_t fault = QDateTime(QDate(2026, 11, 24), QTime(9, 0, 30), QTimeZone::utc()).toMSecsSinceEpoch() * 1000;
+        window.findChild<QToolButton*>("ReplayNextEvent")->click();
+        QVERIFY(std::abs(session.player().positionUs() - (fault - ReplayPlayer::kEventLeadUs)) < 500'000);
+        const QString faultText = station.faultText(7).trimmed();
+        QVERIFY(station.events().filter(faultText).isEmpty());
+        auto* speed = window.findChild<QComboBox*>("ReplaySpeed");
+        speed->setCurrentIndex(speed->findText("10x"));
+        emit speed->activated(speed->currentIndex());
+        QCOMPARE(session.player().speed(), 10);
+        QVERIFY(QTest::qWaitFor([&] { return !station.events().filter(faultText).isEmpty(); }, kWaitMs));
+
+        window.findChild<QToolButton*>("ReplayDifferences")->click();
+        auto* list = window.findChild<QListWidget*>("ReplayDifferenceLines");
+        QVERIFY(list && list->count() >= 1);
+        QVERIFY2(list->item(0)->text().contains("this station sent a frame; none was recorded"), qPrintable(list->item(0)->text()));
     }
 };
 
