@@ -208,9 +208,9 @@ private slots:
         QCOMPARE(texts(fastest.events), texts(live.events));
     }
 
-    // --replay of a station folder with a gap and a damaged file: the gap is skipped and said, the
-    // damaged file named with where it stopped, no byte of the folder changes and no device is
-    // written to.
+    // The station program records what its port carries. --replay of a station folder with a gap
+    // and a damaged file: the gap is skipped and said, the damaged file named with where it
+    // stopped, no byte of the folder changes and no device is written to.
     void replayOfAFolderLeavesItAsItWas()
     {
         QTemporaryDir dir;
@@ -230,12 +230,40 @@ private slots:
         test::writeBytes(folder + "/ComDevices.ini", QByteArray(::ptsname(master)) + "\r\n");
         test::writeBytes(folder + "/ParamComx.ini", "\"1\"\r\n\"1\"\r\n");
         test::writeBytes(folder + "/Histo.txt", "  08:00:00    24 Nov 2026    000    Start LE 1\r\n");
-        const auto before = contents(folder);
 
-        QProcess station;
+        // First the station program live on that port: it records the replies it reads and the frames
+        // it sends, and its file is closed whole when it ends.
+        const QString live = dir.filePath("live");
+        QDir().mkpath(live);
+        for (const char* name : {"/ComDevices.ini", "/ParamComx.ini"})
+            QFile::copy(folder + name, live + name);
         auto environment = QProcessEnvironment::systemEnvironment();
         environment.insert("QT_QPA_PLATFORM", "offscreen");
+        QProcess station;
         station.setProcessEnvironment(environment);
+        station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station", {"--folder", live, "--no-historian", "--quit-after", "3"});
+        std::array<int, kReplyFields> fields{};
+        fields[pos::Sync] = kSyncValue;
+        const std::string reply = encodeReply(fields);
+        char drain[512];
+        while (!station.waitForFinished(150)) {
+            QVERIFY(::write(master, reply.data(), reply.size()) == ssize_t(reply.size()));
+            while (::read(master, drain, sizeof drain) > 0) {
+            }
+        }
+        const RecordingFile recorded = readRecording(recordingFiles(live).value(0));
+        QVERIFY2(recorded.problem.isEmpty() && !recorded.records.empty(), qPrintable(recorded.problem));
+        const auto frame = std::find_if(recorded.records.begin(), recorded.records.end(),
+                                        [](const auto& e) { return e.direction == kDirectionOut; });
+        QVERIFY(frame != recorded.records.end() && frame->engine == 1 && frame->length == kFrameLength);
+        std::string before;
+        for (auto e = recorded.records.begin(); e != frame; ++e)
+            before += recorded.bytes(*e);
+        QCOMPARE(before, reply); // what came before the first frame, read by read
+        while (::read(master, drain, sizeof drain) > 0) {
+        }
+
+        const auto untouched = contents(folder);
         station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
                       {"--folder", folder, "--replay", folder, "--speed", "60", "--quit-after", "6"});
         QVERIFY(station.waitForFinished(kWaitMs));
@@ -250,7 +278,7 @@ private slots:
                  qPrintable(err));
         QVERIFY2(err.contains("End of the recording at"), qPrintable(err));
         QVERIFY2(out.contains("frames compared with the recording"), qPrintable(out));
-        QCOMPARE(contents(folder), before);
+        QCOMPARE(contents(folder), untouched);
         char c;
         QCOMPARE(::read(master, &c, 1), -1);
         ::close(master);
