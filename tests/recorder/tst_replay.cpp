@@ -310,6 +310,9 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return time->text() != held; }, kWaitMs));
 
         const std::int64_t fault = QDateTime(QDate(2026, 11, 24), QTime(9, 0, 30), QTimeZone::utc()).toMSecsSinceEpoch() * 1000;
+        const auto events = session.player().events();
+        QCOMPARE(events.size(), std::size_t(1)); // the only one of the file
+        QCOMPARE(events.front().text, QStringLiteral("LE1 fault 7"));
         window.findChild<QToolButton*>("ReplayNextEvent")->click();
         QVERIFY(std::abs(session.player().positionUs() - (fault - ReplayPlayer::kEventLeadUs)) < 500'000);
         const QString faultText = station.faultText(7).trimmed();
