@@ -77,7 +77,7 @@ int main(int argc, char** argv)
     const qint64 end = endTime.toSecsSinceEpoch(), start = end - qint64(days) * 86'400;
 
     HistorianStore store(path);
-    if (!store.open()) {
+    if (store.open() != HistorianStore::Result::Ok) {
         std::fprintf(stderr, "cannot open %s: %s\n", qPrintable(path), qPrintable(store.lastError()));
         return 1;
     }

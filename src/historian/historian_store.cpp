@@ -3,8 +3,12 @@
 #include <QAtomicInt>
 #include <algorithm>
 #include <QFile>
+#include <QDir>
 #include <QFileInfo>
+#include <QStorageInfo>
+#include <QUrl>
 #include <QIODevice>
+#include <QRegularExpression>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
@@ -36,7 +40,10 @@ QString minuteColumns(const QString& pattern)
 const char* const kRealFault = "CASE WHEN fault NOT IN (0,18,20) THEN fault ELSE 0 END";
 
 // SQLite's own result codes, as the Qt driver reports them.
-constexpr int kSqliteCorrupt = 11, kSqliteFull = 13, kSqliteNotADatabase = 26;
+constexpr int kSqliteBusy = 5, kSqliteLocked = 6, kSqliteReadOnly = 8, kSqliteCorrupt = 11, kSqliteFull = 13,
+              kSqliteNotADatabase = 26;
+// Below this much free space the disk counts as full.
+constexpr qint64 kLowSpaceBytes = 32 * 1024;
 } // namespace
 
 HistorianStore::HistorianStore(QString path)
@@ -70,51 +77,110 @@ HistorianStore::Result HistorianStore::classify(const QSqlError& error) const
         return Result::Full;
     if (text.contains(QLatin1String("malformed")) || text.contains(QLatin1String("not a database")))
         return Result::Corrupt;
+    if (text.contains(QLatin1String("readonly")))
+        return Result::ReadOnly;
+    if (text.contains(QLatin1String("locked")))
+        return Result::Locked;
     switch (error.nativeErrorCode().toInt()) {
     case kSqliteFull: return Result::Full;
     case kSqliteCorrupt:
     case kSqliteNotADatabase: return Result::Corrupt;
+    case kSqliteReadOnly: return Result::ReadOnly;
+    case kSqliteBusy:
+    case kSqliteLocked: return Result::Locked;
     default: return Result::Failed;
     }
 }
 
-bool HistorianStore::openFile(bool readOnly)
+// SQLite tells a full disk as such only where it writes pages; creating the shared-memory index
+// of a WAL file on a full disk fails as an I/O error. The free space decides.
+bool HistorianStore::diskFull() const
+{
+    const QStorageInfo disk(QFileInfo(path_).absolutePath());
+    return disk.isValid() && disk.bytesAvailable() < kLowSpaceBytes;
+}
+
+HistorianStore::Result HistorianStore::classifyOpen(const QSqlError& error) const
+{
+    const Result r = classify(error);
+    if (r != Result::Ok && r != Result::ReadOnly && r != Result::Locked && diskFull())
+        return Result::Full;
+    return r == Result::Ok ? Result::Failed : r;
+}
+
+bool HistorianStore::openFile(const QString& options, const QString& name)
 {
     close();
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection_);
-    db.setDatabaseName(path_);
+    db.setDatabaseName(name);
     // A busy writer (a checkpoint) makes a reader wait a little rather than fail.
-    // Readers open the file for writing too: a WAL file needs its shared-memory index, which a
-    // read-only connection cannot create when no writer runs. They only ever read.
-    Q_UNUSED(readOnly);
-    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000"));
+    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000") + options);
     if (!db.open()) {
         error_ = db.lastError().text();
+        lastError_ = db.lastError();
         return false;
     }
     return true;
 }
 
-bool HistorianStore::open(bool readOnly)
+HistorianStore::Result HistorianStore::open()
 {
     movedAside_.clear();
-    if (readOnly && !QFileInfo::exists(path_)) {
-        error_ = QStringLiteral("no historian file %1").arg(path_);
+    const Result r = tryOpen();
+    if (r != Result::Corrupt)
+        return r;
+    return recover() ? Result::Ok : (diskFull() ? Result::Full : Result::Failed);
+}
+
+HistorianStore::Result HistorianStore::tryOpen()
+{
+    if (!openFile(QString(), path_))
+        return classifyOpen(lastError_);
+    const Result r = prepare();
+    if (r != Result::Ok)
+        close();
+    return r;
+}
+
+bool HistorianStore::openForReading(bool snapshot)
+{
+    movedAside_.clear();
+    if (!QFileInfo::exists(path_)) {
+        error_ = QStringLiteral("no historian file %1").arg(QDir::toNativeSeparators(path_));
         return false;
     }
-    if (openFile(readOnly) && (readOnly || prepare()))
-        return true;
-    if (readOnly)
+    // Without a writer there is no -wal: read the file as it stands, creating nothing beside it.
+    const bool immutable = snapshot && !QFileInfo::exists(path_ + QStringLiteral("-wal"));
+    const QString name = immutable ? QUrl::fromLocalFile(path_).toString(QUrl::FullyEncoded) + QStringLiteral("?immutable=1")
+                                   : path_;
+    if (!openFile(immutable ? QStringLiteral(";QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI") : QStringLiteral(";QSQLITE_OPEN_READONLY"),
+                  name))
         return false;
-    return recover();
+    // SQLite's own word on a file that is not the station's: the damage, or the table it lacks.
+    QSqlQuery q(QSqlDatabase::database(connection_, false));
+    QString why;
+    if (!q.exec(QStringLiteral("PRAGMA application_id")) || !q.next()) {
+        why = q.lastError().databaseText();
+    } else if (q.value(0).toInt() != kApplicationId) {
+        q.finish();
+        why = q.exec(QStringLiteral("SELECT t, engine, link FROM samples LIMIT 1")) ? QStringLiteral("not a historian file")
+                                                                                   : q.lastError().databaseText();
+    }
+    q.finish();
+    if (why.isEmpty())
+        return true;
+    error_ = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path_), why);
+    close();
+    return false;
 }
 
 bool HistorianStore::recover()
 {
     close();
-    if (QFileInfo::exists(path_) && !moveAside())
+    // A full disk is never a reason to move a file aside.
+    if (diskFull() || (QFileInfo::exists(path_) && !moveAside()))
         return false;
-    return openFile(false) && prepare();
+    return tryOpen() == Result::Ok;
 }
 
 bool HistorianStore::moveAside()
@@ -123,32 +189,45 @@ bool HistorianStore::moveAside()
     QString target = path_ + QStringLiteral(".bad-") + stamp;
     for (int n = 2; QFileInfo::exists(target); ++n)
         target = path_ + QStringLiteral(".bad-%1-%2").arg(stamp).arg(n);
-    QFile::remove(path_ + QStringLiteral("-shm"));
-    if (QFileInfo::exists(path_ + QStringLiteral("-wal")))
-        QFile::rename(path_ + QStringLiteral("-wal"), target + QStringLiteral("-wal"));
+    // The file first: when it cannot move, nothing beside it moves either.
     if (!QFile::rename(path_, target)) {
         error_ = QStringLiteral("cannot move %1 aside").arg(path_);
         return false;
     }
+    QFile::remove(path_ + QStringLiteral("-shm"));
+    if (QFileInfo::exists(path_ + QStringLiteral("-wal")))
+        QFile::rename(path_ + QStringLiteral("-wal"), target + QStringLiteral("-wal"));
     movedAside_ = target;
     return true;
 }
 
-// Checks that the file is an SQLite file of ours (or a new, empty one) and creates its table.
-bool HistorianStore::prepare()
+// Checks that the file is an SQLite file of ours (or a new, empty one) and creates its tables.
+HistorianStore::Result HistorianStore::prepare()
 {
     QSqlDatabase db = QSqlDatabase::database(connection_, false);
     QSqlQuery q(db);
-    if (!q.exec(QStringLiteral("PRAGMA application_id")) || !q.next()) {
-        error_ = q.lastError().text();
-        return false;
-    }
+    const auto failed = [&](const QSqlError& e) {
+        error_ = e.text();
+        return classifyOpen(e);
+    };
+    if (!q.exec(QStringLiteral("PRAGMA application_id")) || !q.next())
+        return failed(q.lastError());
     const int id = q.value(0).toInt();
     q.finish();
     if (id != kApplicationId) {
-        if (!q.exec(QStringLiteral("SELECT count(*) FROM sqlite_schema")) || !q.next() || q.value(0).toInt() != 0) {
+        if (!q.exec(QStringLiteral("SELECT count(*) FROM sqlite_schema")) || !q.next())
+            return failed(q.lastError());
+        if (q.value(0).toInt() != 0) {
             error_ = QStringLiteral("%1 is not a historian file").arg(path_);
-            return false;
+            return Result::Corrupt;
+        }
+        q.finish();
+    } else {
+        if (!q.exec(QStringLiteral("PRAGMA user_version")) || !q.next())
+            return failed(q.lastError());
+        if (q.value(0).toInt() > kSchemaVersion) {
+            error_ = QStringLiteral("%1 was written by a newer station").arg(path_);
+            return Result::Newer;
         }
         q.finish();
     }
@@ -168,17 +247,22 @@ bool HistorianStore::prepare()
                        "WITHOUT ROWID")
             .arg(minuteColumns(QStringLiteral("%1_min INTEGER, %1_max INTEGER"))),
     };
-    for (const QString& s : setup)
-        if (!q.exec(s)) {
-            error_ = q.lastError().text();
-            return false;
+    for (const QString& s : setup) {
+        if (!q.exec(s))
+            return failed(q.lastError());
+        // journal_mode answers with the mode it is in: a file that cannot be written stays in its own.
+        if (s.endsWith(QLatin1String("WAL")) && q.next() && q.value(0).toString() != QLatin1String("wal")) {
+            error_ = QStringLiteral("%1 cannot be written").arg(path_);
+            return Result::ReadOnly;
         }
+        q.finish();
+    }
     // The table must be the one written here: a same-named table of another layout is foreign.
     if (!q.exec(QStringLiteral("SELECT t, engine, link, phase, fault, %1 FROM samples LIMIT 1").arg(valueColumns()))) {
         error_ = QStringLiteral("%1 is not a historian file").arg(path_);
-        return false;
+        return Result::Corrupt;
     }
-    return true;
+    return Result::Ok;
 }
 
 HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>& samples)
@@ -317,7 +401,7 @@ std::vector<HistorianBucket> HistorianStore::buckets(int engine, qint64 from, qi
     return out;
 }
 
-void HistorianStore::forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
+bool HistorianStore::forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
                                 const std::function<void(const HistorianSample&, bool hasValues)>& row)
 {
     QStringList list;
@@ -331,8 +415,8 @@ void HistorianStore::forEachRow(const std::vector<int>& engines, qint64 from, qi
     q.addBindValue(from);
     q.addBindValue(to);
     if (!q.exec()) {
-        error_ = q.lastError().text();
-        return;
+        error_ = q.lastError().databaseText();
+        return false;
     }
     HistorianSample s;
     while (q.next()) {
@@ -345,6 +429,12 @@ void HistorianStore::forEachRow(const std::vector<int>& engines, qint64 from, qi
             s.values[static_cast<std::size_t>(i)] = q.value(5 + i).toInt();
         row(s, !q.value(3).isNull());
     }
+    // A damaged page ends the rows early with SQLite's reason.
+    if (q.lastError().isValid()) {
+        error_ = q.lastError().databaseText();
+        return false;
+    }
+    return true;
 }
 
 qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<int>& engines,
@@ -360,7 +450,7 @@ qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<
     }
     out.write(header.join(QLatin1Char(',')).toUtf8() + "\r\n");
     qint64 count = 0;
-    store.forEachRow(engines, from, to, [&](const HistorianSample& s, bool hasValues) {
+    const bool read = store.forEachRow(engines, from, to, [&](const HistorianSample& s, bool hasValues) {
         QStringList line = {QDateTime::fromSecsSinceEpoch(s.time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
                             QStringLiteral("LE%1").arg(s.engine),
                             QString::fromLatin1(kLinks[std::clamp(static_cast<int>(s.link), 0, 3)])};
@@ -375,7 +465,40 @@ qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<
         out.write(line.join(QLatin1Char(',')).toUtf8() + "\r\n");
         ++count;
     });
-    return count;
+    return read ? count : -1;
+}
+
+QString exportRefusal(const QString& target, const QString& folder)
+{
+    const QFileInfo out(target);
+    // Where the file is, or would be, through every link on the way.
+    const QString parent = QFileInfo(out.absolutePath()).canonicalFilePath();
+    const QString resolved = out.exists() ? out.canonicalFilePath()
+                                          : (parent.isEmpty() ? out.absoluteFilePath() : QDir(parent).filePath(out.fileName()));
+    const QString home = QFileInfo(folder).canonicalFilePath();
+    const QString historian = home.isEmpty() ? QString() : QDir(home).filePath(HistorianStore::fileName());
+    if (!historian.isEmpty() && (resolved == historian || resolved.startsWith(historian + QLatin1Char('-'))))
+        return QStringLiteral("is the historian itself");
+    if (out.isDir())
+        return QStringLiteral("is a folder");
+    if (out.exists()) {
+        QFile f(target);
+        if (f.open(QIODevice::ReadOnly) && f.read(16) == QByteArray("SQLite format 3", 16))
+            return QStringLiteral("is an SQLite database");
+    }
+    if (home.isEmpty() || !resolved.startsWith(home + QLatin1Char('/')))
+        return {};
+    const QString inside = resolved.mid(home.size() + 1);
+    static const QStringList folders = {QStringLiteral("Img"), QStringLiteral("Datalogger"), QStringLiteral("Recorder")};
+    if (inside.contains(QLatin1Char('/'))) {
+        const QString sub = inside.section(QLatin1Char('/'), 0, 0);
+        return folders.contains(sub, Qt::CaseInsensitive) ? QStringLiteral("is in the station's %1 folder").arg(sub) : QString();
+    }
+    // Settings (.ini), the log-in file (.inc), the history and its archives, the historian and the
+    // copies kept aside of damaged files.
+    static const QRegularExpression owned(QStringLiteral("^(.*\\.(ini|inc)|Histo.*\\.txt|Historian\\..*|.*\\.(damaged|bad)-.*)$"),
+                                          QRegularExpression::CaseInsensitiveOption);
+    return owned.match(inside).hasMatch() ? QStringLiteral("is one of the station's own files") : QString();
 }
 
 std::optional<QDateTime> parseHistoryTime(const QString& text)

@@ -42,7 +42,10 @@ struct HistorianBucket {
 
 class HistorianStore {
 public:
-    enum class Result { Ok, Full, Corrupt, Failed };
+    // Ok; the disk is full; SQLite says the file is damaged or not a database (or it is not ours);
+    // the file cannot be written (read-only, immutable); another program holds it locked; it was
+    // written by a newer station; anything else (the reason is in lastError()).
+    enum class Result { Ok, Full, Corrupt, ReadOnly, Locked, Newer, Failed };
 
     static QString fileName() { return QStringLiteral("Historian.sqlite"); }
     static constexpr int kSchemaVersion = 1;
@@ -54,10 +57,15 @@ public:
     HistorianStore& operator=(const HistorianStore&) = delete;
 
     QString path() const { return path_; }
-    // Opens the file, creating it when missing. A file that is not an SQLite file, is damaged or
-    // belongs to something else is renamed to "Historian.sqlite.bad-yyyyMMdd-hhmmss" and a new
-    // one is started; movedAside() then names it. readOnly never creates nor moves anything.
-    bool open(bool readOnly = false);
+    // Opens the file for writing, creating it when missing. Only a file that SQLite finds damaged
+    // or not a database, or an SQLite file of another program, is renamed to
+    // "Historian.sqlite.bad-yyyyMMdd-hhmmss" and a new one started (movedAside() then names it);
+    // a full disk, a read-only or locked file is told by the result and the file left as it is.
+    Result open();
+    // Opens an existing file for reading only. A snapshot creates nothing beside the file when no
+    // station writes it (no -wal, no -shm); otherwise it reads what the writer committed.
+    // False (reason in lastError()) when the file is missing, damaged or not a historian file.
+    bool openForReading(bool snapshot = false);
     void close();
     bool isOpen() const;
     QString movedAside() const { return movedAside_; }
@@ -79,14 +87,17 @@ public:
     // The buckets of [from, to) of one engine, `bucketSeconds` wide; empty buckets are left out.
     // Buckets of whole minutes are read from the minute table.
     std::vector<HistorianBucket> buckets(int engine, qint64 from, qint64 to, qint64 bucketSeconds);
-    // Every row of the engines in [from, to), by time then engine.
-    void forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
+    // Every row of the engines in [from, to), by time then engine; false when reading failed.
+    bool forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
                     const std::function<void(const HistorianSample&, bool hasValues)>& row);
     qint64 rowCount();
 
 private:
-    bool openFile(bool readOnly);
-    bool prepare();
+    bool openFile(const QString& options, const QString& name);
+    Result tryOpen();
+    Result prepare();
+    Result classifyOpen(const QSqlError& error) const;
+    bool diskFull() const;
     bool moveAside();
     Result classify(const QSqlError& error) const;
 
@@ -94,14 +105,21 @@ private:
     QString connection_;
     QString movedAside_;
     QString error_;
+    QSqlError lastError_; // of the last open
 };
 
 // Writes rows as CSV: a header of names with units, then one line a row with the time as
 // "yyyy-MM-dd hh:mm:ss" local time; the values are written as the station shows them.
-// Returns the number of rows written.
+// Returns the number of rows written, or -1 when the history could not be read (store.lastError()).
 qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<int>& engines,
                        const std::vector<int>& rows, qint64 from, qint64 to,
                        const std::function<QString(int row, int raw)>& shown);
+
+// Why an export must not write `target`, or empty when it may: the historian itself, any SQLite
+// file, and inside the station folder `folder` the files the station owns (its settings, history,
+// historian and log-in files, the copies it keeps aside, and everything under Img, Datalogger and
+// Recorder).
+QString exportRefusal(const QString& target, const QString& folder);
 
 // Reads "yyyy-MM-dd hh:mm" (local time) as the export's range bounds take it.
 std::optional<QDateTime> parseHistoryTime(const QString& text);
