@@ -76,8 +76,7 @@ void Historian::sample()
         lastState_[k] = int(link);
         batch.push_back(s);
     }
-    if (batch.empty())
-        return;
+    // Every second, rows or not: the writer sums up, packs and prunes on its turn.
     QMetaObject::invokeMethod(writer_, [w = writer_, b = std::move(batch), now] { w->write(b, now); },
                               Qt::QueuedConnection);
 }

@@ -43,7 +43,7 @@ void HistorianWriter::flush()
     const std::vector<HistorianSample> rows(pending_.begin(), pending_.end());
     QElapsedTimer t;
     t.start();
-    auto result = store_.insert(rows);
+    auto result = rows.empty() ? HistorianStore::Result::Ok : store_.insert(rows);
     if (result == HistorianStore::Result::Corrupt && store_.recover()) {
         emit notice(movedText());
         rolledTo_ = 0;
@@ -54,7 +54,7 @@ void HistorianWriter::flush()
         wait(result);
         return;
     }
-    {
+    if (!rows.empty()) {
         QMutexLocker lock(&statsMutex_);
         ++stats_.commits;
         stats_.totalUs += us;
@@ -66,7 +66,24 @@ void HistorianWriter::flush()
                                   : QStringLiteral("Historian: recording again; %1 rows of values could not be kept.")
                                         .arg(std::exchange(dropped_, 0)));
     rollUp(now_);
+    pack();
     store_.prune(now_ - retentionSeconds_, kPruneRowsPerTick);
+}
+
+// Packs the seconds of whole blocks already summed up; a file of the first layout a little every
+// second, and shrunk once it is all packed.
+void HistorianWriter::pack()
+{
+    const bool converting = store_.converting();
+    bool more = false;
+    if (store_.seal(rolledTo_, converting ? kConvertMsPerTick : kPackMsPerTick, &more) < 0 || more || !converting)
+        return;
+    const auto sizes = store_.shrink();
+    emit notice(sizes ? QStringLiteral("Historian: %1 is converted to the compact form (%2 MB, %3 MB before).")
+                            .arg(HistorianStore::fileName())
+                            .arg(static_cast<double>(sizes->second) / 1e6, 0, 'f', 1)
+                            .arg(static_cast<double>(sizes->first) / 1e6, 0, 'f', 1)
+                      : QStringLiteral("Historian: %1 is converted to the compact form.").arg(HistorianStore::fileName()));
 }
 
 bool HistorianWriter::openStore()
@@ -78,6 +95,9 @@ bool HistorianWriter::openStore()
     }
     state_ = State::Recording;
     retry_->stop();
+    if (store_.converting())
+        emit notice(QStringLiteral("Historian: converting %1 to the compact form, oldest values first; it can be read "
+                                   "meanwhile.").arg(HistorianStore::fileName()));
     rolledTo_ = store_.rolledUpTo();
     if (!store_.movedAside().isEmpty())
         emit notice(movedText());

@@ -2,7 +2,8 @@
 // The historian's writing side, on a thread of its own: it owns the writing connection, commits
 // each second's rows in one transaction, sums up the minutes and prunes old rows. When the file
 // cannot be written (a full disk, a read-only or locked file) it says so once, keeps the rows in
-// memory (up to kBacklogRows) and tries the file again every kRetrySeconds.
+// memory (up to kBacklogRows) and tries the file again every kRetrySeconds. Seconds whose block
+// is over are packed (HistorianStore::seal).
 #include "historian/historian_store.h"
 
 #include <QMutex>
@@ -26,6 +27,8 @@ public:
     static constexpr std::size_t kBacklogRows = 6 * 3600; // an hour of six engines
     static constexpr int kPruneRowsPerTick = 2000;
     static constexpr int kRollUpMinutesPerTick = 60; // catching up after a pause, an hour a second
+    static constexpr int kPackMsPerTick = 50;      // packing whole blocks, at most this long a tick
+    static constexpr int kConvertMsPerTick = 250;  // ... while a file of the first layout is converted
 
     HistorianWriter(const QString& path, int retentionDays);
 
@@ -49,6 +52,7 @@ private:
     bool openStore();
     void wait(HistorianStore::Result why);
     void rollUp(qint64 now);
+    void pack();
     QString waitText(HistorianStore::Result why) const;
     QString movedText() const;
 

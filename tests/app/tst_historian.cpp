@@ -32,6 +32,30 @@ std::pair<int, int> rowsOf(HistorianStore& store, int engine)
     return {values, states};
 }
 
+using Row = std::tuple<qint64, int, int, int, int, std::array<int, kEngineRows>, bool>;
+std::vector<Row> allRows(HistorianStore& store)
+{
+    std::vector<Row> rows;
+    store.forEachRow({1, 2, 3, 4, 5, 6}, 0, std::numeric_limits<qint64>::max(), [&](const HistorianSample& s, bool v) {
+        rows.emplace_back(s.time, s.engine, int(s.link), v ? s.phase : -1, v ? s.fault : -1, s.values, v);
+    });
+    return rows;
+}
+
+qint64 count(const QString& path, const QString& sql)
+{
+    qint64 n = -1;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "count");
+        db.setDatabaseName(path);
+        QSqlQuery q(db);
+        if (db.open() && q.exec(sql) && q.next())
+            n = q.value(0).toLongLong();
+    }
+    QSqlDatabase::removeDatabase("count");
+    return n;
+}
+
 // A week of LE1 and LE2 every 10 s, LE1 silent on day 3 from 10:00 to 12:00 and in fault 7 for half an hour at noon of day 5.
 void fillWeek(const QString& path, qint64 end)
 {
@@ -54,6 +78,7 @@ void fillWeek(const QString& path, qint64 end)
         }
     QCOMPARE(store.insert(rows), HistorianStore::Result::Ok);
     QVERIFY(store.rollUp(start, end));
+    QCOMPARE(store.seal(end, 1'000'000), 7 * 2 * 144 - 11); // both engines' blocks, less LE1's silence
 }
 // Some rows of LE1 an hour before ManualClock's start, written and closed as the station leaves its file.
 void fillSome(const QString& path, int seconds)
@@ -163,6 +188,40 @@ private slots:
         QCOMPARE(rowsOf(store, 1), std::make_pair(11, 0));
         const qint64 back = clock.now().toSecsSinceEpoch() / 60 * 60 - 60;
         QCOMPARE(store.buckets(1, back, back + 60, 60).size(), std::size_t(1));
+
+        // Once their ten minutes are over and summed up, the seconds are packed into blocks and
+        // read back as they were written; a second written again into a packed block (the clock
+        // set back) joins it, after the seconds it holds.
+        const auto packed = [&](qint64 at) {
+            clock.set(QDateTime::fromSecsSinceEpoch(at));
+            for (int i = 0; i < 3; ++i) { // the minutes of the hour set back are summed up first
+                clock.advanceSeconds(1);
+                historian.sample();
+            }
+            historian.waitForWriter();
+        };
+        const qint64 block = (clock.now().toSecsSinceEpoch() + 3600) / 600 * 600; // 09:30, the block of the first seconds
+        std::vector<Row> before = allRows(store);
+        packed(block + 12 * 60);
+        QCOMPARE(count(historian.path(), "SELECT count(*) FROM samples WHERE t < " + QString::number(block + 600)), 0);
+        QCOMPARE(count(historian.path(), "SELECT count(*) FROM blocks WHERE engine = 1"), 2);
+        std::vector<Row> after = allRows(store);
+        after.erase(std::remove_if(after.begin(), after.end(), [&](const Row& r) { return std::get<0>(r) >= block + 600; }),
+                    after.end());
+        QCOMPARE(after, before);
+        const qint64 again = block + 5;
+        packed(again - 1);
+        packed(block + 13 * 60);
+        QCOMPARE(count(historian.path(), "SELECT count(*) FROM blocks WHERE engine = 1"), 2);
+        std::vector<Row> twice;
+        for (const Row& r : allRows(store))
+            if (std::get<0>(r) == again && std::get<1>(r) == 1)
+                twice.push_back(r);
+        QCOMPARE(twice.size(), std::size_t(2));
+        QVERIFY(twice[0] != twice[1]); // the first written first
+        QCOMPARE(std::get<5>(twice[0]), std::get<5>(before[std::size_t(std::find_if(before.begin(), before.end(), [&](const Row& r) {
+                                             return std::get<0>(r) == again && std::get<1>(r) == 1;
+                                         }) - before.begin())]));
     }
 
     void prunesOldRowsInSmallSteps()

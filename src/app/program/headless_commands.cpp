@@ -21,7 +21,7 @@
 #include "app/settings/software_settings_form.h"
 #include "app/setpoints/pw6_sliders.h"
 #include "app/setpoints/saisie.h"
-#include "historian/historian_store.h"
+#include "historian/historian_export.h"
 #include "settings/display_coefficients.h"
 #include "settings/settings_files.h"
 #include "station/engine_rows.h"

@@ -1,6 +1,7 @@
 #include "app/recording/historian_trends.h"
 
 #include "app/recording/historian_plot.h"
+#include "historian/historian_export.h"
 #include "station/station.h"
 
 #include <QCheckBox>
