@@ -223,18 +223,17 @@ bool HistorianStore::rollUp(qint64 from, qint64 to)
     return db.commit();
 }
 
-int HistorianStore::seal(qint64 before, int budgetMs, bool* more)
+int HistorianStore::seal(qint64 before, int budgetMs)
 {
     QSqlDatabase db = QSqlDatabase::database(connection_, false);
     QSqlQuery oldest(db);
     oldest.prepare(QStringLiteral("SELECT min(t) FROM samples WHERE engine = ?"));
     QElapsedTimer spent;
     spent.start();
-    int sealed = 0;
-    for (;;) {
+    for (int sealed = 0;; ++sealed) {
         // The oldest whole block of open seconds, of any engine.
         int engine = 0;
-        qint64 start = std::numeric_limits<qint64>::max();
+        qint64 start = std::numeric_limits<qint64>::max(), first = start;
         for (int e = 1; e <= 6; ++e) {
             oldest.addBindValue(e);
             if (!oldest.exec() || !oldest.next()) {
@@ -243,22 +242,19 @@ int HistorianStore::seal(qint64 before, int budgetMs, bool* more)
             }
             const qint64 b = oldest.value(0).isNull() ? start : sample_block::startOf(oldest.value(0).toLongLong());
             oldest.finish();
+            first = std::min(first, b);
             if (b + sample_block::kBlockSeconds <= before && b < start) {
                 start = b;
                 engine = e;
             }
         }
-        if (more)
-            *more = engine != 0;
-        if (engine == 0) {
-            converting_ = false; // every second of the first layout is packed
-            return sealed;
-        }
-        if (spent.elapsed() >= budgetMs)
+        // Every second of the first layout is packed: what is open began after it.
+        if (converting_ && first >= sample_block::startOf(convertedBefore_))
+            converting_ = false;
+        if (engine == 0 || spent.elapsed() >= budgetMs)
             return sealed;
         if (!sealBlock(engine, start))
             return -1;
-        ++sealed;
     }
 }
 

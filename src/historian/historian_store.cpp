@@ -219,6 +219,9 @@ HistorianStore::Result HistorianStore::prepare()
     }
     // A file of the first layout keeps every second in samples: it is packed as it records.
     converting_ = id == kApplicationId && version < kSchemaVersion;
+    if (converting_ && q.exec(QStringLiteral("SELECT max(t) FROM samples")) && q.next())
+        convertedBefore_ = q.value(0).toLongLong() + 1;
+    q.finish();
     // WAL: readers do not block the writer. synchronous=NORMAL: a commit is not synced to disk on
     // its own, only at checkpoints; a crash keeps every checkpointed second and the file intact.
     const QStringList setup = {

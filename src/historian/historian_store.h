@@ -89,9 +89,8 @@ public:
     // Closes the damaged file, moves it aside and starts a new one.
     bool recover();
     // Packs the open seconds of whole blocks that end by `before` into blocks, oldest first, one
-    // transaction a block, for about `budgetMs`. Returns the blocks packed, -1 when one failed;
-    // `more` tells whether seconds before `before` are still open.
-    int seal(qint64 before, int budgetMs, bool* more = nullptr);
+    // transaction a block, for about `budgetMs`. Returns the blocks packed, -1 when one failed.
+    int seal(qint64 before, int budgetMs);
     // Rows sit in samples from before this layout (set by open()): the file is being packed.
     bool converting() const { return converting_; }
     // Gives the file's free pages back to the disk when they are more than a quarter of it (after
@@ -127,6 +126,7 @@ private:
     QString error_;
     QSqlError lastError_; // of the last open
     bool converting_ = false;
+    qint64 convertedBefore_ = 0; // the first layout's seconds end before this
     bool blocks_ = false; // the file has its blocks table (a reader of a file of the first layout: not yet)
 };
 

@@ -75,8 +75,7 @@ void HistorianWriter::flush()
 void HistorianWriter::pack()
 {
     const bool converting = store_.converting();
-    bool more = false;
-    if (store_.seal(rolledTo_, converting ? kConvertMsPerTick : kPackMsPerTick, &more) < 0 || more || !converting)
+    if (store_.seal(rolledTo_, converting ? kConvertMsPerTick : kPackMsPerTick) < 0 || !converting || store_.converting())
         return;
     const auto sizes = store_.shrink();
     emit notice(sizes ? QStringLiteral("Historian: %1 is converted to the compact form (%2 MB, %3 MB before).")

@@ -17,6 +17,7 @@
 #include <QLabel>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <unistd.h>
@@ -54,6 +55,45 @@ qint64 count(const QString& path, const QString& sql)
     }
     QSqlDatabase::removeDatabase("count");
     return n;
+}
+
+// A file as the first layout wrote it: every second a row of samples, the minutes beside (here
+// none summed up yet, as after a crash). Four hours of LE1 and LE2, LE2 lost for a minute.
+void writeFirstLayout(const QString& path, qint64 start)
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "v1");
+        db.setDatabaseName(path);
+        QVERIFY(db.open());
+        QSqlQuery q(db);
+        const QString values = "motor,fan1,fan2,mat,sht,lpc,lfc,vis,ir,rh,sbv,vcc";
+        for (const QString& sql : {QString("PRAGMA journal_mode=WAL"), QString("PRAGMA application_id=%1").arg(HistorianStore::kApplicationId),
+                                   QString("PRAGMA user_version=1"),
+                                   "CREATE TABLE samples(t INTEGER NOT NULL, engine INTEGER NOT NULL, link INTEGER NOT NULL, "
+                                   "phase INTEGER, fault INTEGER, " + QString(values).replace(",", " INTEGER,") + " INTEGER)",
+                                   QString("CREATE INDEX samples_engine_t ON samples(engine, t)"),
+                                   "CREATE TABLE minutes(engine INTEGER NOT NULL, t INTEGER NOT NULL, first INTEGER, last INTEGER, "
+                                   "broken INTEGER, fault INTEGER, " + QString(values).replace(",", "_min INTEGER,_max INTEGER,")
+                                       .replace(QRegularExpression("(\\w+)_min INTEGER,_max"), "\\1_min INTEGER,\\1_max") +
+                                       "_min INTEGER, vcc_max INTEGER, PRIMARY KEY(engine, t)) WITHOUT ROWID",
+                                   QString("BEGIN")})
+            QVERIFY2(q.exec(sql), qPrintable(q.lastError().text() + " in " + sql));
+        q.prepare("INSERT INTO samples VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+        for (qint64 t = start; t < start + 4 * 3600; ++t)
+            for (int e = 1; e <= 2; ++e) {
+                const bool lost = e == 2 && t >= start + 3600 && t < start + 3660;
+                if (lost && t > start + 3600)
+                    continue;
+                q.addBindValue(t);
+                q.addBindValue(e);
+                q.addBindValue(lost ? 2 : 1);
+                for (int c = 0; c < 14; ++c)
+                    q.addBindValue(lost ? QVariant() : QVariant(int(c == 0 ? 5 : (t * (c + e)) % 7 + 100 * c)));
+                QVERIFY(q.exec());
+            }
+        QVERIFY(q.exec("COMMIT"));
+    }
+    QSqlDatabase::removeDatabase("v1");
 }
 
 // A week of LE1 and LE2 every 10 s, LE1 silent on day 3 from 10:00 to 12:00 and in fault 7 for half an hour at noon of day 5.
@@ -222,6 +262,50 @@ private slots:
         QCOMPARE(std::get<5>(twice[0]), std::get<5>(before[std::size_t(std::find_if(before.begin(), before.end(), [&](const Row& r) {
                                              return std::get<0>(r) == again && std::get<1>(r) == 1;
                                          }) - before.begin())]));
+    }
+
+    // A file of the first layout is converted where it lies on the first start, while the
+    // station records: the same rows read back, minutes summed up, the file shrunk.
+    void convertsAFileOfTheFirstLayoutInPlace()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(HistorianStore::fileName());
+        ManualClock clock;
+        const qint64 start = clock.now().toSecsSinceEpoch() - 5 * 3600;
+        writeFirstLayout(path, start);
+        std::vector<Row> before;
+        {
+            HistorianStore old(path);
+            QVERIFY(old.openForReading(true)); // an export reads it before any station converts it
+            before = allRows(old);
+        }
+        QCOMPARE(before.size(), std::size_t(2 * 4 * 3600 - 59));
+        const qint64 size = QFileInfo(path).size();
+        Station station(dir.path(), QString(), clock);
+        Historian historian(station);
+        QSignalSpy notices(&historian, &Historian::notice);
+        for (int i = 0; i < 60 && !noticesOf(notices).join('\n').contains("converted to the compact form ("); ++i) {
+            clock.advanceSeconds(1);
+            historian.sample();
+            historian.waitForWriter();
+            QCoreApplication::processEvents();
+        }
+        QTRY_VERIFY2_WITH_TIMEOUT(noticesOf(notices).join("\n").contains("converted to the compact form ("), qPrintable(noticesOf(notices).join("\n")), 10'000);
+        QVERIFY2(noticesOf(notices).first().startsWith("Historian: converting Historian.sqlite"), qPrintable(noticesOf(notices).first()));
+        QCOMPARE(count(path, "PRAGMA user_version"), 2);
+        QCOMPARE(count(path, "SELECT count(*) FROM samples WHERE t < " + QString::number(start + 4 * 3600)), 0);
+        QCOMPARE(count(path, "SELECT count(*) FROM blocks"), 2 * 4 * 6);
+        QCOMPARE(count(path, "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'"), 1);
+        QVERIFY2(QFileInfo(path).size() < size / 3, qPrintable(QString("%1 of %2 bytes").arg(QFileInfo(path).size()).arg(size)));
+        HistorianStore store(path);
+        QVERIFY(store.openForReading());
+        std::vector<Row> after = allRows(store);
+        after.erase(std::remove_if(after.begin(), after.end(), [&](const Row& r) { return std::get<0>(r) >= start + 4 * 3600; }),
+                    after.end()); // what the station recorded since
+        QCOMPARE(after, before);
+        const auto minutes = store.buckets(2, start, start + 4 * 3600, 60);
+        QCOMPARE(minutes.size(), std::size_t(4 * 60));
+        QVERIFY(minutes[60].broken && !minutes[59].broken && minutes[60].last == 0);
     }
 
     void prunesOldRowsInSmallSteps()
