@@ -17,6 +17,12 @@ HistorianWriter::HistorianWriter(const QString& path, int retentionDays)
     connect(retry_, &QTimer::timeout, this, &HistorianWriter::flush);
 }
 
+void HistorianWriter::close()
+{
+    retry_->stop();
+    store_.close();
+}
+
 HistorianCommitStats HistorianWriter::stats() const
 {
     QMutexLocker lock(&statsMutex_);

@@ -34,7 +34,8 @@ public:
 
     // One second's rows, `now` on the station's clock.
     void write(const std::vector<HistorianSample>& batch, qint64 now);
-    void close() { store_.close(); }
+    // Before the thread ends: no more retries, the connection closed.
+    void close();
     HistorianCommitStats stats() const;
     // Rows waiting in memory for the file.
     std::size_t waiting() const { return pending_.size(); }
