@@ -435,6 +435,7 @@ private slots:
         QTest::newRow("into the logger's folder") << "ours" << "Datalogger/x.csv" << 64 << "is in the station's Datalogger folder";
         QTest::newRow("damaged source") << "damaged" << "../out.csv" << 1 << "file is not a database";
         QTest::newRow("foreign source") << "foreign" << "../out.csv" << 1 << "no such table: samples";
+        QTest::newRow("a damaged block") << "damaged block" << "../out.csv" << 1 << "the block of LE1 at";
         QTest::newRow("a new file") << "ours" << "../out.csv" << 0 << "10 rows written";
     }
     void exportWritesOnlyWhatItCreates()
@@ -449,6 +450,13 @@ private slots:
         const QString path = QDir(folder).filePath(HistorianStore::fileName());
         if (source == "ours") {
             fillSome(path, 10);
+        } else if (source == "damaged block") {
+            fillSome(path, 10);
+            HistorianStore store(path);
+            QCOMPARE(store.open(), HistorianStore::Result::Ok);
+            QCOMPARE(store.seal(ManualClock().now().toSecsSinceEpoch(), 1000), 1);
+            store.close();
+            QCOMPARE(count(path, "UPDATE blocks SET data = substr(data, 1, length(data) - 3) RETURNING 1"), 1);
         } else if (source == "damaged") {
             test::writeBytes(path, "SQLite format 3" + QByteArray(1, '\0') + QByteArray(4000, '\x7f'));
         } else {
