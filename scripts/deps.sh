@@ -5,7 +5,9 @@
 # runs them when clang is there).
 set -euo pipefail
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
-          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto)
+          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto
+          libzstd-dev)
+# libzstd-dev: the historian compresses its packed seconds with zstd.
 # The plant page's browser test needs a browser; the demo does not.
 if [ "${1:-}" = "--browser" ]; then
   packages+=(chromium)

@@ -63,6 +63,11 @@ int main(int argc, char** argv)
         window.pages()->setCurrentIndex(1);
     if (options.loggerTickMs > 0)
         QObject::connect(&station, &Station::startupFinished, &station, [&station, &options] {
+            // A run resumed at start-up goes on under the header pair it has just written.
+            if (station.dataLogger().running()) {
+                station.dataLogger().setTickInterval(options.loggerTickMs);
+                return;
+            }
             LoggerChoices all = station.dataLogger().choices();
             all.engines.fill(true);
             all.columns.fill(true);
@@ -77,7 +82,7 @@ int main(int argc, char** argv)
         historian = std::make_unique<Historian>(station);
         QObject::connect(historian.get(), &Historian::notice, &station, [&station](const QString& text) {
             std::fprintf(stderr, "%s\n", qPrintable(text));
-            station.appendEvent(text);
+            station.appendEvent(QStringLiteral("%1 / %2  %3").arg(station.clock().dateText(), station.clock().timeText(), text));
             station.showStatus(text);
         });
         // HistorianTrends from the Recording menu, and for one engine from its column's heading.
