@@ -7,7 +7,8 @@
 # With --fuzz it adds clang, which only the fuzz targets need (scripts/fuzz.sh; the test command
 # runs them when clang is there).
 set -euo pipefail
-# libzstd-dev: the recorder compresses its files with zstd, which tshark reads.
+# libzstd-dev: the historian compresses its packed seconds with zstd, and the recorder its files
+# (which tshark reads).
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
           libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto libzstd-dev)
 case "${1:-}" in --tests|--browser) packages+=(tshark) ;; esac

@@ -122,11 +122,11 @@ int main(int argc, char** argv)
     LogWindow window(station);
     if (replay)
         replay->showIn(window, station);
-    // What an observer beside the station has to tell: once, on standard error, in the event list and
-    // on the status line.
+    // What an observer beside the station has to tell: once, on standard error, in the event list (with
+    // its date and time) and on the status line.
     const auto tell = [&station](const QString& text) {
         std::fprintf(stderr, "%s\n", qPrintable(text));
-        station.appendEvent(text);
+        station.appendEvent(QStringLiteral("%1 / %2  %3").arg(station.clock().dateText(), station.clock().timeText(), text));
         station.showStatus(text);
     };
     // The black box: every byte of the links, on a thread of its own.
@@ -143,6 +143,11 @@ int main(int argc, char** argv)
         window.pages()->setCurrentIndex(1);
     if (options.loggerTickMs > 0)
         QObject::connect(&station, &Station::startupFinished, &station, [&station, &options] {
+            // A run resumed at start-up goes on under the header pair it has just written.
+            if (station.dataLogger().running()) {
+                station.dataLogger().setTickInterval(options.loggerTickMs);
+                return;
+            }
             LoggerChoices all = station.dataLogger().choices();
             all.engines.fill(true);
             all.columns.fill(true);

@@ -1,11 +1,9 @@
 #include "historian/historian.h"
 
+#include "historian/historian_writer.h"
 #include "station/station.h"
 
 #include <QDir>
-#include <QFileInfo>
-#include <QMutex>
-#include <QSemaphore>
 #include <QThread>
 #include <QTimer>
 
@@ -14,96 +12,6 @@
 #include <utility>
 
 namespace tarvek {
-
-// Lives on the historian's thread and owns the writing connection.
-class HistorianWriter : public QObject {
-public:
-    HistorianWriter(Historian& owner, const QString& path, int retentionDays)
-        : owner_(owner), store_(path), retentionSeconds_(qint64(retentionDays) * 86'400) {}
-
-    void write(const std::vector<HistorianSample>& batch, qint64 now)
-    {
-        if (!store_.isOpen() && !openStore())
-            return;
-        QElapsedTimer t;
-        t.start();
-        auto result = store_.insert(batch);
-        if (result == HistorianStore::Result::Corrupt && store_.recover()) {
-            tell(movedText());
-            rolledTo_ = 0;
-            result = store_.insert(batch);
-        }
-        const qint64 us = t.nsecsElapsed() / 1000;
-        if (result == HistorianStore::Result::Ok) {
-            {
-                QMutexLocker lock(&statsMutex_);
-                ++stats_.commits;
-                stats_.totalUs += us;
-                stats_.maxUs = std::max(stats_.maxUs, us);
-            }
-            if (std::exchange(failing_, false))
-                tell(QStringLiteral("Historian: recording again."));
-            rollUp(batch, now);
-            store_.prune(now - retentionSeconds_, Historian::kPruneRowsPerTick);
-            return;
-        }
-        if (!std::exchange(failing_, true))
-            tell(result == HistorianStore::Result::Full
-                     ? QStringLiteral("Historian: the disk is full; values are not recorded until there is room again.")
-                     : QStringLiteral("Historian: cannot write %1 (%2); trying again.")
-                           .arg(QDir::toNativeSeparators(store_.path()), store_.lastError()));
-    }
-    void close() { store_.close(); }
-    Historian::CommitStats stats() const
-    {
-        QMutexLocker lock(&statsMutex_);
-        return stats_;
-    }
-
-private:
-    // Sums up the minutes that are complete; a clock set back sums its minutes up again.
-    void rollUp(const std::vector<HistorianSample>& batch, qint64 now)
-    {
-        for (const HistorianSample& s : batch)
-            rolledTo_ = rolledTo_ == 0 ? s.time / 60 * 60 : std::min(rolledTo_, s.time / 60 * 60);
-        const qint64 minute = now / 60 * 60;
-        if (minute <= rolledTo_)
-            return;
-        const qint64 to = std::min(minute, rolledTo_ + Historian::kRollUpMinutesPerTick * 60);
-        if (store_.rollUp(rolledTo_, to))
-            rolledTo_ = to;
-    }
-    bool openStore()
-    {
-        if (store_.open()) {
-            rolledTo_ = store_.rolledUpTo();
-            if (!store_.movedAside().isEmpty())
-                tell(movedText());
-            return true;
-        }
-        if (!std::exchange(failing_, true))
-            tell(QStringLiteral("Historian: cannot open %1 (%2); trying again.")
-                     .arg(QDir::toNativeSeparators(store_.path()), store_.lastError()));
-        return false;
-    }
-    QString movedText() const
-    {
-        return QStringLiteral("Historian: %1 could not be read; it is kept as %2 and a new one is started.")
-            .arg(HistorianStore::fileName(), QFileInfo(store_.movedAside()).fileName());
-    }
-    void tell(const QString& text)
-    {
-        QMetaObject::invokeMethod(&owner_, [o = &owner_, text] { emit o->notice(text); }, Qt::QueuedConnection);
-    }
-
-    Historian& owner_;
-    HistorianStore store_;
-    qint64 retentionSeconds_;
-    qint64 rolledTo_ = 0;
-    bool failing_ = false;
-    mutable QMutex statsMutex_;
-    Historian::CommitStats stats_;
-};
 
 LinkState historianLinkState(Station& station, int engine)
 {
@@ -121,8 +29,9 @@ Historian::Historian(Station& station, QObject* parent)
     retentionDays_ = days;
     path_ = QDir(station_.files().folder()).filePath(HistorianStore::fileName());
     lastState_.fill(-1);
-    writer_ = new HistorianWriter(*this, path_, retentionDays_);
+    writer_ = new HistorianWriter(path_, retentionDays_);
     writer_->moveToThread(thread_);
+    connect(writer_, &HistorianWriter::notice, this, &Historian::notice); // queued: across threads
     thread_->setObjectName(QStringLiteral("Historian"));
     thread_->start(QThread::LowPriority);
     timer_->setObjectName(QStringLiteral("HistorianTimer"));
@@ -167,8 +76,7 @@ void Historian::sample()
         lastState_[k] = int(link);
         batch.push_back(s);
     }
-    if (batch.empty())
-        return;
+    // Every second, rows or not: the writer sums up, packs and prunes on its turn.
     QMetaObject::invokeMethod(writer_, [w = writer_, b = std::move(batch), now] { w->write(b, now); },
                               Qt::QueuedConnection);
 }
@@ -178,6 +86,6 @@ void Historian::waitForWriter()
     QMetaObject::invokeMethod(writer_, [] {}, Qt::BlockingQueuedConnection);
 }
 
-Historian::CommitStats Historian::commitStats() const { return writer_->stats(); }
+HistorianCommitStats Historian::commitStats() const { return writer_->stats(); }
 
 } // namespace tarvek

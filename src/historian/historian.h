@@ -2,7 +2,7 @@
 // The historian: every second, one row per engine whose link answers, written to
 // "\Historian.sqlite" by a thread of its own so a commit never holds up the frame cycle. It only
 // observes the station: the station does not know it is there.
-#include "historian/historian_store.h"
+#include "historian/historian_writer.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -28,8 +28,6 @@ class Historian : public QObject {
 public:
     static constexpr int kTickMs = 1000;
     static constexpr int kDefaultRetentionDays = 400;
-    static constexpr int kPruneRowsPerTick = 2000;
-    static constexpr int kRollUpMinutesPerTick = 60; // catching up after a pause, an hour a second
     // "\Historian.ini": one line, the days rows are kept.
     static QString settingsFileName() { return QStringLiteral("\\Historian.ini"); }
 
@@ -42,10 +40,8 @@ public:
     void sample();
     // Blocks until the writer has handled every batch handed to it so far (tests, shutdown).
     void waitForWriter();
-    // Commit times of the writer thread so far, in microseconds.
-    struct CommitStats {
-        qint64 commits = 0, totalUs = 0, maxUs = 0;
-    };
+    // Commit times of the writer thread so far.
+    using CommitStats = HistorianCommitStats;
     CommitStats commitStats() const;
 
 signals:

@@ -1,42 +1,33 @@
 #include "historian/historian_store.h"
 
+#include "historian/sample_block.h"
+#include "historian/store_columns.h"
+
 #include <QAtomicInt>
-#include <algorithm>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QIODevice>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QStringList>
+#include <QStorageInfo>
+#include <QUrl>
 #include <QVariant>
 
+#include <algorithm>
+
 namespace tarvek {
+
+using namespace store_columns;
 
 namespace {
 QAtomicInt connectionCounter;
 
-QString valueColumns()
-{
-    QStringList c;
-    for (const EngineRow& r : engineRows())
-        c << QString::fromLatin1(r.key);
-    return c.join(QLatin1Char(','));
-}
-
-// Each value column's pair in the minute table, written by `pattern` ("%1_min, %1_max"...).
-QString minuteColumns(const QString& pattern)
-{
-    QStringList c;
-    for (const EngineRow& r : engineRows())
-        c << pattern.arg(QString::fromLatin1(r.key));
-    return c.join(QLatin1Char(','));
-}
-
-// The fault codes that are states, not faults: at rest (0), stop activated (18), running (20).
-const char* const kRealFault = "CASE WHEN fault NOT IN (0,18,20) THEN fault ELSE 0 END";
-
 // SQLite's own result codes, as the Qt driver reports them.
-constexpr int kSqliteCorrupt = 11, kSqliteFull = 13, kSqliteNotADatabase = 26;
+constexpr int kSqliteBusy = 5, kSqliteLocked = 6, kSqliteReadOnly = 8, kSqliteCorrupt = 11, kSqliteFull = 13,
+              kSqliteNotADatabase = 26;
+// Below this much free space the disk counts as full.
+constexpr qint64 kLowSpaceBytes = 32 * 1024;
 } // namespace
 
 HistorianStore::HistorianStore(QString path)
@@ -70,51 +61,112 @@ HistorianStore::Result HistorianStore::classify(const QSqlError& error) const
         return Result::Full;
     if (text.contains(QLatin1String("malformed")) || text.contains(QLatin1String("not a database")))
         return Result::Corrupt;
+    if (text.contains(QLatin1String("readonly")))
+        return Result::ReadOnly;
+    if (text.contains(QLatin1String("locked")))
+        return Result::Locked;
     switch (error.nativeErrorCode().toInt()) {
     case kSqliteFull: return Result::Full;
     case kSqliteCorrupt:
     case kSqliteNotADatabase: return Result::Corrupt;
+    case kSqliteReadOnly: return Result::ReadOnly;
+    case kSqliteBusy:
+    case kSqliteLocked: return Result::Locked;
     default: return Result::Failed;
     }
 }
 
-bool HistorianStore::openFile(bool readOnly)
+// SQLite tells a full disk as such only where it writes pages; creating the shared-memory index
+// of a WAL file on a full disk fails as an I/O error. The free space decides.
+bool HistorianStore::diskFull() const
+{
+    const QStorageInfo disk(QFileInfo(path_).absolutePath());
+    return disk.isValid() && disk.bytesAvailable() < kLowSpaceBytes;
+}
+
+HistorianStore::Result HistorianStore::classifyOpen(const QSqlError& error) const
+{
+    const Result r = classify(error);
+    if (r != Result::Ok && r != Result::ReadOnly && r != Result::Locked && diskFull())
+        return Result::Full;
+    return r == Result::Ok ? Result::Failed : r;
+}
+
+bool HistorianStore::openFile(const QString& options, const QString& name)
 {
     close();
     QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), connection_);
-    db.setDatabaseName(path_);
+    db.setDatabaseName(name);
     // A busy writer (a checkpoint) makes a reader wait a little rather than fail.
-    // Readers open the file for writing too: a WAL file needs its shared-memory index, which a
-    // read-only connection cannot create when no writer runs. They only ever read.
-    Q_UNUSED(readOnly);
-    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000"));
+    db.setConnectOptions(QStringLiteral("QSQLITE_BUSY_TIMEOUT=2000") + options);
     if (!db.open()) {
         error_ = db.lastError().text();
+        lastError_ = db.lastError();
         return false;
     }
     return true;
 }
 
-bool HistorianStore::open(bool readOnly)
+HistorianStore::Result HistorianStore::open()
 {
     movedAside_.clear();
-    if (readOnly && !QFileInfo::exists(path_)) {
-        error_ = QStringLiteral("no historian file %1").arg(path_);
+    const Result r = tryOpen();
+    if (r != Result::Corrupt)
+        return r;
+    return recover() ? Result::Ok : (diskFull() ? Result::Full : Result::Failed);
+}
+
+HistorianStore::Result HistorianStore::tryOpen()
+{
+    if (!openFile(QString(), path_))
+        return classifyOpen(lastError_);
+    const Result r = prepare();
+    if (r != Result::Ok)
+        close();
+    return r;
+}
+
+bool HistorianStore::openForReading(bool snapshot)
+{
+    movedAside_.clear();
+    if (!QFileInfo::exists(path_)) {
+        error_ = QStringLiteral("no historian file %1").arg(QDir::toNativeSeparators(path_));
         return false;
     }
-    if (openFile(readOnly) && (readOnly || prepare()))
-        return true;
-    if (readOnly)
+    // Without a writer there is no -wal: read the file as it stands, creating nothing beside it.
+    const bool immutable = snapshot && !QFileInfo::exists(path_ + QStringLiteral("-wal"));
+    const QString name = immutable ? QUrl::fromLocalFile(path_).toString(QUrl::FullyEncoded) + QStringLiteral("?immutable=1")
+                                   : path_;
+    if (!openFile(immutable ? QStringLiteral(";QSQLITE_OPEN_READONLY;QSQLITE_OPEN_URI") : QStringLiteral(";QSQLITE_OPEN_READONLY"),
+                  name))
         return false;
-    return recover();
+    // SQLite's own word on a file that is not the station's: the damage, or the table it lacks.
+    QSqlQuery q(QSqlDatabase::database(connection_, false));
+    QString why;
+    if (!q.exec(QStringLiteral("PRAGMA application_id")) || !q.next()) {
+        why = q.lastError().databaseText();
+    } else if (q.value(0).toInt() != kApplicationId) {
+        q.finish();
+        why = q.exec(QStringLiteral("SELECT t, engine, link FROM samples LIMIT 1")) ? QStringLiteral("not a historian file")
+                                                                                   : q.lastError().databaseText();
+    }
+    q.finish();
+    blocks_ = q.exec(QStringLiteral("SELECT 1 FROM sqlite_schema WHERE name = 'blocks'")) && q.next();
+    q.finish();
+    if (why.isEmpty())
+        return true;
+    error_ = QStringLiteral("%1: %2").arg(QDir::toNativeSeparators(path_), why);
+    close();
+    return false;
 }
 
 bool HistorianStore::recover()
 {
     close();
-    if (QFileInfo::exists(path_) && !moveAside())
+    // A full disk is never a reason to move a file aside.
+    if (diskFull() || (QFileInfo::exists(path_) && !moveAside()))
         return false;
-    return openFile(false) && prepare();
+    return tryOpen() == Result::Ok;
 }
 
 bool HistorianStore::moveAside()
@@ -123,35 +175,53 @@ bool HistorianStore::moveAside()
     QString target = path_ + QStringLiteral(".bad-") + stamp;
     for (int n = 2; QFileInfo::exists(target); ++n)
         target = path_ + QStringLiteral(".bad-%1-%2").arg(stamp).arg(n);
-    QFile::remove(path_ + QStringLiteral("-shm"));
-    if (QFileInfo::exists(path_ + QStringLiteral("-wal")))
-        QFile::rename(path_ + QStringLiteral("-wal"), target + QStringLiteral("-wal"));
+    // The file first: when it cannot move, nothing beside it moves either.
     if (!QFile::rename(path_, target)) {
         error_ = QStringLiteral("cannot move %1 aside").arg(path_);
         return false;
     }
+    QFile::remove(path_ + QStringLiteral("-shm"));
+    if (QFileInfo::exists(path_ + QStringLiteral("-wal")))
+        QFile::rename(path_ + QStringLiteral("-wal"), target + QStringLiteral("-wal"));
     movedAside_ = target;
     return true;
 }
 
-// Checks that the file is an SQLite file of ours (or a new, empty one) and creates its table.
-bool HistorianStore::prepare()
+// Checks that the file is an SQLite file of ours (or a new, empty one) and creates its tables.
+HistorianStore::Result HistorianStore::prepare()
 {
     QSqlDatabase db = QSqlDatabase::database(connection_, false);
     QSqlQuery q(db);
-    if (!q.exec(QStringLiteral("PRAGMA application_id")) || !q.next()) {
-        error_ = q.lastError().text();
-        return false;
-    }
+    const auto failed = [&](const QSqlError& e) {
+        error_ = e.text();
+        return classifyOpen(e);
+    };
+    if (!q.exec(QStringLiteral("PRAGMA application_id")) || !q.next())
+        return failed(q.lastError());
     const int id = q.value(0).toInt();
     q.finish();
     if (id != kApplicationId) {
-        if (!q.exec(QStringLiteral("SELECT count(*) FROM sqlite_schema")) || !q.next() || q.value(0).toInt() != 0) {
+        if (!q.exec(QStringLiteral("SELECT count(*) FROM sqlite_schema")) || !q.next())
+            return failed(q.lastError());
+        if (q.value(0).toInt() != 0) {
             error_ = QStringLiteral("%1 is not a historian file").arg(path_);
-            return false;
+            return Result::Corrupt;
         }
         q.finish();
     }
+    if (!q.exec(QStringLiteral("PRAGMA user_version")) || !q.next())
+        return failed(q.lastError());
+    const int version = q.value(0).toInt();
+    q.finish();
+    if (version > kSchemaVersion) {
+        error_ = QStringLiteral("%1 was written by a newer station").arg(path_);
+        return Result::Newer;
+    }
+    // A file of the first layout keeps every second in samples: it is packed as it records.
+    converting_ = id == kApplicationId && version < kSchemaVersion;
+    if (converting_ && q.exec(QStringLiteral("SELECT max(t) FROM samples")) && q.next())
+        convertedBefore_ = q.value(0).toLongLong() + 1;
+    q.finish();
     // WAL: readers do not block the writer. synchronous=NORMAL: a commit is not synced to disk on
     // its own, only at checkpoints; a crash keeps every checkpointed second and the file intact.
     const QStringList setup = {
@@ -167,18 +237,26 @@ bool HistorianStore::prepare()
                        "first INTEGER, last INTEGER, broken INTEGER, fault INTEGER, %1, PRIMARY KEY(engine, t)) "
                        "WITHOUT ROWID")
             .arg(minuteColumns(QStringLiteral("%1_min INTEGER, %1_max INTEGER"))),
+        QStringLiteral("CREATE TABLE IF NOT EXISTS blocks(engine INTEGER NOT NULL, t INTEGER NOT NULL, "
+                       "rows INTEGER NOT NULL, data BLOB NOT NULL, UNIQUE(engine, t))"),
     };
-    for (const QString& s : setup)
-        if (!q.exec(s)) {
-            error_ = q.lastError().text();
-            return false;
+    for (const QString& s : setup) {
+        if (!q.exec(s))
+            return failed(q.lastError());
+        // journal_mode answers with the mode it is in: a file that cannot be written stays in its own.
+        if (s.endsWith(QLatin1String("WAL")) && q.next() && q.value(0).toString() != QLatin1String("wal")) {
+            error_ = QStringLiteral("%1 cannot be written").arg(path_);
+            return Result::ReadOnly;
         }
+        q.finish();
+    }
+    blocks_ = true;
     // The table must be the one written here: a same-named table of another layout is foreign.
     if (!q.exec(QStringLiteral("SELECT t, engine, link, phase, fault, %1 FROM samples LIMIT 1").arg(valueColumns()))) {
         error_ = QStringLiteral("%1 is not a historian file").arg(path_);
-        return false;
+        return Result::Corrupt;
     }
-    return true;
+    return Result::Ok;
 }
 
 HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>& samples)
@@ -222,168 +300,65 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
     return Result::Ok;
 }
 
-bool HistorianStore::rollUp(qint64 from, qint64 to)
-{
-    QSqlDatabase db = QSqlDatabase::database(connection_, false);
-    QSqlQuery q(db);
-    q.prepare(QStringLiteral("INSERT OR REPLACE INTO minutes SELECT engine, t / 60 * 60 AS m, "
-                             "min(CASE WHEN link=1 THEN t END), max(CASE WHEN link=1 THEN t END), max(link<>1), "
-                             "max(%1), %2 FROM samples WHERE engine = ? AND t >= ? AND t < ? GROUP BY m")
-                  .arg(QString::fromLatin1(kRealFault), minuteColumns(QStringLiteral("min(%1), max(%1)"))));
-    db.transaction();
-    for (int engine = 1; engine <= 6; ++engine) {
-        q.addBindValue(engine);
-        q.addBindValue(from);
-        q.addBindValue(to);
-        if (!q.exec()) {
-            error_ = q.lastError().text();
-            db.rollback();
-            return false;
-        }
-    }
-    return db.commit();
-}
-
 qint64 HistorianStore::rolledUpTo()
 {
     QSqlQuery q(QSqlDatabase::database(connection_, false));
     if (q.exec(QStringLiteral("SELECT max(t) FROM minutes")) && q.next() && !q.value(0).isNull())
         return q.value(0).toLongLong() + 60;
     q.finish();
-    if (q.exec(QStringLiteral("SELECT min(t) FROM samples")) && q.next() && !q.value(0).isNull())
+    if (q.exec(QStringLiteral("SELECT min(t) FROM (SELECT min(t) AS t FROM samples UNION ALL SELECT min(t) FROM blocks)")) &&
+        q.next() && !q.value(0).isNull())
         return q.value(0).toLongLong() / 60 * 60;
     return 0;
 }
 
 int HistorianStore::prune(qint64 before, int limit)
 {
-    QSqlQuery q(QSqlDatabase::database(connection_, false));
-    q.prepare(QStringLiteral("DELETE FROM minutes WHERE t < ?"));
-    q.addBindValue(before);
-    q.exec();
-    // Rows are appended in time order, so the oldest come first by rowid.
-    q.prepare(QStringLiteral("DELETE FROM samples WHERE rowid IN "
-                             "(SELECT rowid FROM samples WHERE t < ? ORDER BY rowid LIMIT ?)"));
-    q.addBindValue(before);
-    q.addBindValue(limit);
-    if (!q.exec()) {
-        error_ = q.lastError().text();
-        return 0;
+    // Engine by engine, so that each statement walks its index from the oldest row; blocks go a
+    // few at a time like rows, whole ones only (their last second older than `before`).
+    QSqlDatabase db = QSqlDatabase::database(connection_, false);
+    QSqlQuery minutes(db), blockRows(db), blocks(db), samples(db);
+    const QString oldBlocks = QStringLiteral("SELECT rowid, rows FROM blocks WHERE engine = ? AND t <= ? ORDER BY t LIMIT ?");
+    minutes.prepare(QStringLiteral("DELETE FROM minutes WHERE engine = ? AND t < ?"));
+    blockRows.prepare(QStringLiteral("SELECT coalesce(sum(rows), 0) FROM (%1)").arg(oldBlocks));
+    blocks.prepare(QStringLiteral("DELETE FROM blocks WHERE rowid IN (SELECT rowid FROM (%1))").arg(oldBlocks));
+    samples.prepare(QStringLiteral("DELETE FROM samples WHERE rowid IN "
+                                   "(SELECT rowid FROM samples WHERE engine = ? AND t < ? LIMIT ?)"));
+    const qint64 lastBlock = sample_block::startOf(before) - sample_block::kBlockSeconds;
+    const int blocksPerEngine = std::max<int>(1, limit / static_cast<int>(sample_block::kBlockSeconds));
+    int removed = 0;
+    for (int engine = 1; engine <= 6 && removed < limit; ++engine) {
+        for (QSqlQuery* q : {&blockRows, &blocks}) {
+            q->addBindValue(engine);
+            q->addBindValue(lastBlock);
+            q->addBindValue(blocksPerEngine);
+        }
+        minutes.addBindValue(engine);
+        minutes.addBindValue(before);
+        samples.addBindValue(engine);
+        samples.addBindValue(before);
+        samples.addBindValue(limit - removed);
+        if (!minutes.exec() || !blockRows.exec() || !blockRows.next()) {
+            error_ = minutes.lastError().isValid() ? minutes.lastError().text() : blockRows.lastError().text();
+            return removed;
+        }
+        const int fromBlocks = blockRows.value(0).toInt();
+        blockRows.finish();
+        if (!blocks.exec() || !samples.exec()) {
+            error_ = blocks.lastError().isValid() ? blocks.lastError().text() : samples.lastError().text();
+            return removed;
+        }
+        removed += fromBlocks + samples.numRowsAffected();
     }
-    return q.numRowsAffected();
+    return removed;
 }
 
 qint64 HistorianStore::rowCount()
 {
     QSqlQuery q(QSqlDatabase::database(connection_, false));
-    return q.exec(QStringLiteral("SELECT count(*) FROM samples")) && q.next() ? q.value(0).toLongLong() : -1;
-}
-
-std::vector<HistorianBucket> HistorianStore::buckets(int engine, qint64 from, qint64 to, qint64 bucketSeconds)
-{
-    std::vector<HistorianBucket> out;
-    QSqlQuery q(QSqlDatabase::database(connection_, false));
-    q.setForwardOnly(true);
-    if (bucketSeconds >= 60 && bucketSeconds % 60 == 0)
-        q.prepare(QStringLiteral("SELECT (t - :from) / :width AS b, min(first), max(last), max(broken), max(fault), %1 "
-                                 "FROM minutes WHERE engine = :engine AND t >= :from AND t < :to GROUP BY b ORDER BY b")
-                      .arg(minuteColumns(QStringLiteral("min(%1_min), max(%1_max)"))));
-    else
-        q.prepare(QStringLiteral("SELECT (t - :from) / :width AS b, min(CASE WHEN link=1 THEN t END), "
-                                 "max(CASE WHEN link=1 THEN t END), max(link<>1), max(%1), %2 "
-                                 "FROM samples WHERE engine = :engine AND t >= :from AND t < :to GROUP BY b ORDER BY b")
-                      .arg(QString::fromLatin1(kRealFault), minuteColumns(QStringLiteral("min(%1), max(%1)"))));
-    q.bindValue(QStringLiteral(":from"), from);
-    q.bindValue(QStringLiteral(":to"), to);
-    q.bindValue(QStringLiteral(":width"), std::max<qint64>(1, bucketSeconds));
-    q.bindValue(QStringLiteral(":engine"), engine);
-    if (!q.exec()) {
-        error_ = q.lastError().text();
-        return out;
-    }
-    while (q.next()) {
-        HistorianBucket b;
-        b.index = q.value(0).toInt();
-        b.first = q.value(1).isNull() ? 0 : q.value(1).toLongLong();
-        b.last = q.value(2).isNull() ? 0 : q.value(2).toLongLong();
-        b.broken = q.value(3).toInt() != 0;
-        b.fault = q.value(4).toInt();
-        for (int i = 0; i < kEngineRows; ++i) {
-            b.min[static_cast<std::size_t>(i)] = q.value(5 + 2 * i).toInt();
-            b.max[static_cast<std::size_t>(i)] = q.value(6 + 2 * i).toInt();
-        }
-        out.push_back(b);
-    }
-    return out;
-}
-
-void HistorianStore::forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
-                                const std::function<void(const HistorianSample&, bool hasValues)>& row)
-{
-    QStringList list;
-    for (int e : engines)
-        list << QString::number(e);
-    QSqlQuery q(QSqlDatabase::database(connection_, false));
-    q.setForwardOnly(true);
-    q.prepare(QStringLiteral("SELECT t, engine, link, phase, fault, %1 FROM samples WHERE engine IN (%2) "
-                             "AND t >= ? AND t < ? ORDER BY t, engine, rowid")
-                  .arg(valueColumns(), list.join(QLatin1Char(','))));
-    q.addBindValue(from);
-    q.addBindValue(to);
-    if (!q.exec()) {
-        error_ = q.lastError().text();
-        return;
-    }
-    HistorianSample s;
-    while (q.next()) {
-        s.time = q.value(0).toLongLong();
-        s.engine = q.value(1).toInt();
-        s.link = static_cast<LinkState>(q.value(2).toInt());
-        s.phase = q.value(3).toInt();
-        s.fault = q.value(4).toInt();
-        for (int i = 0; i < kEngineRows; ++i)
-            s.values[static_cast<std::size_t>(i)] = q.value(5 + i).toInt();
-        row(s, !q.value(3).isNull());
-    }
-}
-
-qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<int>& engines,
-                       const std::vector<int>& rows, qint64 from, qint64 to,
-                       const std::function<QString(int row, int raw)>& shown)
-{
-    static const char* const kLinks[] = {"no", "yes", "lost", "closed"};
-    QStringList header = {QStringLiteral("Time"), QStringLiteral("Engine"), QStringLiteral("Link"),
-                          QStringLiteral("Phase"), QStringLiteral("Fault code")};
-    for (int r : rows) {
-        const QString unit = engineRowUnit(r);
-        header << (unit.isEmpty() ? engineRowName(r) : QStringLiteral("%1 (%2)").arg(engineRowName(r), unit));
-    }
-    out.write(header.join(QLatin1Char(',')).toUtf8() + "\r\n");
-    qint64 count = 0;
-    store.forEachRow(engines, from, to, [&](const HistorianSample& s, bool hasValues) {
-        QStringList line = {QDateTime::fromSecsSinceEpoch(s.time).toString(QStringLiteral("yyyy-MM-dd hh:mm:ss")),
-                            QStringLiteral("LE%1").arg(s.engine),
-                            QString::fromLatin1(kLinks[std::clamp(static_cast<int>(s.link), 0, 3)])};
-        if (hasValues) {
-            line << QString::number(s.phase) << QString::number(s.fault);
-            for (int r : rows)
-                line << shown(r, s.values[static_cast<std::size_t>(r)]);
-        } else {
-            for (std::size_t i = 0; i < rows.size() + 2; ++i)
-                line << QString();
-        }
-        out.write(line.join(QLatin1Char(',')).toUtf8() + "\r\n");
-        ++count;
-    });
-    return count;
-}
-
-std::optional<QDateTime> parseHistoryTime(const QString& text)
-{
-    const QDateTime t = QDateTime::fromString(text.trimmed(), QStringLiteral("yyyy-MM-dd hh:mm"));
-    if (!t.isValid())
-        return std::nullopt;
-    return t;
+    return q.exec(QStringLiteral("SELECT (SELECT count(*) FROM samples) + (SELECT coalesce(sum(rows), 0) FROM blocks)")) && q.next()
+               ? q.value(0).toLongLong()
+               : -1;
 }
 
 } // namespace tarvek

@@ -3,6 +3,13 @@
 // second with the time, the link state, the phase, the fault code and the twelve values of the
 // main window's rows as the FADEC reported them. Each thread that uses the file opens its own
 // HistorianStore (its own connection); the file is in WAL mode, so readers never wait on the writer.
+//
+// Tables: `samples` holds the open seconds, one row each, committed every second; once its ten
+// minutes are over and summed up, an engine's seconds are packed into one row of `blocks`
+// (sample_block.h) and leave `samples`. `minutes` holds per engine and minute the min and max of
+// each value, which long ranges are drawn from. Readers see both tables as one list of rows.
+// A file of the first layout (every second a row of `samples`) is packed the same way, oldest
+// first, a little every second, and shrunk once it is done.
 #include "station/link_state.h" // stored as its number: no 0, yes 1, lost 2, closed 3
 #include "station/engine_rows.h"
 
@@ -15,8 +22,6 @@
 #include <functional>
 #include <optional>
 #include <vector>
-
-class QIODevice;
 
 namespace tarvek {
 
@@ -42,10 +47,13 @@ struct HistorianBucket {
 
 class HistorianStore {
 public:
-    enum class Result { Ok, Full, Corrupt, Failed };
+    // Ok; the disk is full; SQLite says the file is damaged or not a database (or it is not ours);
+    // the file cannot be written (read-only, immutable); another program holds it locked; it was
+    // written by a newer station; anything else (the reason is in lastError()).
+    enum class Result { Ok, Full, Corrupt, ReadOnly, Locked, Newer, Failed };
 
     static QString fileName() { return QStringLiteral("Historian.sqlite"); }
-    static constexpr int kSchemaVersion = 1;
+    static constexpr int kSchemaVersion = 2; // 1: every second a row of samples
     static constexpr int kApplicationId = 0x54524B48; // marks the file as ours
 
     explicit HistorianStore(QString path);
@@ -54,10 +62,15 @@ public:
     HistorianStore& operator=(const HistorianStore&) = delete;
 
     QString path() const { return path_; }
-    // Opens the file, creating it when missing. A file that is not an SQLite file, is damaged or
-    // belongs to something else is renamed to "Historian.sqlite.bad-yyyyMMdd-hhmmss" and a new
-    // one is started; movedAside() then names it. readOnly never creates nor moves anything.
-    bool open(bool readOnly = false);
+    // Opens the file for writing, creating it when missing. Only a file that SQLite finds damaged
+    // or not a database, or an SQLite file of another program, is renamed to
+    // "Historian.sqlite.bad-yyyyMMdd-hhmmss" and a new one started (movedAside() then names it);
+    // a full disk, a read-only or locked file is told by the result and the file left as it is.
+    Result open();
+    // Opens an existing file for reading only. A snapshot creates nothing beside the file when no
+    // station writes it (no -wal, no -shm); otherwise it reads what the writer committed.
+    // False (reason in lastError()) when the file is missing, damaged or not a historian file.
+    bool openForReading(bool snapshot = false);
     void close();
     bool isOpen() const;
     QString movedAside() const { return movedAside_; }
@@ -75,35 +88,46 @@ public:
     int prune(qint64 before, int limit);
     // Closes the damaged file, moves it aside and starts a new one.
     bool recover();
+    // Packs the open seconds of whole blocks that end by `before` into blocks, oldest first, one
+    // transaction a block, for about `budgetMs`. Returns the blocks packed, -1 when one failed.
+    int seal(qint64 before, int budgetMs);
+    // Rows sit in samples from before this layout (set by open()): the file is being packed.
+    bool converting() const { return converting_; }
+    // Gives the file's free pages back to the disk when they are more than a quarter of it (after
+    // packing an old file, after a shorter retention). Returns the sizes before and after in bytes,
+    // or nothing when it had no need or no room to.
+    std::optional<std::pair<qint64, qint64>> shrink();
 
     // The buckets of [from, to) of one engine, `bucketSeconds` wide; empty buckets are left out.
     // Buckets of whole minutes are read from the minute table.
     std::vector<HistorianBucket> buckets(int engine, qint64 from, qint64 to, qint64 bucketSeconds);
-    // Every row of the engines in [from, to), by time then engine.
-    void forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
+    // Every row of the engines in [from, to), by time then engine; false when reading failed.
+    bool forEachRow(const std::vector<int>& engines, qint64 from, qint64 to,
                     const std::function<void(const HistorianSample&, bool hasValues)>& row);
     qint64 rowCount();
 
 private:
-    bool openFile(bool readOnly);
-    bool prepare();
+    bool openFile(const QString& options, const QString& name);
+    Result tryOpen();
+    Result prepare();
+    Result classifyOpen(const QSqlError& error) const;
+    bool diskFull() const;
     bool moveAside();
     Result classify(const QSqlError& error) const;
+    // Rows of [from, to) from blocks and samples merged, inside the caller's transaction.
+    bool scan(const std::vector<int>& engines, qint64 from, qint64 to,
+              const std::function<void(const HistorianSample&, bool hasValues)>& row);
+    bool sealBlock(int engine, qint64 start);
+    qint64 fileBytes() const;
 
     QString path_;
     QString connection_;
     QString movedAside_;
     QString error_;
+    QSqlError lastError_; // of the last open
+    bool converting_ = false;
+    qint64 convertedBefore_ = 0; // the first layout's seconds end before this
+    bool blocks_ = false; // the file has its blocks table (a reader of a file of the first layout: not yet)
 };
-
-// Writes rows as CSV: a header of names with units, then one line a row with the time as
-// "yyyy-MM-dd hh:mm:ss" local time; the values are written as the station shows them.
-// Returns the number of rows written.
-qint64 writeHistoryCsv(HistorianStore& store, QIODevice& out, const std::vector<int>& engines,
-                       const std::vector<int>& rows, qint64 from, qint64 to,
-                       const std::function<QString(int row, int raw)>& shown);
-
-// Reads "yyyy-MM-dd hh:mm" (local time) as the export's range bounds take it.
-std::optional<QDateTime> parseHistoryTime(const QString& text);
 
 } // namespace tarvek

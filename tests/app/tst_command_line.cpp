@@ -1,5 +1,6 @@
 // The station program's command line, run without any display: help, version and usage errors
 // must not need a window system.
+#include "recording/data_logger.h"
 #include "simulated_station.h"
 #include "test_registry.h"
 
@@ -92,7 +93,8 @@ private slots:
     }
 
     // SIGTERM ends the station as Quit does: every port closed with its lock file, the link
-    // figures printed, a normal exit.
+    // figures printed, a normal exit. The data logger it ran goes on at the next start under one
+    // new header pair.
     void sigtermEndsInOrder()
     {
         SimulatedEngines engines;
@@ -101,7 +103,8 @@ private slots:
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert("QT_QPA_PLATFORM", "offscreen");
         station.setProcessEnvironment(env);
-        station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station", {"--folder", engines.folder, "--link-stats"});
+        const QStringList logger{"--folder", engines.folder, "--logger-tick", "100"};
+        station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station", logger + QStringList{"--link-stats"});
         QVERIFY(station.waitForStarted(30'000));
         const qint64 pid = station.processId();
         QTRY_COMPARE_WITH_TIMEOUT(lockFilesOf(pid).size(), 6, 30'000);
@@ -112,6 +115,11 @@ private slots:
         const QString out = QString::fromLocal8Bit(station.readAllStandardOutput());
         QVERIFY2(out.contains("link COM6 - frames "), qPrintable(out));
         QCOMPARE(lockFilesOf(pid), QStringList{});
+
+        station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station", logger + QStringList{"--quit-after", "2"});
+        QVERIFY(station.waitForFinished(30'000));
+        const QByteArray names = tarvek::DataLogger::header(false, {true, true, true, true, true, true, true, true}).split('\n').at(1);
+        QCOMPARE(readBytes(engines.folder + "/Datalogger/bench_LE1.txt").count(names), 2);
     }
 };
 

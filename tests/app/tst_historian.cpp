@@ -2,6 +2,7 @@
 #include "app/recording/historian_plot.h"
 #include "app/recording/historian_trends.h"
 #include "historian/historian.h"
+#include "historian/historian_writer.h"
 #include "sim/simulated_engine.h"
 #include "simulated_station.h"
 #include "station/station.h"
@@ -16,7 +17,10 @@
 #include <QLabel>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QRegularExpression>
 #include <QTest>
+
+#include <unistd.h>
 
 using namespace tarvek;
 
@@ -29,11 +33,74 @@ std::pair<int, int> rowsOf(HistorianStore& store, int engine)
     return {values, states};
 }
 
+using Row = std::tuple<qint64, int, int, int, int, std::array<int, kEngineRows>, bool>;
+std::vector<Row> allRows(HistorianStore& store)
+{
+    std::vector<Row> rows;
+    store.forEachRow({1, 2, 3, 4, 5, 6}, 0, std::numeric_limits<qint64>::max(), [&](const HistorianSample& s, bool v) {
+        rows.emplace_back(s.time, s.engine, int(s.link), v ? s.phase : -1, v ? s.fault : -1, s.values, v);
+    });
+    return rows;
+}
+
+qint64 count(const QString& path, const QString& sql)
+{
+    qint64 n = -1;
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "count");
+        db.setDatabaseName(path);
+        QSqlQuery q(db);
+        if (db.open() && q.exec(sql) && q.next())
+            n = q.value(0).toLongLong();
+    }
+    QSqlDatabase::removeDatabase("count");
+    return n;
+}
+
+// A file as the first layout wrote it: every second a row of samples, the minutes beside (here
+// none summed up yet, as after a crash). Four hours of LE1 and LE2, LE2 lost for a minute.
+void writeFirstLayout(const QString& path, qint64 start)
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "v1");
+        db.setDatabaseName(path);
+        QVERIFY(db.open());
+        QSqlQuery q(db);
+        const QString values = "motor,fan1,fan2,mat,sht,lpc,lfc,vis,ir,rh,sbv,vcc";
+        for (const QString& sql : {QString("PRAGMA journal_mode=WAL"), QString("PRAGMA application_id=%1").arg(HistorianStore::kApplicationId),
+                                   QString("PRAGMA user_version=1"),
+                                   "CREATE TABLE samples(t INTEGER NOT NULL, engine INTEGER NOT NULL, link INTEGER NOT NULL, "
+                                   "phase INTEGER, fault INTEGER, " + QString(values).replace(",", " INTEGER,") + " INTEGER)",
+                                   QString("CREATE INDEX samples_engine_t ON samples(engine, t)"),
+                                   "CREATE TABLE minutes(engine INTEGER NOT NULL, t INTEGER NOT NULL, first INTEGER, last INTEGER, "
+                                   "broken INTEGER, fault INTEGER, " + QString(values).replace(",", "_min INTEGER,_max INTEGER,")
+                                       .replace(QRegularExpression("(\\w+)_min INTEGER,_max"), "\\1_min INTEGER,\\1_max") +
+                                       "_min INTEGER, vcc_max INTEGER, PRIMARY KEY(engine, t)) WITHOUT ROWID",
+                                   QString("BEGIN")})
+            QVERIFY2(q.exec(sql), qPrintable(q.lastError().text() + " in " + sql));
+        q.prepare("INSERT INTO samples VALUES(?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)");
+        for (qint64 t = start; t < start + 4 * 3600; ++t)
+            for (int e = 1; e <= 2; ++e) {
+                const bool lost = e == 2 && t >= start + 3600 && t < start + 3660;
+                if (lost && t > start + 3600)
+                    continue;
+                q.addBindValue(t);
+                q.addBindValue(e);
+                q.addBindValue(lost ? 2 : 1);
+                for (int c = 0; c < 14; ++c)
+                    q.addBindValue(lost ? QVariant() : QVariant(int(c == 0 ? 5 : (t * (c + e)) % 7 + 100 * c)));
+                QVERIFY(q.exec());
+            }
+        QVERIFY(q.exec("COMMIT"));
+    }
+    QSqlDatabase::removeDatabase("v1");
+}
+
 // A week of LE1 and LE2 every 10 s, LE1 silent on day 3 from 10:00 to 12:00 and in fault 7 for half an hour at noon of day 5.
 void fillWeek(const QString& path, qint64 end)
 {
     HistorianStore store(path);
-    QVERIFY(store.open());
+    QCOMPARE(store.open(), HistorianStore::Result::Ok);
     std::vector<HistorianSample> rows;
     const qint64 start = end - 7 * 86'400, gapFrom = start + 2 * 86'400 + 36'000;
     for (qint64 t = start; t < end; t += 10)
@@ -51,6 +118,61 @@ void fillWeek(const QString& path, qint64 end)
         }
     QCOMPARE(store.insert(rows), HistorianStore::Result::Ok);
     QVERIFY(store.rollUp(start, end));
+    QCOMPARE(store.seal(end, 1'000'000), 7 * 2 * 144 - 11); // both engines' blocks, less LE1's silence
+}
+// Some rows of LE1 an hour before ManualClock's start, written and closed as the station leaves its file.
+void fillSome(const QString& path, int seconds)
+{
+    HistorianStore store(path);
+    QCOMPARE(store.open(), HistorianStore::Result::Ok);
+    std::vector<HistorianSample> rows;
+    const qint64 start = ManualClock().now().toSecsSinceEpoch() - 3600;
+    for (int t = 0; t < seconds; ++t)
+        rows.push_back({start + t, 1, LinkState::Yes, 5, 20, {}});
+    QCOMPARE(store.insert(rows), HistorianStore::Result::Ok);
+}
+
+// The station program exporting LE1 of `folder` to `out` without a window system.
+std::pair<int, QString> runExport(const QString& folder, const QString& out, const QString& from = "2026-11-22 00:00",
+                                  const QString& to = "2026-11-24 00:00")
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        env.remove(name);
+    QProcess p;
+    p.setProcessEnvironment(env);
+    p.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
+            {"--folder", folder, "--export-history", out, "--engine", "1", "--from", from, "--to", to});
+    if (!p.waitForFinished(30'000))
+        return {-1, "did not end"};
+    return {p.exitCode(), QString::fromLocal8Bit(p.readAllStandardError())};
+}
+
+// Makes a file that cannot be written, even by root (immutable), and gives it back when done.
+struct ReadOnlyFile {
+    QString path;
+    explicit ReadOnlyFile(QString p) : path(std::move(p))
+    {
+        if (::geteuid() == 0)
+            QProcess::execute("chattr", {"+i", path});
+        else
+            QFile::setPermissions(path, QFile::ReadOwner);
+    }
+    ~ReadOnlyFile() { release(); }
+    void release()
+    {
+        if (::geteuid() == 0)
+            QProcess::execute("chattr", {"-i", path});
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
+    }
+};
+
+QStringList noticesOf(const QSignalSpy& spy)
+{
+    QStringList texts;
+    for (const auto& args : spy)
+        texts << args.at(0).toString();
+    return texts;
 }
 } // namespace
 
@@ -83,7 +205,7 @@ private slots:
         historian.waitForWriter();
 
         HistorianStore store(historian.path());
-        QVERIFY(store.open(true));
+        QVERIFY(store.openForReading());
         QCOMPARE(rowsOf(store, 1), std::make_pair(9, 0));
         QCOMPARE(rowsOf(store, 3), std::make_pair(5, 1));
         // The values are the raw ones the FADEC reported, not the shown ones.
@@ -106,13 +228,91 @@ private slots:
         QCOMPARE(rowsOf(store, 1), std::make_pair(11, 0));
         const qint64 back = clock.now().toSecsSinceEpoch() / 60 * 60 - 60;
         QCOMPARE(store.buckets(1, back, back + 60, 60).size(), std::size_t(1));
+
+        // Once their ten minutes are over and summed up, the seconds are packed into blocks and
+        // read back as they were written; a second written again into a packed block (the clock
+        // set back) joins it, after the seconds it holds.
+        const auto packed = [&](qint64 at) {
+            clock.set(QDateTime::fromSecsSinceEpoch(at));
+            for (int i = 0; i < 3; ++i) { // the minutes of the hour set back are summed up first
+                clock.advanceSeconds(1);
+                historian.sample();
+            }
+            historian.waitForWriter();
+        };
+        const qint64 block = (clock.now().toSecsSinceEpoch() + 3600) / 600 * 600; // 09:30, the block of the first seconds
+        std::vector<Row> before = allRows(store);
+        packed(block + 12 * 60);
+        QCOMPARE(count(historian.path(), "SELECT count(*) FROM samples WHERE t < " + QString::number(block + 600)), 0);
+        QCOMPARE(count(historian.path(), "SELECT count(*) FROM blocks WHERE engine = 1"), 2);
+        std::vector<Row> after = allRows(store);
+        after.erase(std::remove_if(after.begin(), after.end(), [&](const Row& r) { return std::get<0>(r) >= block + 600; }),
+                    after.end());
+        QCOMPARE(after, before);
+        const qint64 again = block + 5;
+        packed(again - 1);
+        packed(block + 13 * 60);
+        QCOMPARE(count(historian.path(), "SELECT count(*) FROM blocks WHERE engine = 1"), 2);
+        std::vector<Row> twice;
+        for (const Row& r : allRows(store))
+            if (std::get<0>(r) == again && std::get<1>(r) == 1)
+                twice.push_back(r);
+        QCOMPARE(twice.size(), std::size_t(2));
+        // The first written first: its values are those of the row packed before.
+        QCOMPARE(std::get<5>(twice[0]), std::get<5>(before[std::size_t(std::find_if(before.begin(), before.end(), [&](const Row& r) {
+                                             return std::get<0>(r) == again && std::get<1>(r) == 1;
+                                         }) - before.begin())]));
+    }
+
+    // A file of the first layout is converted where it lies on the first start, while the
+    // station records: the same rows read back, minutes summed up, the file shrunk.
+    void convertsAFileOfTheFirstLayoutInPlace()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(HistorianStore::fileName());
+        ManualClock clock;
+        const qint64 start = clock.now().toSecsSinceEpoch() - 5 * 3600;
+        writeFirstLayout(path, start);
+        std::vector<Row> before;
+        {
+            HistorianStore old(path);
+            QVERIFY(old.openForReading(true)); // an export reads it before any station converts it
+            before = allRows(old);
+        }
+        QCOMPARE(before.size(), std::size_t(2 * 4 * 3600 - 59));
+        const qint64 size = QFileInfo(path).size();
+        Station station(dir.path(), QString(), clock);
+        Historian historian(station);
+        QSignalSpy notices(&historian, &Historian::notice);
+        for (int i = 0; i < 60 && !noticesOf(notices).join('\n').contains("converted to the compact form ("); ++i) {
+            clock.advanceSeconds(1);
+            historian.sample();
+            historian.waitForWriter();
+            QCoreApplication::processEvents();
+        }
+        QTRY_VERIFY2_WITH_TIMEOUT(noticesOf(notices).join("\n").contains("converted to the compact form ("), qPrintable(noticesOf(notices).join("\n")), 10'000);
+        QVERIFY2(noticesOf(notices).first().startsWith("Historian: converting Historian.sqlite"), qPrintable(noticesOf(notices).first()));
+        QCOMPARE(count(path, "PRAGMA user_version"), 2);
+        QCOMPARE(count(path, "SELECT count(*) FROM samples WHERE t < " + QString::number(start + 4 * 3600)), 0);
+        QCOMPARE(count(path, "SELECT count(*) FROM blocks"), 2 * 4 * 6);
+        QCOMPARE(count(path, "SELECT count(*) FROM pragma_integrity_check WHERE integrity_check = 'ok'"), 1);
+        QVERIFY2(QFileInfo(path).size() < size / 3, qPrintable(QString("%1 of %2 bytes").arg(QFileInfo(path).size()).arg(size)));
+        HistorianStore store(path);
+        QVERIFY(store.openForReading());
+        std::vector<Row> after = allRows(store);
+        after.erase(std::remove_if(after.begin(), after.end(), [&](const Row& r) { return std::get<0>(r) >= start + 4 * 3600; }),
+                    after.end()); // what the station recorded since
+        QCOMPARE(after, before);
+        const auto minutes = store.buckets(2, start, start + 4 * 3600, 60);
+        QCOMPARE(minutes.size(), std::size_t(4 * 60));
+        QVERIFY(minutes[60].broken && !minutes[59].broken && minutes[60].last == 0);
     }
 
     void prunesOldRowsInSmallSteps()
     {
         QTemporaryDir dir;
         HistorianStore store(dir.filePath("h.sqlite"));
-        QVERIFY(store.open());
+        QCOMPARE(store.open(), HistorianStore::Result::Ok);
         std::vector<HistorianSample> rows;
         for (qint64 t = 0; t < 5000; ++t)
             rows.push_back({1000 + t, 1, LinkState::Yes, 5, 0, {}});
@@ -157,8 +357,133 @@ private slots:
         QVERIFY(notices.at(0).at(0).toString().contains("could not be read"));
         QCOMPARE(QDir(dir.path()).entryList({"Historian.sqlite.bad-*"}).size(), 1);
         HistorianStore store(historian.path());
-        QVERIFY(store.open(true));
+        QVERIFY(store.openForReading());
         QCOMPARE(rowsOf(store, 4), std::make_pair(0, 1)); // a closed port: its state once
+    }
+
+    // A disk full at start-up (a real tmpfs): the healthy file stays where it is, the station says so
+    // once, keeps what it takes in memory and writes it when there is room, and says that too.
+    void fullDiskAtStartUpWaitsAndRecordsAgain()
+    {
+        test::FullDisk disk;
+        if (!disk.ok())
+            QSKIP(qPrintable(disk.why()));
+        const QString path = QDir(disk.path()).filePath(HistorianStore::fileName());
+        fillSome(path, 10);
+        const QByteArray before = test::readBytes(path);
+        disk.fill();
+        ManualClock clock;
+        Station station(disk.path(), QString(), clock);
+        Historian historian(station);
+        QSignalSpy notices(&historian, &Historian::notice);
+        historian.sample(); // every engine's link "no", once
+        QTRY_COMPARE_WITH_TIMEOUT(notices.count(), 1, 10'000);
+        QVERIFY2(notices.at(0).at(0).toString().contains("the disk is full"), qPrintable(notices.at(0).at(0).toString()));
+        QCOMPARE(test::readBytes(path), before);
+        QCOMPARE(QDir(disk.path()).entryList({"*.bad-*"}), QStringList());
+        disk.release();
+        QTRY_COMPARE_WITH_TIMEOUT(notices.count(), 2, 3 * HistorianWriter::kRetrySeconds * 1000);
+        QCOMPARE(notices.at(1).at(0).toString(), "Historian: recording again; nothing was lost.");
+        HistorianStore store(path);
+        QVERIFY(store.openForReading());
+        QCOMPARE(rowsOf(store, 1), std::make_pair(10, 1));
+        QCOMPARE(rowsOf(store, 6), std::make_pair(0, 1));
+    }
+
+    // A healthy file that cannot be written is told as such and left alone, retried at a bounded
+    // rate (nothing new beside it), and taken again once it can be written.
+    void readOnlyFileIsLeftWhereItIs()
+    {
+        QTemporaryDir dir;
+        const QString path = dir.filePath(HistorianStore::fileName());
+        fillSome(path, 3);
+        ReadOnlyFile locked(path);
+        ManualClock clock;
+        Station station(dir.path(), QString(), clock);
+        Historian historian(station);
+        QSignalSpy notices(&historian, &Historian::notice);
+        historian.sample();
+        QTRY_COMPARE_WITH_TIMEOUT(notices.count(), 1, 10'000);
+        QVERIFY2(notices.at(0).at(0).toString().contains("Historian.sqlite is read-only; it is left as it is"),
+                 qPrintable(notices.at(0).at(0).toString()));
+        const QStringList files = QDir(dir.path()).entryList(QDir::Files);
+        QTest::qWait(HistorianWriter::kRetrySeconds * 1000 + 1500); // one retry at least
+        QCOMPARE(noticesOf(notices).size(), 1);
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files), files);
+        locked.release();
+        QTRY_COMPARE_WITH_TIMEOUT(notices.count(), 2, 3 * HistorianWriter::kRetrySeconds * 1000);
+        QCOMPARE(notices.at(1).at(0).toString(), "Historian: recording again; nothing was lost.");
+        historian.waitForWriter();
+        HistorianStore store(path);
+        QVERIFY(store.openForReading());
+        QCOMPARE(rowsOf(store, 1), std::make_pair(3, 1));
+    }
+
+    // An export writes nothing it did not create: not over the historian, another SQLite file or a
+    // file of the station; a damaged or foreign source ends with SQLite's reason. The folder it
+    // reads gets no new file either way.
+    void exportWritesOnlyWhatItCreates_data()
+    {
+        QTest::addColumn<QString>("source"); // "ours", "damaged", "foreign"
+        QTest::addColumn<QString>("out");    // relative to the station folder
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("says");
+        QTest::newRow("onto the historian") << "ours" << "Historian.sqlite" << 64 << "Historian.sqlite is the historian itself";
+        QTest::newRow("onto its -wal") << "ours" << "../station/Historian.sqlite-wal" << 64 << "is the historian itself";
+        QTest::newRow("onto another database") << "ours" << "../other.db" << 64 << "other.db is an SQLite database";
+        QTest::newRow("onto a settings file") << "ours" << "ConsignePW.ini" << 64 << "is one of the station's own files";
+        QTest::newRow("into the logger's folder") << "ours" << "Datalogger/x.csv" << 64 << "is in the station's Datalogger folder";
+        QTest::newRow("damaged source") << "damaged" << "../out.csv" << 1 << "file is not a database";
+        QTest::newRow("foreign source") << "foreign" << "../out.csv" << 1 << "no such table: samples";
+        QTest::newRow("a damaged block") << "damaged block" << "../out.csv" << 1 << "the block of LE1 at";
+        QTest::newRow("a new file") << "ours" << "../out.csv" << 0 << "10 rows written";
+    }
+    void exportWritesOnlyWhatItCreates()
+    {
+        QFETCH(QString, source);
+        QFETCH(QString, out);
+        QFETCH(int, exitCode);
+        QFETCH(QString, says);
+        QTemporaryDir dir;
+        const QString folder = dir.filePath("station");
+        QDir().mkpath(folder + "/Datalogger");
+        const QString path = QDir(folder).filePath(HistorianStore::fileName());
+        if (source == "ours") {
+            fillSome(path, 10);
+        } else if (source == "damaged block") {
+            fillSome(path, 10);
+            HistorianStore store(path);
+            QCOMPARE(store.open(), HistorianStore::Result::Ok);
+            QCOMPARE(store.seal(ManualClock().now().toSecsSinceEpoch(), 1000), 1);
+            store.close();
+            QCOMPARE(count(path, "UPDATE blocks SET data = substr(data, 1, length(data) - 3) RETURNING 1"), 1);
+        } else if (source == "damaged") {
+            test::writeBytes(path, "SQLite format 3" + QByteArray(1, '\0') + QByteArray(4000, '\x7f'));
+        } else {
+            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
+            db.setDatabaseName(path);
+            QVERIFY(db.open() && QSqlQuery(db).exec("CREATE TABLE cars(id)"));
+            db.close();
+        }
+        {
+            QSqlDatabase::removeDatabase("foreign");
+            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "other");
+            db.setDatabaseName(dir.filePath("other.db"));
+            QVERIFY(db.open() && QSqlQuery(db).exec("CREATE TABLE kept(id)"));
+            db.close();
+        }
+        QSqlDatabase::removeDatabase("other");
+        test::writeBytes(folder + "/ConsignePW.ini", "50\r\n");
+        const QString target = QDir(folder).filePath(out);
+        const QByteArray historian = test::readBytes(path), other = test::readBytes(dir.filePath("other.db"));
+        const QStringList files = QDir(folder).entryList(QDir::Files);
+        const auto [code, err] = runExport(folder, target);
+        QVERIFY2(code == exitCode && err.contains(says), qPrintable(err));
+        QCOMPARE(test::readBytes(path), historian);
+        QCOMPARE(test::readBytes(dir.filePath("other.db")), other);
+        QCOMPARE(test::readBytes(folder + "/ConsignePW.ini"), QByteArray("50\r\n"));
+        QCOMPARE(QDir(folder).entryList(QDir::Files), files);
+        QCOMPARE(QFileInfo::exists(dir.filePath("out.csv")), exitCode == 0);
     }
 
     // A recorded week: exported by the command line without a window system, then read in the
@@ -168,16 +493,7 @@ private slots:
         QTemporaryDir dir;
         const QDateTime end(QDate(2026, 11, 23), QTime(9, 30));
         fillWeek(dir.filePath(HistorianStore::fileName()), end.toSecsSinceEpoch());
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
-            env.remove(name);
-        QProcess p;
-        p.setProcessEnvironment(env);
-        p.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
-                {"--folder", dir.path(), "--export-history", dir.filePath("out.csv"), "--engine", "1", "--from",
-                 "2026-11-18 19:29", "--to", "2026-11-18 19:31"});
-        QVERIFY(p.waitForFinished(30'000));
-        QCOMPARE(p.exitCode(), 0);
+        QCOMPARE(runExport(dir.path(), dir.filePath("out.csv"), "2026-11-18 19:29", "2026-11-18 19:31").first, 0);
         const QStringList lines = QString::fromUtf8(test::readBytes(dir.filePath("out.csv"))).split("\r\n", Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 8); // the header, six rows of 19:29, the loss at 19:30
         QCOMPARE(lines[0], "Time,Engine,Link,Phase,Fault code,Motor M (×30 rpm),Fan V1 (counts),Fan V2 (counts),MAT (°C),SHT (°C),"

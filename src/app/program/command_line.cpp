@@ -1,7 +1,7 @@
 #include "app/program/command_line.h"
 
 #include "app/program/headless_commands.h"
-#include "historian/historian_store.h"
+#include "historian/historian_export.h"
 #include "plant/plant_settings.h"
 #include "protocol/engine.h"
 #include "recording/data_logger.h"

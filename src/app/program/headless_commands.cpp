@@ -21,7 +21,7 @@
 #include "app/settings/software_settings_form.h"
 #include "app/setpoints/pw6_sliders.h"
 #include "app/setpoints/saisie.h"
-#include "historian/historian_store.h"
+#include "historian/historian_export.h"
 #include "settings/display_coefficients.h"
 #include "settings/settings_files.h"
 #include "station/engine_rows.h"
@@ -32,6 +32,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSaveFile>
 
 #include <algorithm>
 #include <cstdio>
@@ -65,22 +66,44 @@ int resetPasswords(const Options& o)
     return 0;
 }
 
+namespace {
+// A settings file's numbers when the file is there; nothing is created in the folder read.
+// Returns how many lines it read.
+int readIfPresent(const QString& path, std::span<int> values)
+{
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly))
+        return 0;
+    const QStringList lines = SettingsFiles::readLines(f).values;
+    const int n = static_cast<int>(std::min<std::size_t>(values.size(), static_cast<std::size_t>(lines.size())));
+    for (int i = 0; i < n; ++i)
+        if (const auto v = SettingsFiles::toNumber(lines.at(i)))
+            values[static_cast<std::size_t>(i)] = *v;
+    return n;
+}
+} // namespace
+
 int exportHistory(const Options& o)
 {
+    const QString target = QDir::toNativeSeparators(o.exportFile);
+    if (const QString why = exportRefusal(o.exportFile, o.folder); !why.isEmpty())
+        return usageError(QStringLiteral("--export-history: %1 %2; name a new file for the CSV").arg(target, why));
     HistorianStore store(QDir(o.folder).filePath(HistorianStore::fileName()));
-    if (!store.open(true)) {
+    if (!store.openForReading(true)) {
         std::fprintf(stderr, "tarvek-station: cannot read the history: %s\n", qPrintable(store.lastError()));
         return 1;
     }
     // The values as the station shows them: its display coefficients, when it uses them.
-    SettingsFiles files(o.folder);
     StationSettings settings;
-    files.readNumbers(QStringLiteral("\\CocheSelect.ini"), std::span<int>(&settings.displayWithCoefficients, 1));
-    if (files.readNumbers(QStringLiteral("\\Coefficients.ini"), settings.coefficients) < coefficients::kValues)
+    readIfPresent(QDir(o.folder).filePath(QStringLiteral("CocheSelect.ini")),
+                  std::span<int>(&settings.displayWithCoefficients, 1));
+    if (readIfPresent(QDir(o.folder).filePath(QStringLiteral("Coefficients.ini")), settings.coefficients) <
+        coefficients::kValues)
         std::copy(coefficients::defaults().begin(), coefficients::defaults().end(), settings.coefficients.begin());
-    QFile out(o.exportFile);
-    if (!out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-        std::fprintf(stderr, "tarvek-station: cannot write %s\n", qPrintable(o.exportFile));
+    // Written beside the target and renamed into place only when whole.
+    QSaveFile out(o.exportFile);
+    if (!out.open(QIODevice::WriteOnly)) {
+        std::fprintf(stderr, "tarvek-station: cannot write %s: %s\n", qPrintable(target), qPrintable(out.errorString()));
         return 1;
     }
     std::vector<int> rows(kEngineRows);
@@ -90,11 +113,17 @@ int exportHistory(const Options& o)
                                          return QString::number(engineRowValue(settings, row, raw), 'f',
                                                                 engineRowDecimals(settings, row));
                                      });
-    if (!out.flush()) {
-        std::fprintf(stderr, "tarvek-station: cannot write %s\n", qPrintable(o.exportFile));
+    if (n < 0) {
+        out.cancelWriting();
+        std::fprintf(stderr, "tarvek-station: cannot read the history: %s; %s is left as it was\n",
+                     qPrintable(store.lastError()), qPrintable(target));
         return 1;
     }
-    std::fprintf(stderr, "%lld rows written to %s\n", static_cast<long long>(n), qPrintable(o.exportFile));
+    if (!out.commit()) {
+        std::fprintf(stderr, "tarvek-station: cannot write %s: %s\n", qPrintable(target), qPrintable(out.errorString()));
+        return 1;
+    }
+    std::fprintf(stderr, "%lld rows written to %s\n", static_cast<long long>(n), qPrintable(target));
     return 0;
 }
 

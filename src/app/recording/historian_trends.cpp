@@ -1,6 +1,7 @@
 #include "app/recording/historian_trends.h"
 
 #include "app/recording/historian_plot.h"
+#include "historian/historian_export.h"
 #include "station/station.h"
 
 #include <QCheckBox>
@@ -9,6 +10,7 @@
 #include <QFile>
 #include <QFileDialog>
 #include <QDir>
+#include <QSaveFile>
 #include <QFormLayout>
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -30,7 +32,7 @@ HistorianTrends::HistorianTrends(Station& station, const QString& historianPath,
     setObjectName(QStringLiteral("HistorianTrends"));
     setWindowTitle(QStringLiteral("Historian Trends"));
     setAttribute(Qt::WA_DeleteOnClose);
-    store_.open(true);
+    store_.openForReading();
     plot_ = new HistorianPlot(store_, station_.settings(), this);
 
     auto* side = new QVBoxLayout;
@@ -153,7 +155,7 @@ void HistorianTrends::applyChoices()
 void HistorianTrends::applyRange()
 {
     const int range = range_->currentIndex();
-    if (!store_.isOpen() && store_.open(true))
+    if (!store_.isOpen() && store_.openForReading())
         status_->clear();
     fromEdit_->setEnabled(range == FromTo);
     toEdit_->setEnabled(range == FromTo);
@@ -179,18 +181,28 @@ void HistorianTrends::updateReadout()
 
 qint64 HistorianTrends::exportCsv(const QString& file)
 {
-    QFile out(file);
+    // Written beside the target and renamed into place when whole; never over the station's own files.
+    QString why = exportRefusal(file, station_.files().folder());
+    QSaveFile out(file);
     qint64 rows = -1;
-    if (store_.isOpen() && out.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+    if (why.isEmpty() && !store_.isOpen())
+        why = QStringLiteral("no history is recorded yet");
+    else if (why.isEmpty() && !out.open(QIODevice::WriteOnly))
+        why = out.errorString();
+    if (why.isEmpty()) {
         const StationSettings& s = station_.settings();
         rows = writeHistoryCsv(store_, out, plot_->engines(), plot_->rows(), plot_->from(), plot_->to(),
                                [&s](int row, int raw) {
                                    return QString::number(engineRowValue(s, row, raw), 'f', engineRowDecimals(s, row));
                                });
-        if (!out.flush())
+        if (rows < 0)
+            why = store_.lastError();
+        else if (!out.commit())
+            why = out.errorString();
+        if (!why.isEmpty())
             rows = -1;
     }
-    status_->setText(rows < 0 ? QStringLiteral("Cannot write %1").arg(QDir::toNativeSeparators(file))
+    status_->setText(rows < 0 ? QStringLiteral("Cannot write %1: %2").arg(QDir::toNativeSeparators(file), why)
                               : QStringLiteral("%1 rows written to %2").arg(rows).arg(QDir::toNativeSeparators(file)));
     emit exported(file, rows);
     return rows;
