@@ -15,6 +15,8 @@
 // its ticks, every --logger-ms ms (a minute is the shortest interval an operator can choose), so
 // the run can be set beside one without it.
 // --no-historian runs the station without its historian (it records by default), to compare.
+// --no-recorder runs it without the recorder of the links' bytes (on by default), to compare; with
+// the recorder on, the size of its files is printed at the end.
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 
@@ -22,6 +24,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTimer>
@@ -101,6 +104,7 @@ int main(int argc, char** argv)
     QString plantBroker;
     const bool logger = args.contains(QStringLiteral("--logger"));
     const bool noHistorian = args.contains(QStringLiteral("--no-historian"));
+    const bool noRecorder = args.contains(QStringLiteral("--no-recorder"));
     for (int i = 1; i + 1 < args.size(); ++i) {
         if (args[i] == "--graphs")
             graphsMs = args[i + 1];
@@ -197,6 +201,9 @@ int main(int argc, char** argv)
     if (noHistorian)
         stationArgs << "--no-historian";
     std::printf("historian: %s\n", noHistorian ? "off" : "on");
+    if (noRecorder)
+        stationArgs << "--no-recorder";
+    std::printf("recorder: %s\n", noRecorder ? "off" : "on");
     if (!plantBroker.isEmpty())
         stationArgs << "--plant-broker" << plantBroker << "--plant-name" << "bench";
     std::printf("plant publishing: %s\n", plantBroker.isEmpty() ? "off" : qPrintable("to " + plantBroker));
@@ -255,6 +262,13 @@ int main(int argc, char** argv)
         // The station's own view: from a whole reply in its buffer to the frame's write.
         stationProcess.waitForFinished(15000);
         std::printf("%s", stationProcess.readAllStandardOutput().constData());
+        if (!noRecorder) {
+            qint64 bytes = 0;
+            for (const QFileInfo& f : QDir(station + "/Recorder").entryInfoList(QDir::Files))
+                bytes += f.size();
+            std::printf("recorder files: %lld bytes over %d s, %.2f MB an hour\n", static_cast<long long>(bytes),
+                        seconds + warmup, static_cast<double>(bytes) * 3600.0 / (seconds + warmup) / 1048576.0);
+        }
         if (logger) {
             // Rows on disk, to show the logger kept up: header lines aside, one a tick.
             std::printf("logger rows:");

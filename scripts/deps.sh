@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the station needs to build, test and run, when any is missing.
-# With --browser it adds chromium, which only the plant page's browser test needs (it is large).
+# With --tests it adds tshark, which the recorder's test runs over a recording (the recordings are
+# pcapng files that Wireshark reads; Debian's tshark 4.0 opens them zstd-compressed as they are).
+# With --browser it adds those and chromium, which only the plant page's browser test needs (it is
+# large).
 # With --fuzz it adds clang, which only the fuzz targets need (scripts/fuzz.sh; the test command
 # runs them when clang is there).
 set -euo pipefail
+# libzstd-dev: the historian compresses its packed seconds with zstd, and the recorder its files
+# (which tshark reads).
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
-          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto
-          libzstd-dev)
-# libzstd-dev: the historian compresses its packed seconds with zstd.
+          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto libzstd-dev)
+case "${1:-}" in --tests|--browser) packages+=(tshark) ;; esac
 # The plant page's browser test needs a browser; the demo does not.
 if [ "${1:-}" = "--browser" ]; then
   packages+=(chromium)
@@ -21,6 +25,8 @@ done
 if ((${#missing[@]})); then
   echo "Installing: ${missing[*]}"
   sudo=""; [ "$(id -u)" -eq 0 ] || sudo="sudo"
+  # tshark's wireshark-common asks whether non-superusers may capture: they may not, and nobody is asked.
+  echo "wireshark-common wireshark-common/install-setuid boolean false" | $sudo debconf-set-selections
   $sudo apt-get update -qq
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi

@@ -5,7 +5,7 @@
 #   scripts/sanitize.sh settings protocol  only those (tests/<subsystem>)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
-"$root/scripts/deps.sh"
+"$root/scripts/deps.sh" --tests
 build="${SANITIZE_BUILD_DIR:-$root/build-asan}"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DTARVEK_SANITIZE=ON >/dev/null
 if (($#)); then

@@ -7,10 +7,13 @@
 #include "app/program/command_line.h"
 #include "app/program/headless_commands.h"
 #include "app/recording/historian_trends.h"
+#include "app/replay/replay_session.h"
 #include "app/settings/plant_form.h"
 #include "common/termination_signals.h"
 #include "historian/historian.h"
 #include "plant/plant_publisher.h"
+#include "recorder/recorder.h"
+#include "recorder/recording_format.h"
 #include "station/station.h"
 
 #include <QAction>
@@ -27,6 +30,52 @@
 
 using namespace tarvek;
 
+namespace {
+// The plant publisher with its state on the status bar and its settings form in the Station menu.
+std::unique_ptr<PlantPublisher> attachPlant(Station& station, LogWindow& window, const Options& options)
+{
+    auto plant = std::make_unique<PlantPublisher>(station);
+    auto* plantState = new QLabel(&window);
+    plantState->setObjectName(QStringLiteral("plantState"));
+    window.statusBar()->addPermanentWidget(plantState);
+    QObject::connect(plant.get(), &PlantPublisher::stateChanged, plantState, &QLabel::setText);
+    QObject::connect(plant.get(), &PlantPublisher::problem, &station, [&station](const QString& text) {
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+        station.appendEvent(text);
+    });
+    QObject::connect(&station, &Station::quitting, plant.get(), [p = plant.get()] {
+        PlantSettings off = p->settings();
+        off.enabled = false;
+        p->apply(off); // says goodbye: the broker keeps the station's last word, not its will
+    });
+    PlantSettings plantSettings = PlantSettings::load(station.files());
+    if (!options.plantBroker.isEmpty()) {
+        plantSettings.setBroker(options.plantBroker);
+        plantSettings.enabled = true;
+    }
+    if (!options.plantName.isEmpty()) {
+        plantSettings.station = options.plantName;
+        plantSettings.enabled = true;
+    }
+    plant->apply(plantSettings);
+    // Its settings form: in the Station menu, in service mode only.
+    if (auto* menu = window.findChild<QMenu*>(QStringLiteral("mnuStation"))) {
+        QAction* entry = new QAction(QStringLiteral("Plant View Settings"), menu);
+        entry->setObjectName(QStringLiteral("mnuPlant"));
+        menu->insertAction(window.findChild<QAction*>(QStringLiteral("mnuParameterVB")), entry);
+        entry->setEnabled(station.mode() == OperatingMode::Service);
+        QObject::connect(&station, &Station::modeChanged, entry,
+                         [entry](int mode) { entry->setEnabled(mode == int(OperatingMode::Service)); });
+        QObject::connect(entry, &QAction::triggered, &window, [&station, &window, p = plant.get()] {
+            auto* form = new PlantForm(*p, station.files(), &window);
+            form->setAttribute(Qt::WA_DeleteOnClose);
+            form->show();
+        });
+    }
+    return plant;
+}
+} // namespace
+
 int main(int argc, char** argv)
 {
     // Qt's own event dispatcher times the 30 ms senders to a fraction of a millisecond and wakes
@@ -40,7 +89,8 @@ int main(int argc, char** argv)
         return exportHistory(options);
     if (options.command == Options::Command::ResetPasswords)
         return resetPasswords(options);
-    if (!QDir().mkpath(options.folder)) {
+    // A replay writes nothing into the station folder, so it does not make one either.
+    if (options.replay.isEmpty() && !QDir().mkpath(options.folder)) {
         std::fprintf(stderr, "cannot create the station folder %s\n", qPrintable(options.folder));
         return 1;
     }
@@ -53,10 +103,40 @@ int main(int argc, char** argv)
     setProgramIdentity();
     QApplication::setStyle(QStyleFactory::create(QStringLiteral("Fusion")));
 
-    SystemClock clock;
-    Station station(options.folder, options.loginFile, clock);
+    // A replay runs on a copy of the station folder, with the recording as its engines and its clock.
+    std::unique_ptr<ReplaySession> replay;
+    if (!options.replay.isEmpty()) {
+        replay = std::make_unique<ReplaySession>(options.replay, options.folder, options.loginFile, options.replayFrom,
+                                                 options.replaySpeed);
+        if (const QString why = replay->problem(); !why.isEmpty()) {
+            std::fprintf(stderr, "tarvek-station: cannot replay: %s\n", qPrintable(why));
+            return 1;
+        }
+    }
+    SystemClock systemClock;
+    Station station(replay ? replay->folder() : options.folder, replay ? QString() : options.loginFile,
+                    replay ? replay->clock() : static_cast<Clock&>(systemClock));
     station.setComOverrides(options.com);
+    if (replay)
+        replay->attach(station);
     LogWindow window(station);
+    if (replay)
+        replay->showIn(window, station);
+    // What an observer beside the station has to tell: once, on standard error, in the event list (with
+    // its date and time) and on the status line.
+    const auto tell = [&station](const QString& text) {
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+        station.appendEvent(QStringLiteral("%1 / %2  %3").arg(station.clock().dateText(), station.clock().timeText(), text));
+        station.showStatus(text);
+    };
+    // The black box: every byte of the links, on a thread of its own.
+    std::unique_ptr<Recorder> recorder;
+    if (!replay && !options.noRecorder) {
+        recorder = std::make_unique<Recorder>(QDir(options.folder).filePath(QString::fromLatin1(recording::kFolderName)),
+                                              RecorderLimits::load(station.files()));
+        station.link().setByteTap(recorder.get());
+        QObject::connect(recorder.get(), &Recorder::notice, &station, tell);
+    }
     if (options.timeScale > 0)
         station.trendGraphs().setTimeScale(options.timeScale);
     if (options.showGraphs)
@@ -78,13 +158,9 @@ int main(int argc, char** argv)
             station.dataLogger().start();
         });
     std::unique_ptr<Historian> historian;
-    if (!options.noHistorian) {
+    if (!options.noHistorian && !replay) {
         historian = std::make_unique<Historian>(station);
-        QObject::connect(historian.get(), &Historian::notice, &station, [&station](const QString& text) {
-            std::fprintf(stderr, "%s\n", qPrintable(text));
-            station.appendEvent(QStringLiteral("%1 / %2  %3").arg(station.clock().dateText(), station.clock().timeText(), text));
-            station.showStatus(text);
-        });
+        QObject::connect(historian.get(), &Historian::notice, &station, tell);
         // HistorianTrends from the Recording menu, and for one engine from its column's heading.
         const auto openTrends = [&window, &station, path = historian->path()](int engine) {
             auto* trends = new HistorianTrends(station, path, &window);
@@ -114,44 +190,10 @@ int main(int argc, char** argv)
     });
 
     // The plant view: read-only to the plant, beside the serial side; the core does not know it.
-    PlantPublisher plant(station);
-    auto* plantState = new QLabel(&window);
-    plantState->setObjectName(QStringLiteral("plantState"));
-    window.statusBar()->addPermanentWidget(plantState);
-    QObject::connect(&plant, &PlantPublisher::stateChanged, plantState, &QLabel::setText);
-    QObject::connect(&plant, &PlantPublisher::problem, &station, [&station](const QString& text) {
-        std::fprintf(stderr, "%s\n", qPrintable(text));
-        station.appendEvent(text);
-    });
-    QObject::connect(&station, &Station::quitting, &plant, [&plant] {
-        PlantSettings off = plant.settings();
-        off.enabled = false;
-        plant.apply(off); // says goodbye: the broker keeps the station's last word, not its will
-    });
-    PlantSettings plantSettings = PlantSettings::load(station.files());
-    if (!options.plantBroker.isEmpty()) {
-        plantSettings.setBroker(options.plantBroker);
-        plantSettings.enabled = true;
-    }
-    if (!options.plantName.isEmpty()) {
-        plantSettings.station = options.plantName;
-        plantSettings.enabled = true;
-    }
-    plant.apply(plantSettings);
-    // Its settings form: in the Station menu, in service mode only.
-    if (auto* menu = window.findChild<QMenu*>(QStringLiteral("mnuStation"))) {
-        QAction* entry = new QAction(QStringLiteral("Plant View Settings"), menu);
-        entry->setObjectName(QStringLiteral("mnuPlant"));
-        menu->insertAction(window.findChild<QAction*>(QStringLiteral("mnuParameterVB")), entry);
-        entry->setEnabled(station.mode() == OperatingMode::Service);
-        QObject::connect(&station, &Station::modeChanged, entry,
-                         [entry](int mode) { entry->setEnabled(mode == int(OperatingMode::Service)); });
-        QObject::connect(entry, &QAction::triggered, &window, [&] {
-            auto* form = new PlantForm(plant, station.files(), &window);
-            form->setAttribute(Qt::WA_DeleteOnClose);
-            form->show();
-        });
-    }
+    // A replay publishes nothing.
+    std::unique_ptr<PlantPublisher> plant;
+    if (!replay)
+        plant = attachPlant(station, window, options);
     window.show();
 
     int exitCode = 0;
@@ -163,6 +205,9 @@ int main(int argc, char** argv)
         });
     }
     const int rc = app.exec();
+    station.link().setByteTap(nullptr);
+    if (replay)
+        std::fputs(qPrintable(replay->summary()), stdout);
     if (options.linkStats) {
         for (int k = 1; k <= 6; ++k) {
             const auto d = station.link().replyToFrameDelays(k);

@@ -17,4 +17,15 @@ public:
     virtual void traced(int slot, TraceDirection direction, std::string_view bytes) = 0;
 };
 
+// Where a recorder listens to the link: every byte as it enters the reply framer or leaves for the
+// FADEC, and each moment the framer is told the line went quiet, so that a recording can feed a
+// framer again exactly as the port fed it.
+class ByteTap {
+public:
+    virtual ~ByteTap() = default;
+    // slot 1..6; bytes valid only during the call.
+    virtual void passed(int slot, TraceDirection direction, std::string_view bytes) = 0;
+    virtual void lineQuiet(int slot) = 0;
+};
+
 } // namespace tarvek

@@ -149,8 +149,12 @@ void SerialLink::openSlot(int slot)
     Slot& s = at(slot);
     const auto enabledValue = SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0);
     if (enabledValue == 1) {
-        if (s.port->isOpen() || s.dropped)
+        if (s.port->isOpen() || s.dropped || (transport_ && s.open))
             return; // an open port cannot be reconfigured; it stays as it is
+        if (transport_) {
+            openOnTransport(slot);
+            return;
+        }
         s.port->setPortName(deviceName(slot));
         s.port->setFlowControl(QSerialPort::SoftwareControl);
         s.port->setBaudRate(QSerialPort::Baud19200);
@@ -183,9 +187,25 @@ void SerialLink::openSlot(int slot)
         s.open = true;
         s.countdown = kLinkCountdownStart;
         emit portOpened(slot);
-    } else if (enabledValue == 0 && s.port->isOpen()) {
+    } else if (enabledValue == 0 && (s.port->isOpen() || s.open)) {
         closeSlot(slot);
     }
+}
+
+void SerialLink::openOnTransport(int slot)
+{
+    Slot& s = at(slot);
+    s.openError.clear();
+    s.missing = false;
+    s.openDevice = transport_->deviceName(slot);
+    s.firstByte = -1;
+    s.goodSinceTick = 0;
+    s.staleDrops += s.framer.staleDrops();
+    s.framer.reset();
+    s.badBeforeAnswer = 0;
+    s.open = true;
+    s.countdown = kLinkCountdownStart;
+    emit portOpened(slot);
 }
 
 void SerialLink::openPorts()
@@ -351,14 +371,13 @@ void SerialLink::onReadyRead(int slot)
     // Bytes held from before a quiet line may belong to a reply that will never be finished: glued
     // to the next reply they would cost its answer. The framer judges them once a reply's worth
     // has come.
-    const auto handOver = [this, slot, &s](const QByteArray& bytes) {
-        s.framer.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())),
-                      [this, slot](std::string_view reply) { handleReply(slot, reply); });
+    const auto handOver = [this, slot](const QByteArray& bytes) {
+        receive(slot, std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
     };
     if (s.sinceBytes.isValid() && s.sinceBytes.elapsed() > kQuietLineMs
         && (s.heldInPort > 0 || s.framer.pending() > 0)) {
         handOver(s.port->read(s.heldInPort));
-        s.framer.markQuiet();
+        lineQuiet(slot);
         s.rested = false;
     }
     s.sinceBytes.start();
@@ -373,6 +392,23 @@ void SerialLink::onReadyRead(int slot)
     s.heldInPort = 0;
     s.rested = false;
     handOver(s.port->readAll());
+}
+
+void SerialLink::receive(int slot, std::string_view bytes)
+{
+    Slot& s = at(slot);
+    if (s.firstByte < 0 && !bytes.empty())
+        s.firstByte = static_cast<unsigned char>(bytes.front());
+    if (byteTap_ && !bytes.empty())
+        byteTap_->passed(slot, TraceDirection::In, bytes);
+    s.framer.feed(bytes, [this, slot](std::string_view reply) { handleReply(slot, reply); });
+}
+
+void SerialLink::lineQuiet(int slot)
+{
+    if (byteTap_)
+        byteTap_->lineQuiet(slot);
+    at(slot).framer.markQuiet();
 }
 
 void SerialLink::restUntilWhole(int slot, qint64 missing)
@@ -481,7 +517,7 @@ void SerialLink::onSenderTick(int slot)
 {
     Slot& s = at(slot);
     const int index = slot - 1;
-    const bool wasOpen = s.port->isOpen();
+    const bool wasOpen = transport_ ? s.open : s.port->isOpen();
     const SendOutcome out = composeFrame(tables_, index, wasOpen);
     if (out.blocked) {
         s.sender->start(); // no good reply yet: look again in 30 ms
@@ -492,7 +528,13 @@ void SerialLink::onSenderTick(int slot)
         emit statusText(QStringLiteral("Backup completed successfully ! "));
     if (out.written) {
         const QByteArray bytes(out.bytes.data(), kFrameLength);
-        s.port->write(bytes);
+        const std::string_view frame(out.bytes.data(), out.bytes.size());
+        if (transport_)
+            transport_->write(slot, frame);
+        else
+            s.port->write(bytes);
+        if (byteTap_)
+            byteTap_->passed(slot, TraceDirection::Out, frame);
         ++s.frames;
         if (s.goodPending) {
             s.goodPending = false;
@@ -502,7 +544,7 @@ void SerialLink::onSenderTick(int slot)
             s.delayMaxUs = std::max(s.delayMaxUs, us);
         }
         if (tap_)
-            tap_->traced(slot, TraceDirection::Out, std::string_view(out.bytes.data(), out.bytes.size()));
+            tap_->traced(slot, TraceDirection::Out, frame);
         emit frameSent(slot, bytes);
     }
     s.indicator->start();

@@ -4,6 +4,7 @@
 #include "protocol/engine.h"
 #include "protocol/reply_framer.h"
 #include "protocol/trace_tap.h"
+#include "serial/link_transport.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -121,6 +122,15 @@ public:
     // The protocol trace: called for every reply and frame while attached; nullptr detaches.
     void setTraceTap(TraceTap* tap) { tap_ = tap; }
     TraceTap* traceTap() const { return tap_; }
+    // The recorder: called for every byte in and out while attached; nullptr detaches.
+    void setByteTap(ByteTap* tap) { byteTap_ = tap; }
+    // Replay: the links run on `transport` instead of the serial ports; set before the ports open.
+    void setTransport(LinkTransport* transport) { transport_ = transport; }
+    bool onTransport() const { return transport_ != nullptr; }
+    // Bytes that came in on a slot, into its reply framer: what the port read, or a replay.
+    void receive(int slot, std::string_view bytes);
+    // The line went quiet after the bytes received so far.
+    void lineQuiet(int slot);
 
 signals:
     void linkIndicator(int slot, bool yes);              // Label30: green "yes" / "no"
@@ -172,6 +182,7 @@ private:
     };
 
     void openSlot(int slot);
+    void openOnTransport(int slot);
     void onReadyRead(int slot);
     void restUntilWhole(int slot, qint64 missing);
     void wakeReading(int slot);
@@ -195,6 +206,8 @@ private:
     QTimer* supervision_ = nullptr;      // Timer44
     bool connected_ = false;
     TraceTap* tap_ = nullptr;
+    ByteTap* byteTap_ = nullptr;
+    LinkTransport* transport_ = nullptr;
 };
 
 // The entry of the port-event table for a QSerialPort error, or -1 when it has none.

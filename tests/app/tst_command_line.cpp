@@ -57,6 +57,10 @@ private slots:
         QTest::newRow("plant name with a blank") << QStringList{"--plant-name", "hall 2"} << 64 << "" << "holds 'a blank'";
         QTest::newRow("plant broker without port") << QStringList{"--plant-broker", "hall"} << 64 << "" << "HOST:PORT, not hall";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
+        QTest::newRow("replay of nothing") << QStringList{"--replay", "/nonexistent/rec"} << 64 << "" << "--replay: no file or folder /nonexistent/rec";
+        QTest::newRow("replay too fast") << QStringList{"--replay", "/", "--speed", "61"} << 64 << "" << "--speed: 1 to 60, not 61";
+        QTest::newRow("replay from no time") << QStringList{"--replay", "/", "--from", "tonight"} << 64 << "" << "not \"tonight\"";
+        QTest::newRow("speed without replay") << QStringList{"--speed", "2"} << 64 << "" << "go with --replay";
     }
     void answeredWithoutADisplay()
     {

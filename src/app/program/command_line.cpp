@@ -12,6 +12,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 #include <algorithm>
@@ -53,6 +54,35 @@ std::optional<int> parseExport(const QCommandLineParser& parser, Options& o)
         return usageError(QStringLiteral("--to must come after --from"));
     o.exportFrom = *from;
     o.exportTo = *to;
+    return std::nullopt;
+}
+// --replay with --from and --speed; neither of those without it.
+std::optional<int> parseReplay(const QCommandLineParser& parser, Options& o)
+{
+    const auto isSet = [&parser](const char* name) { return parser.isSet(QString::fromLatin1(name)); };
+    if (!isSet("replay")) {
+        if (isSet("from") || isSet("speed"))
+            return usageError(QStringLiteral("--from and --speed go with --replay (or --from with --export-history)"));
+        return std::nullopt;
+    }
+    o.replay = parser.value(QStringLiteral("replay"));
+    if (!QFileInfo::exists(o.replay))
+        return usageError(QStringLiteral("--replay: no file or folder ") + o.replay);
+    if (isSet("from")) {
+        const QString text = parser.value(QStringLiteral("from")).trimmed();
+        QDateTime t = QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd hh:mm:ss"));
+        if (!t.isValid())
+            t = QDateTime::fromString(text, QStringLiteral("yyyy-MM-dd hh:mm"));
+        if (!t.isValid())
+            return usageError(QStringLiteral("--from: \"YYYY-MM-DD hh:mm\" or \"YYYY-MM-DD hh:mm:ss\", not \"%1\"").arg(text));
+        o.replayFrom = t;
+    }
+    if (isSet("speed")) {
+        bool ok = false;
+        o.replaySpeed = parser.value(QStringLiteral("speed")).toInt(&ok);
+        if (!ok || o.replaySpeed < 1 || o.replaySpeed > 60)
+            return usageError(QStringLiteral("--speed: 1 to 60, not ") + parser.value(QStringLiteral("speed")));
+    }
     return std::nullopt;
 }
 } // namespace
@@ -121,9 +151,19 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                               "(no window is opened)."),
                "FILE"),
         option("engine", QStringLiteral("Engine 1 to 6 for --export-history."), "N"),
-        option("from", QStringLiteral("Start of the --export-history range, \"YYYY-MM-DD hh:mm\"."), "TIME"),
+        option("from",
+               QStringLiteral("Start of the --export-history range, \"YYYY-MM-DD hh:mm\"; with --replay, where the "
+                              "replay begins (\"YYYY-MM-DD hh:mm[:ss]\", local time)."),
+               "TIME"),
         option("to", QStringLiteral("End of the --export-history range, \"YYYY-MM-DD hh:mm\"."), "TIME"),
         option("no-historian", QStringLiteral("Run without recording to Historian.sqlite.")),
+        option("no-recorder", QStringLiteral("Run without recording the links' bytes to the Recorder folder.")),
+        option("replay",
+               QStringLiteral("Start the station with a recording as its engines: a file of the Recorder folder, "
+                              "or a folder of them (a station folder: its Recorder folder). No port is opened and "
+                              "nothing is written to the station folder."),
+               "FILE-OR-FOLDER"),
+        option("speed", QStringLiteral("Replay speed, 1 to 60 times the recorded pace (default 1)."), "N"),
         option("reset-passwords",
                QStringLiteral("Put the two default passwords back in the log-in file (the old file is kept beside "
                               "it under a dated name), then exit. For the administrator when the file is damaged "
@@ -161,6 +201,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     if (isSet("export-history"))
         return parseExport(parser, o);
     o.noHistorian = isSet("no-historian");
+    o.noRecorder = isSet("no-recorder");
+    if (const auto rc = parseReplay(parser, o))
+        return rc;
     o.loginFile = value("login-file");
     if (isSet("reset-passwords")) {
         o.command = Options::Command::ResetPasswords;

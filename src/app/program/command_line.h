@@ -29,6 +29,11 @@ struct Options {
     bool noHistorian = false;
     QString plantBroker;   // HOST:PORT, over Plant.ini for this run
     QString plantName;
+    bool noRecorder = false;
+    // Run a replay: the recording (a file, or a folder of them) as the engines.
+    QString replay;
+    std::optional<QDateTime> replayFrom;
+    int replaySpeed = 1;
 
     // ExportHistory: one engine's recorded values over a range, as CSV
     QString exportFile;
