@@ -52,6 +52,7 @@ private slots:
         QSignalSpy sent(rig.link.get(), &SerialLink::frameSent);
         QSignalSpy indicator(rig.link.get(), &SerialLink::linkIndicator);
         rig.peer(5).send(reply(3));
+        QVERIFY(sent.wait(5000)); // in a running event loop, as in the station, where the 30 ms are kept
         QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 34, 5000);
         const QByteArray f = rig.peer(5).received();
         QCOMPARE(byteAt(f, 2), 1);    // RunCommand; the echoes are checked in the frame cycle
