@@ -32,6 +32,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <unistd.h>
 #include <vector>
 
@@ -49,6 +50,7 @@ struct Row {
     double peakMb = 0;
     double wakeupsPerCycle = 0;
     std::size_t frames = 0;
+    std::vector<double> simulatorShare; // the frame's line time, then the whole next reply
 };
 
 struct EngineFigures {
@@ -58,6 +60,14 @@ struct EngineFigures {
     std::vector<double> frameToReplyMs; // the frame's line time, then the whole next reply
     QElapsedTimer sinceFrame;
     int cycles = 0;
+    // The first and the last frame of the window: the rate is taken between them, so it is not
+    // off by the part of a cycle the window cut at either end (a whole cycle is 0.4 % of 30 s).
+    qint64 firstFrameNs = 0;
+    qint64 lastFrameNs = 0;
+    double rate() const
+    {
+        return cycles > 1 && lastFrameNs > firstFrameNs ? (cycles - 1) * 1e9 / static_cast<double>(lastFrameNs - firstFrameNs) : 0.0;
+    }
 };
 
 double cpuSeconds(qint64 pid)
@@ -101,6 +111,11 @@ double percentile(std::vector<double> v, double p)
     std::sort(v.begin(), v.end());
     const auto i = static_cast<std::size_t>(p * static_cast<double>(v.size() - 1) + 0.5);
     return v[std::min(i, v.size() - 1)];
+}
+
+double mean(const std::vector<double>& v)
+{
+    return v.empty() ? 0.0 : std::accumulate(v.begin(), v.end(), 0.0) / static_cast<double>(v.size());
 }
 
 void writeLines(const QString& path, const QStringList& lines)
@@ -286,6 +301,8 @@ int main(int argc, char** argv)
     }
 
     std::array<EngineFigures, 6> figures;
+    QElapsedTimer steady; // when frames arrive
+    steady.start();
     bool measuring = false;
     for (int n = 1; n <= 6; ++n) {
         auto& f = figures[static_cast<std::size_t>(n - 1)];
@@ -296,13 +313,16 @@ int main(int argc, char** argv)
             f.sinceReply.start();
             f.replyOut = true;
         });
-        QObject::connect(simulator.engine(n), &sim::SimulatedEngine::frameApplied, &app, [&f, &measuring] {
+        QObject::connect(simulator.engine(n), &sim::SimulatedEngine::frameApplied, &app, [&f, &measuring, &steady] {
             if (!measuring || !f.replyOut)
                 return;
             f.turnaroundMs.push_back(static_cast<double>(f.sinceReply.nsecsElapsed()) / 1e6);
             f.sinceFrame.start();
             f.replyOut = false;
             ++f.cycles;
+            f.lastFrameNs = steady.nsecsElapsed();
+            if (f.cycles == 1)
+                f.firstFrameNs = f.lastFrameNs;
         });
     }
 
@@ -325,7 +345,6 @@ int main(int argc, char** argv)
     // Both programs run the same way: started, warmed up, measured, ended.
     std::vector<Row> rows;
     QByteArray stationReport;
-    std::vector<double> simulatorShare;
     const auto measure = [&](const QString& name, QProcess& program, const std::function<void()>& done) {
         const qint64 pid = program.processId();
         auto cpu0 = std::make_shared<double>(0);
@@ -336,6 +355,7 @@ int main(int argc, char** argv)
                 f.turnaroundMs.clear();
                 f.frameToReplyMs.clear();
                 f.cycles = 0;
+                f.firstFrameNs = f.lastFrameNs = 0;
                 f.replyOut = false;
             }
             measuring = true;
@@ -355,11 +375,11 @@ int main(int argc, char** argv)
             r.minEngineOfLimit = 1e9;
             for (const auto& f : figures) {
                 all.insert(all.end(), f.turnaroundMs.begin(), f.turnaroundMs.end());
-                simulatorShare.insert(simulatorShare.end(), f.frameToReplyMs.begin(), f.frameToReplyMs.end());
-                r.minEngineOfLimit = std::min(r.minEngineOfLimit, f.cycles / elapsed * limitMs / 1000.0);
+                r.simulatorShare.insert(r.simulatorShare.end(), f.frameToReplyMs.begin(), f.frameToReplyMs.end());
+                r.minEngineOfLimit = std::min(r.minEngineOfLimit, f.rate() * limitMs / 1000.0);
+                r.cyclesPerSecond += f.rate() / static_cast<double>(figures.size());
             }
             r.frames = all.size();
-            r.cyclesPerSecond = static_cast<double>(all.size()) / elapsed / 6.0;
             r.ofLimit = r.cyclesPerSecond * limitMs / 1000.0;
             r.median = percentile(all, 0.5);
             r.p99 = percentile(all, 0.99);
@@ -441,8 +461,11 @@ int main(int argc, char** argv)
                     s.median - b.median);
     }
     // The simulator's share of a cycle, to tell its own timing from the programs'.
-    std::printf("simulator: frame to the end of the next reply median %.2f ms, p99 %.2f ms (line: %.2f ms)\n",
-                percentile(simulatorShare, 0.5), percentile(simulatorShare, 0.99), 34 * charMs + 159 * charMs);
+    for (const Row& r : rows)
+        std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
+                    "(line: %.2f ms)\n",
+                    qPrintable(r.name), mean(r.simulatorShare), percentile(r.simulatorShare, 0.5),
+                    percentile(r.simulatorShare, 0.99), 34 * charMs + 159 * charMs);
     // The station's own view: from a whole reply in its buffer to the frame's write.
     std::printf("%s", stationReport.constData());
     if (logger) {
