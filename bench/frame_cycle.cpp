@@ -1,42 +1,59 @@
-// Runs the station program against six paced simulated engines and prints, per engine, the cycle
-// rate against the line-rate limit and the reply-to-frame turnaround seen by the simulator, then
-// the station's CPU share and peak resident memory.
-//   frame_cycle [--seconds 60] [--warmup 5] [--station PROGRAM] [--graphs MS | --no-graphs]
-//               [--logger [--logger-ms 100]] [--screen 1366x768] [--no-historian]
-//               [--plant-broker HOST:PORT]
-// --screen is the size of the offscreen screen the station lays its window out on (default 1366x768,
-// the screen it is made for; a smaller one makes its pages scroll).
-// --plant-broker has the station publish its engines to that MQTT broker as "bench" (live, or a
-// port where none listens, to see what a dead broker costs).
-// --station runs another build of the station program (an earlier one, to compare).
-// --graphs runs the station on its graph page with all six curves at MS ms a pixel; --no-graphs
-// hides every curve, so the two runs show what the graphs cost.
-// --logger has the station's data logger write a row for every engine, every column, at each of
-// its ticks, every --logger-ms ms (a minute is the shortest interval an operator can choose), so
-// the run can be set beside one without it.
-// --no-historian runs the station without its historian (it records by default), to compare.
-// --no-recorder runs it without the recorder of the links' bytes (on by default), to compare; with
-// the recorder on, the size of its files is printed at the end.
+// The frame cycle on the wire, the station set beside the least a program can do. On the same six
+// paced simulated engines, one after the other in one invocation: first a bare answer (read a
+// reply, wait 30 ms, write the echoed frame; bench/bare_answer.h), then the station program with
+// everything on. For each it prints the cycle rate against the line-rate limit, the turnaround on
+// the wire (the reply's last byte leaving the simulator to the frame arriving there), the CPU share
+// of one core, the peak resident memory and the wake-ups per engine cycle; then the ratios, which
+// hold on a busy machine where the absolute times do not. `frame_cycle --help` lists the options.
+//
+// It builds nothing and needs nothing running: it starts its own simulator, a Mosquitto on a free
+// loopback port for the plant publishing, and the CPU hogs of --load, and ends them all. It exits
+// non-zero only when something could not be set up, never because of a figure.
+#include "bare_answer.h"
+#include "common/termination_signals.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
 
+#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstdio>
+#include <functional>
+#include <memory>
+#include <numeric>
 #include <unistd.h>
 #include <vector>
 
 using namespace tarvek;
 
 namespace {
+// What the bench watches of one program while it serves the engines.
+struct Row {
+    QString name;
+    double cyclesPerSecond = 0;
+    double ofLimit = 0;
+    double minEngineOfLimit = 0;
+    double median = 0, p99 = 0, max = 0;
+    double cpuPercent = 0;
+    double peakMb = 0;
+    double wakeupsPerCycle = 0;
+    std::size_t frames = 0;
+    std::vector<double> simulatorShare; // the frame's line time, then the whole next reply
+};
+
 struct EngineFigures {
     QElapsedTimer sinceReply;
     bool replyOut = false;
@@ -44,31 +61,48 @@ struct EngineFigures {
     std::vector<double> frameToReplyMs; // the frame's line time, then the whole next reply
     QElapsedTimer sinceFrame;
     int cycles = 0;
+    // The first and the last frame of the window: the rate is taken between them, so it is not
+    // off by the part of a cycle the window cut at either end (a whole cycle is 0.4 % of 30 s).
+    qint64 firstFrameNs = 0;
+    qint64 lastFrameNs = 0;
+    double rate() const
+    {
+        return cycles > 1 && lastFrameNs > firstFrameNs ? (cycles - 1) * 1e9 / static_cast<double>(lastFrameNs - firstFrameNs) : 0.0;
+    }
 };
 
-bool cpuTicks(qint64 pid, long long& ticks)
+double cpuSeconds(qint64 pid)
 {
     QFile f(QStringLiteral("/proc/%1/stat").arg(pid));
     if (!f.open(QIODevice::ReadOnly))
-        return false;
+        return 0;
     const QByteArray line = f.readAll();
     const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
     if (fields.size() < 13)
-        return false;
-    ticks = fields[11].toLongLong() + fields[12].toLongLong(); // utime + stime
-    return true;
+        return 0;
+    // utime + stime, of every thread
+    return static_cast<double>(fields[11].toLongLong() + fields[12].toLongLong()) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// A field of /proc/<pid>/status such as "VmHWM" (kB) or "voluntary_ctxt_switches".
-long statusField(qint64 pid, const QByteArray& name)
+long statusField(const QString& statusFile, const QByteArray& name)
 {
-    QFile f(QStringLiteral("/proc/%1/status").arg(pid));
+    QFile f(statusFile);
     if (!f.open(QIODevice::ReadOnly))
-        return -1;
+        return 0;
     for (const QByteArray& line : f.readAll().split('\n'))
         if (line.startsWith(name + ':'))
             return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
-    return -1;
+    return 0;
+}
+
+// Each time a thread sleeps and is woken again costs a poll and a switch: counted over all threads.
+long wakeups(qint64 pid)
+{
+    long sum = 0;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    for (const QString& t : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        sum += statusField(tasks.filePath(t + "/status"), "voluntary_ctxt_switches");
+    return sum;
 }
 
 double percentile(std::vector<double> v, double p)
@@ -80,6 +114,11 @@ double percentile(std::vector<double> v, double p)
     return v[std::min(i, v.size() - 1)];
 }
 
+double mean(const std::vector<double>& v)
+{
+    return v.empty() ? 0.0 : std::accumulate(v.begin(), v.end(), 0.0) / static_cast<double>(v.size());
+}
+
 void writeLines(const QString& path, const QStringList& lines)
 {
     QFile f(path);
@@ -87,67 +126,160 @@ void writeLines(const QString& path, const QStringList& lines)
         for (const QString& l : lines)
             f.write(l.toLatin1() + "\r\n");
 }
+
+int freeLoopbackPort()
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0))
+        return 0;
+    return probe.serverPort();
+}
+
+// A Mosquitto of the bench's own on a free loopback port; empty when it would not come up.
+QString startBroker(QProcess& broker, const QString& dir)
+{
+    const int port = freeLoopbackPort();
+    const QString conf = dir + "/mosquitto.conf";
+    writeLines(conf, {QStringLiteral("listener %1 127.0.0.1").arg(port), "allow_anonymous true", "persistence false"});
+    // Mosquitto drops root for its own user, which must still read the file.
+    QFile::setPermissions(dir, QFile::permissions(dir) | QFile::ReadOther | QFile::ExeOther);
+    QFile::setPermissions(conf, QFile::permissions(conf) | QFile::ReadOther);
+    const QString log = dir + "/mosquitto.log";
+    broker.setStandardOutputFile(log);
+    broker.setStandardErrorFile(log);
+    broker.start(QStringLiteral("mosquitto"), {QStringLiteral("-c"), conf});
+    const auto failed = [&log] {
+        QFile f(log);
+        if (f.open(QIODevice::ReadOnly))
+            std::fprintf(stderr, "%s", f.readAll().constData());
+        return QString();
+    };
+    if (!broker.waitForStarted(5000))
+        return failed();
+    for (int i = 0; i < 50; ++i) {
+        QTcpSocket s;
+        s.connectToHost(QHostAddress::LocalHost, quint16(port));
+        if (s.waitForConnected(200))
+            return QStringLiteral("127.0.0.1:%1").arg(port);
+        if (broker.state() != QProcess::Running)
+            return failed();
+        QThread::msleep(100);
+    }
+    return failed();
+}
+
+void stopProcess(QProcess& p)
+{
+    if (p.state() == QProcess::NotRunning)
+        return;
+    p.terminate();
+    if (!p.waitForFinished(5000)) {
+        p.kill();
+        p.waitForFinished(2000);
+    }
+}
+
+void printRow(const Row& r)
+{
+    std::printf("%-12s %9.3f %8.2f%% %8.2f%% %9.2f %8.2f %8.2f %8.2f %8.1f %9.2f\n", qPrintable(r.name), r.cyclesPerSecond,
+                100.0 * r.ofLimit, 100.0 * r.minEngineOfLimit, r.median, r.p99, r.max, r.cpuPercent, r.peakMb,
+                r.wakeupsPerCycle);
+}
 } // namespace
 
 int main(int argc, char** argv)
 {
     qputenv("QT_NO_GLIB", "1"); // the simulator side times its lines as precisely as the station
     QCoreApplication app(argc, argv);
-    int seconds = 60;
-    int warmup = 5;
-    QString program = QStringLiteral(TARVEK_STATION_BIN);
-    QString graphsMs;
-    int loggerMs = 100;
-    QStringList screenSize{QStringLiteral("1366"), QStringLiteral("768")};
-    const QStringList args = app.arguments();
-    const bool noGraphs = args.contains(QStringLiteral("--no-graphs"));
-    QString plantBroker;
-    const bool logger = args.contains(QStringLiteral("--logger"));
-    const bool noHistorian = args.contains(QStringLiteral("--no-historian"));
-    const bool noRecorder = args.contains(QStringLiteral("--no-recorder"));
-    for (int i = 1; i + 1 < args.size(); ++i) {
-        if (args[i] == "--graphs")
-            graphsMs = args[i + 1];
-        if (args[i] == "--plant-broker")
-            plantBroker = args[i + 1];
-        if (args[i] == "--seconds")
-            seconds = args[i + 1].toInt();
-        if (args[i] == "--warmup")
-            warmup = args[i + 1].toInt();
-        if (args[i] == "--station")
-            program = args[i + 1];
-        if (args[i] == "--logger-ms")
-            loggerMs = args[i + 1].toInt();
-        if (args[i] == "--screen")
-            screenSize = args[i + 1].split(QLatin1Char('x'));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "Runs a bare answer, then the station, against six paced simulated engines and prints both\n"
+        "side by side: cycle rate against the line-rate limit, turnaround on the wire, CPU, memory and\n"
+        "wake-ups, and the station's ratios to the bare answer. Everything is on by default: the graph\n"
+        "page at 50 ms a pixel, the data logger on all six engines every second, the historian, and plant\n"
+        "publishing to a Mosquitto the bench starts on a free loopback port.");
+    parser.addHelpOption();
+    const QCommandLineOption seconds("seconds", "Measured seconds of each run (default 30).", "S", "30");
+    const QCommandLineOption warmup("warmup", "Seconds before measuring, in each run (default 5).", "S", "5");
+    const QCommandLineOption load("load", "Run N CPU hogs beside the bench, to see which side degrades less.", "N", "0");
+    const QCommandLineOption station("station", "The station program to run (another build, to compare).", "PROGRAM",
+                                     QStringLiteral(TARVEK_STATION_BIN));
+    const QCommandLineOption noBare("no-bare", "Run the station only.");
+    const QCommandLineOption graphs("graphs", "Graph page time scale: 50, 100, 200, 400 or 800 ms a pixel (default 50).", "MS", "50");
+    const QCommandLineOption noGraphs("no-graphs", "Station on its main page, every curve hidden.");
+    const QCommandLineOption loggerMs("logger-ms", "Data logger row interval (default 1000).", "MS", "1000");
+    const QCommandLineOption noLogger("no-logger", "Data logger off.");
+    const QCommandLineOption noHistorian("no-historian", "Historian off.");
+    const QCommandLineOption noRecorder("no-recorder", "Recorder of the links' bytes off (with it on, the size of its files is printed).");
+    const QCommandLineOption plantBroker("plant-broker", "Publish to this broker instead of the bench's own.", "HOST:PORT");
+    const QCommandLineOption noPlant("no-plant", "Plant publishing off (no broker started).");
+    const QCommandLineOption screen("screen", "Size of the offscreen screen (default 1366x768).", "WxH", "1366x768");
+    QCommandLineOption bare("bare-answer", "(internal) serve the devices given as a bare answer.");
+    bare.setFlags(QCommandLineOption::HiddenFromHelp);
+    QCommandLineOption hog("hog", "(internal) spin.");
+    hog.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOptions({seconds, warmup, load, station, noBare, graphs, noGraphs, loggerMs, noLogger, noHistorian,
+                       noRecorder, plantBroker, noPlant, screen, bare, hog});
+    parser.process(app);
+
+    if (parser.isSet(hog)) {
+        std::atomic<unsigned long> spin = 0;
+        for (;;)
+            spin.fetch_add(1, std::memory_order_relaxed);
     }
-    if (screenSize.size() != 2) {
-        std::fprintf(stderr, "--screen: WIDTHxHEIGHT\n");
+    if (parser.isSet(bare)) {
+        std::vector<std::string> devices;
+        for (const QString& d : parser.positionalArguments())
+            devices.push_back(d.toStdString());
+        return bench::runBareAnswer(devices);
+    }
+
+    const int measured = std::max(1, parser.value(seconds).toInt());
+    const int warm = std::max(1, parser.value(warmup).toInt());
+    const QStringList screenSize = parser.value(screen).split(QLatin1Char('x'));
+    if (screenSize.size() != 2 || screenSize[0].toInt() <= 0 || screenSize[1].toInt() <= 0) {
+        std::fprintf(stderr, "--screen: WIDTHxHEIGHT, e.g. 1366x768\n");
         return 2;
     }
 
-    QTemporaryDir dir;
+    QTemporaryDir dir(QDir::tempPath() + "/frame_cycle-XXXXXX");
     const QString ports = dir.filePath("ports");
-    const QString station = dir.filePath("station");
-    QDir().mkpath(station);
+    const QString folder = dir.filePath("station");
+    QDir().mkpath(folder);
     QStringList comx, devices;
+    std::vector<QString> links;
     for (int n = 1; n <= 6; ++n) {
         comx << QStringLiteral("\"%1\"").arg(n) << QStringLiteral("\"1\"");
         devices << QStringLiteral("%1/COM%2").arg(ports).arg(n);
+        links.push_back(devices.back());
     }
     for (int n = 7; n <= 14; ++n)
         devices << QString();
-    writeLines(station + "/ParamComx.ini", comx);
-    writeLines(station + "/ComDevices.ini", devices);
-    if (noGraphs || !graphsMs.isEmpty()) {
+    writeLines(folder + "/ParamComx.ini", comx);
+    writeLines(folder + "/ComDevices.ini", devices);
+    {
         // The software settings: lines 19..24 say whether each engine's curve is drawn.
         QStringList software;
         for (int line = 1; line <= 18; ++line)
             software << QStringLiteral("1");
         for (int n = 1; n <= 6; ++n)
-            software << (noGraphs ? QStringLiteral("0") : QStringLiteral("1"));
+            software << (parser.isSet(noGraphs) ? QStringLiteral("0") : QStringLiteral("1"));
         software << QStringLiteral("0") << QStringLiteral("0") << QStringLiteral("1") << QStringLiteral("30");
-        writeLines(station + "/ParamLogStart.ini", software);
+        writeLines(folder + "/ParamLogStart.ini", software);
+    }
+
+    // Whatever ends the bench ends what it started: the destructors below run on the way out.
+    TerminationSignals termination;
+    QObject::connect(&termination, &TerminationSignals::received, &app, [&app] { app.exit(3); });
+
+    QProcess broker;
+    QString brokerAddress = parser.value(plantBroker);
+    if (!parser.isSet(noPlant) && brokerAddress.isEmpty()) {
+        brokerAddress = startBroker(broker, dir.path());
+        if (brokerAddress.isEmpty()) {
+            std::fprintf(stderr, "could not start mosquitto on a loopback port (is it installed? --no-plant runs without)\n");
+            return 1;
+        }
     }
 
     sim::SimulatorOptions options;
@@ -160,7 +292,19 @@ int main(int argc, char** argv)
         return 1;
     }
 
+    std::vector<std::unique_ptr<QProcess>> hogs;
+    for (int i = 0; i < parser.value(load).toInt(); ++i) {
+        hogs.push_back(std::make_unique<QProcess>());
+        hogs.back()->start(app.applicationFilePath(), {QStringLiteral("--hog")});
+        if (!hogs.back()->waitForStarted(5000)) {
+            std::fprintf(stderr, "could not start a CPU hog\n");
+            return 1;
+        }
+    }
+
     std::array<EngineFigures, 6> figures;
+    QElapsedTimer steady; // when frames arrive
+    steady.start();
     bool measuring = false;
     for (int n = 1; n <= 6; ++n) {
         auto& f = figures[static_cast<std::size_t>(n - 1)];
@@ -171,117 +315,181 @@ int main(int argc, char** argv)
             f.sinceReply.start();
             f.replyOut = true;
         });
-        QObject::connect(simulator.engine(n), &sim::SimulatedEngine::frameApplied, &app, [&f, &measuring] {
+        QObject::connect(simulator.engine(n), &sim::SimulatedEngine::frameApplied, &app, [&f, &measuring, &steady] {
             if (!measuring || !f.replyOut)
                 return;
             f.turnaroundMs.push_back(static_cast<double>(f.sinceReply.nsecsElapsed()) / 1e6);
             f.sinceFrame.start();
             f.replyOut = false;
             ++f.cycles;
+            f.lastFrameNs = steady.nsecsElapsed();
+            if (f.cycles == 1)
+                f.firstFrameNs = f.lastFrameNs;
         });
     }
 
-    QProcess stationProcess;
-    auto env = QProcessEnvironment::systemEnvironment();
-    // The station lays its window out for the screen it finds; the offscreen platform's own is 800x600.
-    const QString screen = dir.filePath("screen.json");
-    writeLines(screen, {QStringLiteral("{\"screens\": [{\"name\": \"bench\", \"x\": 0, \"y\": 0, \"width\": %1, "
-                                       "\"height\": %2, \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}")
-                            .arg(screenSize[0].toInt())
-                            .arg(screenSize[1].toInt())});
-    std::printf("screen: %dx%d\n", screenSize[0].toInt(), screenSize[1].toInt());
-    env.insert("QT_QPA_PLATFORM", QStringLiteral("offscreen:configfile=") + screen);
-    stationProcess.setProcessEnvironment(env);
-    stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    QStringList stationArgs{"--folder", station, "--link-stats", "--quit-after", QString::number(seconds + warmup + 2)};
-    if (!graphsMs.isEmpty())
-        stationArgs << "--time-scale" << graphsMs << "--show-graphs";
-    if (logger)
-        stationArgs << "--logger-tick" << QString::number(loggerMs);
-    if (noHistorian)
-        stationArgs << "--no-historian";
-    std::printf("historian: %s\n", noHistorian ? "off" : "on");
-    if (noRecorder)
-        stationArgs << "--no-recorder";
-    std::printf("recorder: %s\n", noRecorder ? "off" : "on");
-    if (!plantBroker.isEmpty())
-        stationArgs << "--plant-broker" << plantBroker << "--plant-name" << "bench";
-    std::printf("plant publishing: %s\n", plantBroker.isEmpty() ? "off" : qPrintable("to " + plantBroker));
-    std::printf("data logger: %s\n", logger ? qPrintable(QStringLiteral("every engine, every column, a row each %1 ms").arg(loggerMs))
-                                              : "off");
-    std::printf("trend graphs: %s\n", noGraphs ? "none" : graphsMs.isEmpty() ? "default" : qPrintable(graphsMs + " ms/pixel, all six shown"));
-    stationProcess.start(program, stationArgs);
-    if (!stationProcess.waitForStarted(10000)) {
-        std::fprintf(stderr, "could not start the station\n");
-        return 1;
-    }
-    const qint64 pid = stationProcess.processId();
+    const double charMs = 1000.0 / sim::kCharactersPerSecond;
+    const double limitMs = 160 * charMs + 30 + 34 * charMs;
+    const bool logger = !parser.isSet(noLogger);
+    const QString loggerInterval = parser.value(loggerMs);
+    std::printf("frame_cycle: six paced simulated engines, %d s measured after %d s of warm-up, each run\n", measured, warm);
+    std::printf("station with: trend graphs %s; data logger %s; historian %s; recorder %s; plant publishing %s\n",
+                parser.isSet(noGraphs) ? "hidden" : qPrintable("on its page at " + parser.value(graphs) + " ms a pixel"),
+                logger ? qPrintable("on all six engines, a row each " + loggerInterval + " ms") : "off",
+                parser.isSet(noHistorian) ? "off" : "on", parser.isSet(noRecorder) ? "off" : "on",
+                brokerAddress.isEmpty() ? "off" : qPrintable("to " + brokerAddress + (parser.isSet(plantBroker) ? "" : " (the bench's own Mosquitto)")));
+    if (!hogs.empty())
+        std::printf("load: %zu CPU hogs spinning beside the bench\n", hogs.size());
+    std::printf("line-rate limit: %.2f ms a cycle (160-char reply %.2f ms + 30 ms + 34-byte frame %.2f ms) = %.3f cycles/s\n",
+                limitMs, 160 * charMs, 34 * charMs, 1000.0 / limitMs);
+    std::fflush(stdout);
 
-    long long ticksAtStart = 0;
-    long wakeupsAtStart = 0;
-    QElapsedTimer window;
-    QTimer::singleShot(warmup * 1000, &app, [&] {
-        measuring = true;
-        cpuTicks(pid, ticksAtStart);
-        wakeupsAtStart = statusField(pid, "voluntary_ctxt_switches");
-        window.start();
-    });
-    QTimer::singleShot((warmup + seconds) * 1000, &app, [&] {
-        measuring = false;
-        long long ticksAtEnd = 0;
-        cpuTicks(pid, ticksAtEnd);
-        const long wakeups = statusField(pid, "voluntary_ctxt_switches") - wakeupsAtStart;
-        const double elapsed = static_cast<double>(window.nsecsElapsed()) / 1e9;
-        const long peak = statusField(pid, "VmHWM");
-        const double tick = static_cast<double>(sysconf(_SC_CLK_TCK));
-        const double charMs = 1000.0 / sim::kCharactersPerSecond;
-        const double limitMs = 160 * charMs + 30 + 34 * charMs;
-        std::printf("Line-rate limit: %.2f ms a cycle (160-char reply %.2f ms + 30 ms + 34-byte frame %.2f ms) = %.3f cycles/s\n",
-                    limitMs, 160 * charMs, 34 * charMs, 1000.0 / limitMs);
-        std::printf("%-4s %10s %10s %10s %10s %10s\n", "LE", "cycles/s", "of limit", "median ms", "p99 ms", "max ms");
-        std::vector<double> all, rest;
-        for (int n = 1; n <= 6; ++n) {
-            const auto& f = figures[static_cast<std::size_t>(n - 1)];
-            const double rate = f.cycles / elapsed;
-            std::printf("LE%-2d %10.3f %9.1f%% %10.2f %10.2f %10.2f\n", n, rate, 100.0 * rate * limitMs / 1000.0,
-                        percentile(f.turnaroundMs, 0.5), percentile(f.turnaroundMs, 0.99), percentile(f.turnaroundMs, 1.0));
-            all.insert(all.end(), f.turnaroundMs.begin(), f.turnaroundMs.end());
-            rest.insert(rest.end(), f.frameToReplyMs.begin(), f.frameToReplyMs.end());
-        }
-        // The simulator's share of a cycle, to tell its own timing from the station's.
-        std::printf("frame to the end of the next reply: median %.2f ms, p99 %.2f ms (line: %.2f ms)\n",
-                    percentile(rest, 0.5), percentile(rest, 0.99), 34 * charMs + 159 * charMs);
-        std::printf("all  turnaround min %.2f ms, median %.2f ms, p99 %.2f ms, max %.2f ms over %zu frames\n",
-                    percentile(all, 0.0), percentile(all, 0.5), percentile(all, 0.99), percentile(all, 1.0), all.size());
-        std::printf("station CPU: %.2f %% of one core over %.1f s; peak resident memory: %.1f MB\n",
-                    100.0 * static_cast<double>(ticksAtEnd - ticksAtStart) / tick / elapsed, elapsed,
-                    static_cast<double>(peak) / 1024.0);
-        // Each time the station sleeps and is woken costs a poll and a switch: the bulk of its CPU.
-        std::printf("station wakeups: %.0f a second (%.1f a cycle of one engine)\n", static_cast<double>(wakeups) / elapsed,
-                    static_cast<double>(wakeups) / std::max(1.0, static_cast<double>(all.size())));
-        // The station's own view: from a whole reply in its buffer to the frame's write.
-        stationProcess.waitForFinished(15000);
-        std::printf("%s", stationProcess.readAllStandardOutput().constData());
-        if (!noRecorder) {
-            qint64 bytes = 0;
-            for (const QFileInfo& f : QDir(station + "/Recorder").entryInfoList(QDir::Files))
-                bytes += f.size();
-            std::printf("recorder files: %lld bytes over %d s, %.2f MB an hour\n", static_cast<long long>(bytes),
-                        seconds + warmup, static_cast<double>(bytes) * 3600.0 / (seconds + warmup) / 1048576.0);
-        }
-        if (logger) {
-            // Rows on disk, to show the logger kept up: header lines aside, one a tick.
-            std::printf("logger rows:");
-            for (int n = 1; n <= 6; ++n) {
-                QFile f(QStringLiteral("%1/Datalogger/bench_LE%2.txt").arg(station).arg(n));
-                long rows = 0;
-                if (f.open(QIODevice::ReadOnly))
-                    rows = static_cast<long>(f.readAll().count("\r\n")) - 4;
-                std::printf(" LE%d %ld", n, rows);
+    // Both programs run the same way: started, warmed up, measured, ended.
+    std::vector<Row> rows;
+    QByteArray stationReport;
+    const auto measure = [&](const QString& name, QProcess& program, const std::function<void()>& done) {
+        const qint64 pid = program.processId();
+        auto cpu0 = std::make_shared<double>(0);
+        auto wake0 = std::make_shared<long>(0);
+        auto window = std::make_shared<QElapsedTimer>();
+        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, window] {
+            for (auto& f : figures) {
+                f.turnaroundMs.clear();
+                f.frameToReplyMs.clear();
+                f.cycles = 0;
+                f.firstFrameNs = f.lastFrameNs = 0;
+                f.replyOut = false;
             }
-            std::printf(" (%.0f ticks expected over the whole run)\n", (seconds + warmup + 2) * 1000.0 / loggerMs);
+            measuring = true;
+            *cpu0 = cpuSeconds(pid);
+            *wake0 = wakeups(pid);
+            window->start();
+        });
+        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, window, done] {
+            measuring = false;
+            const double elapsed = static_cast<double>(window->nsecsElapsed()) / 1e9;
+            Row r;
+            r.name = name;
+            r.cpuPercent = 100.0 * (cpuSeconds(pid) - *cpu0) / elapsed;
+            const long woke = wakeups(pid) - *wake0;
+            r.peakMb = static_cast<double>(statusField(QStringLiteral("/proc/%1/status").arg(pid), "VmHWM")) / 1024.0;
+            std::vector<double> all;
+            r.minEngineOfLimit = 1e9;
+            for (const auto& f : figures) {
+                all.insert(all.end(), f.turnaroundMs.begin(), f.turnaroundMs.end());
+                r.simulatorShare.insert(r.simulatorShare.end(), f.frameToReplyMs.begin(), f.frameToReplyMs.end());
+                r.minEngineOfLimit = std::min(r.minEngineOfLimit, f.rate() * limitMs / 1000.0);
+                r.cyclesPerSecond += f.rate() / static_cast<double>(figures.size());
+            }
+            r.frames = all.size();
+            r.ofLimit = r.cyclesPerSecond * limitMs / 1000.0;
+            r.median = percentile(all, 0.5);
+            r.p99 = percentile(all, 0.99);
+            r.max = percentile(all, 1.0);
+            r.wakeupsPerCycle = static_cast<double>(woke) / std::max<double>(1.0, static_cast<double>(all.size()));
+            rows.push_back(r);
+            done();
+        });
+    };
+
+    QProcess bareProcess;
+    QProcess stationProcess;
+    const auto runStation = [&] {
+        auto env = QProcessEnvironment::systemEnvironment();
+        // The station lays its window out for the screen it finds; the offscreen platform's own is 800x600.
+        const QString screenFile = dir.filePath("screen.json");
+        writeLines(screenFile, {QStringLiteral("{\"screens\": [{\"name\": \"bench\", \"x\": 0, \"y\": 0, \"width\": %1, "
+                                               "\"height\": %2, \"logicalDpi\": 96, \"logicalBaseDpi\": 96, \"dpr\": 1}]}")
+                                    .arg(screenSize[0].toInt())
+                                    .arg(screenSize[1].toInt())});
+        env.insert("QT_QPA_PLATFORM", QStringLiteral("offscreen:configfile=") + screenFile);
+        stationProcess.setProcessEnvironment(env);
+        stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        QStringList args{"--folder", folder, "--link-stats", "--quit-after", QString::number(measured + warm + 2)};
+        if (!parser.isSet(noGraphs))
+            args << "--time-scale" << parser.value(graphs) << "--show-graphs";
+        if (logger)
+            args << "--logger-tick" << loggerInterval;
+        if (parser.isSet(noHistorian))
+            args << "--no-historian";
+        if (parser.isSet(noRecorder))
+            args << "--no-recorder";
+        if (!brokerAddress.isEmpty())
+            args << "--plant-broker" << brokerAddress << "--plant-name" << "bench";
+        stationProcess.start(parser.value(station), args);
+        if (!stationProcess.waitForStarted(10000)) {
+            std::fprintf(stderr, "could not start the station %s\n", qPrintable(parser.value(station)));
+            app.exit(1);
+            return;
         }
-        app.quit();
-    });
-    return app.exec();
+        measure("station", stationProcess, [&] {
+            stationProcess.waitForFinished(15000);
+            stationReport = stationProcess.readAllStandardOutput();
+            app.quit();
+        });
+    };
+    if (parser.isSet(noBare)) {
+        runStation();
+    } else {
+        QStringList args{"--bare-answer"};
+        for (const QString& l : links)
+            args << l;
+        bareProcess.start(app.applicationFilePath(), args);
+        if (!bareProcess.waitForStarted(5000)) {
+            std::fprintf(stderr, "could not start the bare answer\n");
+            return 1;
+        }
+        measure("bare answer", bareProcess, [&] {
+            stopProcess(bareProcess);
+            runStation();
+        });
+    }
+    const int status = app.exec();
+    stopProcess(bareProcess);
+    stopProcess(stationProcess);
+    for (auto& h : hogs)
+        stopProcess(*h);
+    stopProcess(broker);
+    if (status != 0 || rows.empty())
+        return status != 0 ? status : 1;
+
+    std::printf("\n%-12s %9s %9s %9s %9s %8s %8s %8s %8s %9s\n", "", "cycles/s", "of limit", "worst LE", "median ms",
+                "p99 ms", "max ms", "CPU %", "peak MB", "wake/cyc");
+    for (const Row& r : rows)
+        printRow(r);
+    if (rows.size() == 2) {
+        const Row& b = rows[0];
+        const Row& s = rows[1];
+        std::printf("station / bare: cycle rate %.4f; turnaround p99 %+.2f ms, max %+.2f ms, median %+.2f ms\n",
+                    b.cyclesPerSecond > 0 ? s.cyclesPerSecond / b.cyclesPerSecond : 0.0, s.p99 - b.p99, s.max - b.max,
+                    s.median - b.median);
+    }
+    // The simulator's share of a cycle, to tell its own timing from the programs'.
+    for (const Row& r : rows)
+        std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
+                    "(line: %.2f ms)\n",
+                    qPrintable(r.name), mean(r.simulatorShare), percentile(r.simulatorShare, 0.5),
+                    percentile(r.simulatorShare, 0.99), 34 * charMs + 159 * charMs);
+    // The station's own view: from a whole reply in its buffer to the frame's write.
+    std::printf("%s", stationReport.constData());
+    if (!parser.isSet(noRecorder)) {
+        qint64 bytes = 0;
+        for (const QFileInfo& f : QDir(folder + "/Recorder").entryInfoList(QDir::Files))
+            bytes += f.size();
+        std::printf("recorder files: %lld bytes over %d s, %.2f MB an hour\n", static_cast<long long>(bytes),
+                    measured + warm, static_cast<double>(bytes) * 3600.0 / (measured + warm) / 1048576.0);
+    }
+    if (logger) {
+        // Rows on disk, to show the logger kept up: header lines aside, one a tick.
+        std::printf("logger rows:");
+        for (int n = 1; n <= 6; ++n) {
+            QFile f(QStringLiteral("%1/Datalogger/bench_LE%2.txt").arg(folder).arg(n));
+            long count = 0;
+            if (f.open(QIODevice::ReadOnly))
+                count = static_cast<long>(f.readAll().count("\r\n")) - 4;
+            std::printf(" LE%d %ld", n, count);
+        }
+        std::printf(" (%.0f ticks over the station's run)\n", (measured + warm + 2) * 1000.0 / loggerInterval.toDouble());
+    }
+    return 0;
 }

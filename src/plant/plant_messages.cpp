@@ -93,10 +93,14 @@ QJsonObject engineState(Station& station, int engine, const QDateTime& lastReply
     return o;
 }
 
-QByteArray withTime(QJsonObject state, const QDateTime& now)
+QByteArray withTime(const QJsonObject& state, const QDateTime& now)
 {
-    state.insert(QStringLiteral("time"), iso(now));
-    return bytes(state);
+    // "time" sorts after every key of a state, so it closes the object just where an insert would
+    // put it; the state is not copied and serialised a second time for it, once a second an engine.
+    Q_ASSERT(state.isEmpty() || state.keys().constLast() < QLatin1String("time"));
+    QByteArray text = bytes(state);
+    text.insert(text.size() - 1, (state.isEmpty() ? QByteArray() : QByteArray(",")) + "\"time\":\"" + iso(now).toLatin1() + '"');
+    return text;
 }
 
 QByteArray alarmsPayload(Station& station, const QDateTime& now)

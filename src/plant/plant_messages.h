@@ -28,7 +28,7 @@ bool startedHere(const Station& station, int engine);
 // Everything of the engine's state but the publication time; `lastReply` invalid before a first reply.
 QJsonObject engineState(Station& station, int engine, const QDateTime& lastReply);
 // The state with the time it is published, as bytes.
-QByteArray withTime(QJsonObject state, const QDateTime& now);
+QByteArray withTime(const QJsonObject& state, const QDateTime& now);
 
 QByteArray alarmsPayload(Station& station, const QDateTime& now);
 QByteArray historyPayload(qint64 seq, qint64 session, const QString& line);

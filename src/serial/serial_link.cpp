@@ -2,6 +2,7 @@
 
 #include "recording/named_timer.h"
 #include "serial/port_events.h"
+#include "serial/precise_deadlines.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
@@ -16,6 +17,10 @@ constexpr int kLinkCountdownStart = 60;
 // 19200 baud, ten bits a character: what is missing of a reply cannot come sooner than this.
 constexpr double kCharactersPerMs = 1.92;
 constexpr qint64 kDelayBinUs = 25;
+// The rest of a reading ends this much before the last byte of a reply can come: the event loop
+// may wake up to a millisecond after the rest's time, and the bytes held may have come a little
+// before the station looked.
+constexpr int kRestMarginMs = 2;
 } // namespace
 
 int portEventEntry(QSerialPort::SerialPortError error)
@@ -44,7 +49,10 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
 
         s.sender = namedTimer(this, QStringLiteral("Timer%1").arg(20 + k), kSenderDelayMs);
         s.sender->setTimerType(Qt::PreciseTimer);
-        connect(s.sender, &QTimer::timeout, this, [this, k] { onSenderTick(k); });
+        connect(s.sender, &QTimer::timeout, this, [this, k] {
+            deadlines_->disarm(k);
+            onSenderTick(k);
+        });
 
         s.indicator = namedTimer(this, QStringLiteral("Timer%1").arg(29 + k), kIndicatorHoldMs);
         connect(s.indicator, &QTimer::timeout, this, [this, k] { emit linkIndicator(k, false); });
@@ -53,9 +61,19 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
         connect(s.reconnect, &QTimer::timeout, this, [this, k] { tryReconnect(k); });
 
         s.rest = namedTimer(this, QStringLiteral("ReadLE%1").arg(k), 0);
-        s.rest->setSingleShot(true);
+        // A coarse timer may end the rest some milliseconds after the reply is whole.
+        s.rest->setTimerType(Qt::PreciseTimer);
         connect(s.rest, &QTimer::timeout, this, [this, k] { wakeReading(k); });
     }
+    // The sender's time, kept to the microsecond; its QTimer stays the sender that is seen, started
+    // and stopped, and answers on its own where the loop has no finer clock.
+    deadlines_ = new PreciseDeadlines(this);
+    connect(deadlines_, &PreciseDeadlines::due, this, [this](int k) {
+        if (!at(k).sender->isActive())
+            return; // stopped meanwhile (Connect, discovery)
+        at(k).sender->stop();
+        onSenderTick(k);
+    });
     captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
     supervision_ = namedTimer(this, QStringLiteral("Timer44"), kReplySupervisionMs);
@@ -421,9 +439,12 @@ void SerialLink::restUntilWhole(int slot, qint64 missing)
     Slot& s = at(slot);
     if (s.rest->isActive() || s.rested)
         return;
+    const int restMs = static_cast<int>(static_cast<double>(missing) / kCharactersPerMs) - kRestMarginMs;
+    if (restMs <= 0)
+        return;
     s.rested = true;
     s.port->setReadBufferSize(std::max<qint64>(1, s.heldInPort));
-    s.rest->start(static_cast<int>(static_cast<double>(missing) / kCharactersPerMs));
+    s.rest->start(restMs);
 }
 
 void SerialLink::wakeReading(int slot)
@@ -487,8 +508,17 @@ void SerialLink::tryReconnect(int slot)
     emit portRestored(slot, s.openDevice);
 }
 
+void SerialLink::startSender(int slot, qint64 fromNs)
+{
+    at(slot).sender->start();
+    deadlines_->arm(slot, fromNs + qint64(kSenderDelayMs) * 1'000'000);
+}
+
 void SerialLink::handleReply(int slot, std::string_view reply)
 {
+    // The answer's 30 ms count from here, when the reply's last byte was seen, not from the end of
+    // all that decoding it sets off.
+    const qint64 seenNs = PreciseDeadlines::nowNs();
     Slot& s = at(slot);
     const int index = slot - 1;
     if (tap_)
@@ -507,10 +537,10 @@ void SerialLink::handleReply(int slot, std::string_view reply)
     supervision_->start();
     if (outcome.good && !s.goodPending) {
         s.goodPending = true; // the first good reply the next frame answers
-        s.sinceReply.start();
+        s.replySeenNs = seenNs;
     }
     if (!s.sender->isActive())
-        s.sender->start();
+        startSender(slot, seenNs);
 }
 
 void SerialLink::onSenderTick(int slot)
@@ -520,7 +550,7 @@ void SerialLink::onSenderTick(int slot)
     const bool wasOpen = transport_ ? s.open : s.port->isOpen();
     const SendOutcome out = composeFrame(tables_, index, wasOpen);
     if (out.blocked) {
-        s.sender->start(); // no good reply yet: look again in 30 ms
+        startSender(slot, PreciseDeadlines::nowNs()); // no good reply yet: look again in 30 ms
         return;
     }
     emit linkIndicator(slot, true);
@@ -538,7 +568,7 @@ void SerialLink::onSenderTick(int slot)
         ++s.frames;
         if (s.goodPending) {
             s.goodPending = false;
-            const qint64 us = s.sinceReply.nsecsElapsed() / 1000;
+            const qint64 us = (PreciseDeadlines::nowNs() - s.replySeenNs) / 1000;
             ++s.delayHistogram[static_cast<std::size_t>(std::min<qint64>(us / kDelayBinUs, qint64(s.delayHistogram.size()) - 1))];
             ++s.delayCount;
             s.delayMaxUs = std::max(s.delayMaxUs, us);

@@ -17,6 +17,7 @@
 
 namespace tarvek {
 
+class PreciseDeadlines;
 class SettingsFiles;
 struct StationSettings;
 
@@ -157,7 +158,7 @@ private:
         QTimer* reconnect = nullptr; // ReconnectLE1..ReconnectLE6
         QTimer* rest = nullptr;      // ReadLE1..ReadLE6: reading rests until a reply can be whole
         ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
-        QElapsedTimer sinceReply;            // the reply the sender will answer
+        qint64 replySeenNs = 0;              // the reply the sender will answer
         bool rested = false;                 // reading rested once for the reply being gathered
         QElapsedTimer sinceBytes;            // the last bytes that came in
         qint64 heldInPort = 0;               // bytes left in the port's buffer at the last look
@@ -192,6 +193,7 @@ private:
     void awaitMissingDevices();
     void resetAnswers();
     void onSenderTick(int slot);
+    void startSender(int slot, qint64 fromNs);
     Slot& at(int slot);
     const Slot& at(int slot) const;
     void writeSettingsFromForm();
@@ -204,6 +206,7 @@ private:
     FormState form_;
     QTimer* captionTimer_ = nullptr;     // Timer62
     QTimer* supervision_ = nullptr;      // Timer44
+    PreciseDeadlines* deadlines_ = nullptr; // the senders' 30 ms, to the microsecond
     bool connected_ = false;
     TraceTap* tap_ = nullptr;
     ByteTap* byteTap_ = nullptr;

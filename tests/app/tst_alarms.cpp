@@ -345,6 +345,8 @@ private slots:
         }
         QTRY_COMPARE_WITH_TIMEOUT(link->text(), QString("yes"), kWaitMs);
         QVERIFY(colours::background(link) != colours::alert());
+        QCOMPARE(link->lineWidth(), 1); // the frame and the text of a lost link go with it
+        QCOMPARE(link->palette().color(QPalette::WindowText), QPalette().color(QPalette::WindowText));
         QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, 4), kWaitMs);
 
         // A new loss of LE4 is told again; its box closed with OK stays closed while LE4 is silent.

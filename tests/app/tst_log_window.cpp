@@ -4,6 +4,7 @@
 #include "app/service/change_password_form.h"
 #include "app/common/colours.h"
 #include "app/main_window/log_window.h"
+#include "app/main_window/page_tabs.h"
 #include "app/settings/software_settings_form.h"
 #include "settings/passwords.h"
 #include "station/station.h"
@@ -429,6 +430,13 @@ private slots:
         QCOMPARE(colours::background(f.get<QLabel>("LE3Status")), colours::idle());
         f.station->setPortIndicator(3, false);
         QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("no"));
+
+        // Behind the graph page the columns wait; turning back to them shows the record at once.
+        f.window->pages()->setCurrentIndex(1);
+        f.station->linkLost[2] = false;
+        f.window->refreshDisplay();
+        f.window->pages()->setCurrentIndex(0);
+        QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
     }
 
     // Quit and the close button ask first, and No keeps the station running; QuitteProg ends it

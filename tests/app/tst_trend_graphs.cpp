@@ -199,6 +199,15 @@ private slots:
         QCOMPARE(rig.logic->x(0), 1);
         QCOMPARE(g->picture().pixelColor(TrendGraphs::kWidth - 2, yMat), blank);
 
+        // A step joins its two columns: every row between the levels is drawn in one or the other.
+        rig.sweep(10);
+        rig.tables.at(0).reported[pos::Mat] = 140;
+        rig.sweep(1);
+        const int yHot = TrendGraph::kHeight - 1 - static_cast<int>((TrendGraph::kHeight - 2) * 140.0 / 150.0 + 0.5);
+        for (int y = yHot; y <= yMat; ++y)
+            QVERIFY2(g->picture().pixelColor(10, y) == TrendGraphPage::colour(3)
+                         || g->picture().pixelColor(11, y) == TrendGraphPage::colour(3), qPrintable(QString::number(y)));
+
         // Clear: every graph empty and back at the left edge; Freeze: nothing moves.
         rig.sweep(10);
         rig.logic->clear();

@@ -46,6 +46,7 @@ private slots:
         QCOMPARE(le3["rows"].toArray().at(10).toObject()["name"].toString(), QString("SBV"));
         QCOMPARE(le3["rows"].toArray().at(10).toObject()["unit"].toString(), QString("V"));
         QVERIFY(!le3["lastReply"].toString().isEmpty());
+        QVERIFY(QDateTime::fromString(le3["time"].toString(), Qt::ISODateWithMs).isValid());
 
         // A fault and a silent engine: an alarm, history lines in order, the link said lost.
         station.simulator("fault 2 7");

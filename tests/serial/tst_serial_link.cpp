@@ -3,6 +3,7 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 class SerialLinkTest : public QObject {
     Q_OBJECT
@@ -51,6 +52,7 @@ private slots:
         QSignalSpy sent(rig.link.get(), &SerialLink::frameSent);
         QSignalSpy indicator(rig.link.get(), &SerialLink::linkIndicator);
         rig.peer(5).send(reply(3));
+        QVERIFY(sent.wait(5000)); // in a running event loop, as in the station, where the 30 ms are kept
         QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 34, 5000);
         const QByteArray f = rig.peer(5).received();
         QCOMPARE(byteAt(f, 2), 1);    // RunCommand; the echoes are checked in the frame cycle
@@ -67,6 +69,25 @@ private slots:
         rig.peer(5).send(reply(5));
         QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 68, 5000);
         QCOMPARE(byteAt(rig.peer(5).received(), 34 + 4), 120); // phase 5: the set-point
+    }
+
+    // A reply that comes piece by piece is not read piece by piece: the port rests, on a precise
+    // timer, for less than the rest of the reply needs at 19200 baud, so its last byte is read
+    // as it arrives; the whole reply gets one frame.
+    void aReplyInPiecesRestsLessThanItsLineTime()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        auto* rest = rig.link->findChild<QTimer*>("ReadLE1");
+        QVERIFY(rest);
+        rig.peer(1).send(reply(2).left(40));
+        QTRY_VERIFY_WITH_TIMEOUT(rest->isActive(), 5000);
+        QCOMPARE(rest->timerType(), Qt::PreciseTimer);
+        QVERIFY2(rest->remainingTime() < 120 / 1.92, qPrintable(QString::number(rest->remainingTime())));
+        rig.peer(1).send(reply(2).mid(40));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(1).received().size(), 34, 5000);
+        QCOMPARE(rig.link->repliesReceived(1), quint64(1));
     }
 
     // What a line carries, piece by piece: "," a pause inside a burst, "~" a quiet line, "." the

@@ -25,6 +25,8 @@ inline QColor foundRunning() { return QColor(255, 240, 140); }
 
 // Paints a cell that asks for attention (a thick frame and the colour) or gives it back its
 // plain look (sunken panel, system colours).
+// Both leave a widget that already looks so untouched: the display refresh asks again and again,
+// and a palette set anew is resolved and repainted even when it is the same.
 inline void attention(QWidget* w, const QColor& colour)
 {
     QPalette p = QPalette();
@@ -32,11 +34,17 @@ inline void attention(QWidget* w, const QColor& colour)
         p.setColor(QPalette::Window, colour);
         p.setColor(QPalette::WindowText, colour == alert() || colour == closed() ? QColor(Qt::white) : QColor(Qt::black));
     }
+    auto* frame = qobject_cast<QFrame*>(w);
+    const int style = colour.isValid() ? (QFrame::Box | QFrame::Plain) : (QFrame::StyledPanel | QFrame::Sunken);
+    const int width = colour.isValid() ? 3 : 1;
+    if (w->palette() == p && w->autoFillBackground() == colour.isValid()
+        && (!frame || (frame->frameStyle() == style && frame->lineWidth() == width)))
+        return;
     w->setPalette(p);
     w->setAutoFillBackground(colour.isValid());
-    if (auto* frame = qobject_cast<QFrame*>(w)) {
-        frame->setFrameStyle(colour.isValid() ? (QFrame::Box | QFrame::Plain) : (QFrame::StyledPanel | QFrame::Sunken));
-        frame->setLineWidth(colour.isValid() ? 3 : 1);
+    if (frame) {
+        frame->setFrameStyle(style);
+        frame->setLineWidth(width);
     }
 }
 
@@ -45,6 +53,8 @@ inline void paint(QWidget* w, const QColor& colour)
 {
     QPalette p = w->palette();
     const QColor c = colour.isValid() ? colour : QPalette().color(QPalette::Button);
+    if (w->autoFillBackground() && p.color(QPalette::Window) == c && p.color(QPalette::Button) == c)
+        return;
     p.setColor(QPalette::Window, c);
     p.setColor(QPalette::Button, c);
     w->setPalette(p);

@@ -157,6 +157,7 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
             statusBar()->showMessage(QStringLiteral("Log in to operate the light engines"));
     });
     connect(station_.displayTimer(), &QTimer::timeout, this, &LogWindow::refreshDisplay);
+    connect(pages_, &PageTabs::currentChanged, this, &LogWindow::refreshDisplay);
 
     wireLink();
     wireHistory();

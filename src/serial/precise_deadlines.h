@@ -1,0 +1,45 @@
+#pragma once
+// Deadlines met to the microsecond. Qt's event loop rounds every wait up to a whole millisecond,
+// so even a precise QTimer fires up to 1 ms after its time (half a millisecond on average): too
+// late for a frame that is to follow its reply by 30 ms as closely as the line allows. A timerfd
+// in the loop wakes it at the nanosecond. One timerfd serves every key, armed for the earliest
+// deadline; a deadline that shares its wake with an earlier one costs no wake of its own.
+// Where there is no timerfd, available() is false and the caller's QTimer alone keeps the time.
+#include <QObject>
+
+#include <array>
+
+class QSocketNotifier;
+
+namespace tarvek {
+
+class PreciseDeadlines : public QObject {
+    Q_OBJECT
+public:
+    static constexpr int kKeys = 6;
+
+    explicit PreciseDeadlines(QObject* parent = nullptr);
+    ~PreciseDeadlines() override;
+
+    bool available() const { return fd_ >= 0; }
+    // The monotonic clock, in nanoseconds: the one deadlines are given on.
+    static qint64 nowNs();
+    // Key 1..kKeys is due at deadlineNs (replacing an earlier deadline of the key), or no more.
+    void arm(int key, qint64 deadlineNs);
+    void disarm(int key);
+    bool armed(int key) const;
+
+signals:
+    void due(int key); // in the order of the deadlines, never before one
+
+private:
+    void fired();
+    void program();
+
+    int fd_ = -1;
+    QSocketNotifier* notifier_ = nullptr;
+    std::array<qint64, kKeys> deadlines_{}; // 0: not armed
+    qint64 programmed_ = 0;                 // what the timerfd is set to; 0: nothing
+};
+
+} // namespace tarvek
