@@ -1,12 +1,18 @@
 // Stations publishing to a real Mosquitto: what a plant subscriber sees, and what the broker's
 // faults do to it.
+#include "plant/plant_settings.h"
 #include "plant_rig.h"
+#include "settings/settings_files.h"
 #include "test_registry.h"
+#include "test_support.h"
 
+#include <QDir>
 #include <QJsonArray>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
 
+using namespace tarvek;
 using namespace tarvek::test;
 
 namespace {
@@ -120,6 +126,42 @@ private slots:
         QTest::qWait(3000); // two more attempts at least
         QCOMPARE(station.errors().count(told), 1);
         QVERIFY2(station.errors().count("Plant:") == 1, qPrintable(station.errors()));
+    }
+
+    // A damaged Plant.ini is kept aside and told like every settings file, and publishing stays
+    // off; a port that is no port is refused, never replaced by the default one.
+    void plantSettingsRefuseWhatTheyCannotUse_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("told");
+        QTest::newRow("empty") << QByteArray() << "Plant.ini is empty: kept aside as Plant.ini.damaged-";
+        QTest::newRow("binary") << QByteArray("\x01\xfe\x00\x02", 4) << "Plant.ini holds bytes that are not text: kept aside";
+        QTest::newRow("port too big") << QByteArray("\"1\"\r\n\"broker\"\r\n\"99999\"\r\n") << "the broker port \"99999\" in Plant.ini is not a port from 1 to 65535";
+        QTest::newRow("port not a number") << QByteArray("\"1\"\r\n\"broker\"\r\n\"18 83\"\r\n") << "the broker port \"18 83\" in Plant.ini";
+    }
+    void plantSettingsRefuseWhatTheyCannotUse()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, told);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        QSignalSpy problems(&files, &SettingsFiles::problem);
+        writeBytes(dir.filePath("Plant.ini"), bytes);
+        const PlantSettings s = PlantSettings::load(files);
+        const QStringList aside = QDir(dir.path()).entryList({"Plant.ini.damaged-*"});
+        if (told.contains("kept aside")) {
+            QCOMPARE(problems.count(), 1);
+            QVERIFY2(problems.at(0).at(0).toString().contains(told), qPrintable(problems.at(0).at(0).toString()));
+            QCOMPARE(aside.size(), 1);
+            QCOMPARE(readBytes(dir.filePath(aside.at(0))), bytes);
+            QVERIFY(!s.enabled);
+            QCOMPARE(PlantSettings::load(files), s); // the defaults written read cleanly
+            QCOMPARE(problems.count(), 1);
+        } else {
+            QVERIFY(aside.isEmpty());
+            QVERIFY(s.enabled);
+            QVERIFY2(s.problem().contains(told), qPrintable(s.problem()));
+        }
     }
 };
 TARVEK_TEST(PlantTest)
