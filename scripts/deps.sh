@@ -4,8 +4,10 @@
 # With --fuzz it adds clang, which only the fuzz targets need (scripts/fuzz.sh; the test command
 # runs them when clang is there).
 set -euo pipefail
+# libssl-dev: the plant publisher checks the broker's TLS certificate against the host name as
+# written; openssl: the plant tests make a throw-away CA and certificates with it.
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
-          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto)
+          libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto libssl-dev openssl)
 # The plant page's browser test needs a browser; the demo does not.
 if [ "${1:-}" = "--browser" ]; then
   packages+=(chromium)

@@ -114,9 +114,9 @@ int main(int argc, char** argv)
     plantState->setObjectName(QStringLiteral("plantState"));
     window.statusBar()->addPermanentWidget(plantState);
     QObject::connect(&plant, &PlantPublisher::stateChanged, plantState, &QLabel::setText);
-    QObject::connect(&plant, &PlantPublisher::problem, &station, [&station](const QString& text) {
+    QObject::connect(&plant, &PlantPublisher::problem, &station, [&station, &clock](const QString& text) {
         std::fprintf(stderr, "%s\n", qPrintable(text));
-        station.appendEvent(text);
+        station.appendEvent(QStringLiteral("%1 / %2  %3").arg(clock.dateText(), clock.timeText(), text)); // as every event
     });
     QObject::connect(&station, &Station::quitting, &plant, [&plant] {
         PlantSettings off = plant.settings();

@@ -1,5 +1,5 @@
 // Stations publishing to a real Mosquitto: what a plant subscriber sees, and what the broker's
-// faults do to it.
+// faults, intruders and TLS do to it.
 #include "plant/plant_settings.h"
 #include "plant_rig.h"
 #include "settings/settings_files.h"
@@ -35,8 +35,9 @@ class PlantTest : public QObject {
     Q_OBJECT
 private slots:
     // A station started before its broker; six engines, alarms and history as they happen; a
-    // subscriber that comes late; a client writing outside its own topics. Then the broker
-    // restarts, which brings a full republish, and the station is killed: its will says offline.
+    // subscriber that comes late; clients that try to write as a station.
+    // Then the broker restarts, which brings a full republish, and the station is killed: its
+    // will says offline.
     void stationPublishesItsEnginesThroughFaults()
     {
         Broker broker;
@@ -79,10 +80,11 @@ private slots:
             QVERIFY2(late.last(engineTopic("st1", n)).retained, qPrintable(QString::number(n)));
         QVERIFY(late.last("tarvek/st1/alarms").retained);
 
-        // A station may write only its own topics.
+        // Only a station writes its own topics: not another station, not the page.
         Subscriber intruder(broker, "st2");
         QVERIFY(intruder.publish("tarvek/st1/status", R"({"online":"forged"})"));
         QVERIFY(intruder.publish("tarvek/st2/status", R"({"online":"own"})"));
+        QVERIFY(late.publish("tarvek/st1/status", R"({"online":"forged"})"));
         QTRY_COMPARE_WITH_TIMEOUT(late.last("tarvek/st2/status").json()["online"].toString(), QString("own"), 10'000);
         for (const Received& r : late.received())
             QVERIFY(!r.payload.contains("forged"));
@@ -100,30 +102,56 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(after.last("tarvek/st1/status").payload == R"({"online":false})", 30'000);
     }
 
-    // A broker that refuses the station, one that never answers, a password file others may read:
-    // told once each.
+    // A broker that refuses the station or its messages, one that never answers, a password file
+    // others may read, TLS whose certificate does not hold: told once each, with the reason. TLS
+    // checks the host as written in the settings, so "localhost" holds for a certificate made out
+    // to localhost.
     void refusalsAreToldOnce_data()
     {
+        QTest::addColumn<QString>("to");   // broker, silent, tls, tls-expired
+        QTest::addColumn<QString>("name"); // the station's name; its user is st1
         QTest::addColumn<QByteArray>("password");
         QTest::addColumn<bool>("loose");
-        QTest::addColumn<QString>("told");
-        QTest::newRow("wrong password") << QByteArray("wrong") << false << "refused by the broker: Connection Refused: not authorised";
-        QTest::newRow("loose password file") << QByteArray() << true << "open to other users";
-        QTest::newRow("silent broker") << QByteArray("silent") << false << "the broker does not answer";
+        QTest::addColumn<QString>("ca");
+        QTest::addColumn<QString>("told"); // empty: connects and publishes
+        QTest::newRow("wrong password") << "broker" << "st1" << QByteArray("wrong") << false << "" << "refused by the broker: Not authorized";
+        QTest::newRow("loose password file") << "broker" << "st1" << QByteArray() << true << "" << "open to other users";
+        QTest::newRow("silent broker") << "silent" << "st1" << QByteArray() << false << "" << "the broker does not answer";
+        QTest::newRow("outside its ACL") << "broker" << "hall" << QByteArray() << false << "" << "refuses the station's messages (tarvek/hall/status: Not authorized)";
+        QTest::newRow("TLS, right CA and name") << "tls" << "st1" << QByteArray() << false << "ca" << "";
+        QTest::newRow("TLS, wrong CA") << "tls" << "st1" << QByteArray() << false << "other-ca" << "(unknown CA)";
+        QTest::newRow("TLS, wrong name") << "tls-by-address" << "st1" << QByteArray() << false << "ca" << "is made out to localhost, not to 127.0.0.1 (name mismatch)";
+        QTest::newRow("TLS, expired") << "tls-expired" << "st1" << QByteArray() << false << "ca" << "(expired)";
     }
     void refusalsAreToldOnce()
     {
+        QFETCH(QString, to);
+        QFETCH(QString, name);
         QFETCH(QByteArray, password);
         QFETCH(bool, loose);
+        QFETCH(QString, ca);
         QFETCH(QString, told);
         Broker broker;
+        QVERIFY(broker.makeCertificates());
+        const int tls = broker.addTlsListener("server");
+        const int expired = broker.addTlsListener("expired");
         QVERIFY(broker.start());
         QTcpServer silent; // takes the connection, never says a word
         QVERIFY(silent.listen(QHostAddress::LocalHost));
-        const QString address = password == "silent" ? QString("127.0.0.1:%1").arg(silent.serverPort()) : broker.address();
-        PlantStation station(address, "st1", password, loose);
+        const QHash<QString, QString> address{{"broker", broker.address()},
+                                              {"silent", QString("127.0.0.1:%1").arg(silent.serverPort())},
+                                              {"tls", QString("localhost:%1").arg(tls)},
+                                              {"tls-by-address", QString("127.0.0.1:%1").arg(tls)},
+                                              {"tls-expired", QString("localhost:%1").arg(expired)}};
+        Subscriber page(broker, "page");
+        PlantStation station(address[to], name, {"st1", password, loose, ca.isEmpty() ? QString() : broker.file(ca + ".crt")});
+        if (told.isEmpty()) {
+            QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+            QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
+            return;
+        }
         QTRY_VERIFY_WITH_TIMEOUT(station.errors().contains(told), 30'000);
-        QTest::qWait(3000); // two more attempts at least
+        QTest::qWait(3000); // two more attempts at least, or more refused messages
         QCOMPARE(station.errors().count(told), 1);
         QVERIFY2(station.errors().count("Plant:") == 1, qPrintable(station.errors()));
     }
