@@ -7,6 +7,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/packaging/tarvek-station.desktop
         DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/tarvek-station.svg
         DESTINATION ${CMAKE_INSTALL_DATADIR}/icons/hicolor/scalable/apps)
+# The plant broker's configuration, as the plant view expects it (one broker, or halls bridged).
+install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/plant-broker-config.sh DESTINATION ${CMAKE_INSTALL_DATADIR}/tarvek-station)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tarvek-station)

@@ -24,24 +24,22 @@ int freePort()
 }
 } // namespace
 
-Broker::Broker(const QStringList&) : port_(freePort()), readerPort_(port_)
+Broker::Broker(const QStringList& config)
+    : port_(freePort()), readerPort_(config.value(0) == QLatin1String("site") ? 0 : freePort()) // a site has no readers
 {
-    // Mosquitto started as root drops to its own user: it must be able to read what it is given.
+    // Mosquitto started as root drops to its own user: it must be able to reach what it is given.
     QFile::setPermissions(dir_.path(), QFile::permissions(dir_.path()) | QFile::ReadOther | QFile::ExeOther);
-    QDir().mkpath(file({}));
-    QFile::setPermissions(file({}), QFile::permissions(dir_.path()));
-    writeBytes(file("passwd"), "");
-    for (const char* user : {"st1", "st2", "page"})
-        QProcess::execute("mosquitto_passwd", {"-b", file("passwd"), user, passwordOf(user)});
-    QFile::setPermissions(file("passwd"), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
-    writeBytes(file("acl"), "user page\ntopic read tarvek/#\n\npattern write tarvek/%u/#\n");
-    QFile::setPermissions(file("acl"), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
-    writeBytes(file("mosquitto.conf"), QStringLiteral("listener %1 127.0.0.1\nallow_anonymous false\npassword_file %2\n"
-                                                      "acl_file %3\npersistence false\n")
-                                           .arg(port_)
-                                           .arg(file("passwd"), file("acl"))
-                                           .toUtf8());
-    QFile::setPermissions(file("mosquitto.conf"), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
+    QDir().mkpath(dir_.filePath("broker"));
+    for (const char* user : {"st1", "st2", "page", "hall1"})
+        writeBytes(file(QString::fromLatin1(user) + ".password"), passwordOf(QString::fromLatin1(user)).toUtf8() + "\n");
+    QProcess script;
+    script.setProcessChannelMode(QProcess::ForwardedChannels);
+    script.start(TARVEK_SOURCE_DIR "/scripts/plant-broker-config.sh",
+                 QStringList{dir_.filePath("broker")} + config +
+                     QStringList{"--bind", "127.0.0.1", "--station-port", QString::number(port_), "--page-port", "0",
+                                 "--reader-port", QString::number(readerPort_)});
+    if (!script.waitForFinished(30'000) || script.exitCode() != 0)
+        qWarning("plant-broker-config.sh failed");
 }
 
 Broker::~Broker()
@@ -77,9 +75,10 @@ bool Broker::makeCertificates()
 int Broker::addTlsListener(const QString& name)
 {
     const int port = freePort();
-    extra_ += QStringLiteral("\nlistener %1 127.0.0.1\ncertfile %2\nkeyfile %3\n")
+    extra_ += QStringLiteral("\nlistener %1 127.0.0.1\ncertfile %2\nkeyfile %3\nuse_username_as_clientid true\n"
+                             "password_file %4\nacl_file %5\n")
                   .arg(port)
-                  .arg(file(name + ".crt"), file(name + ".key"))
+                  .arg(file(name + ".crt"), file(name + ".key"), file("writers.passwd"), file("writers.acl"))
                   .toUtf8();
     return port;
 }
@@ -93,12 +92,15 @@ bool Broker::start()
     conf.close();
     writeBytes(file("run.conf"), text);
     QFile::setPermissions(file("run.conf"), QFile::permissions(file("mosquitto.conf")));
+    QProcess::execute("chgrp", {"--reference", file("mosquitto.conf"), file("run.conf")});
+    // Both listeners answer before the test goes on.
     process_.setProcessChannelMode(QProcess::ForwardedOutputChannel); // its deprecation notice is no news
     process_.start("mosquitto", {"-c", file("run.conf")});
     for (int i = 0; i < 100; ++i) {
-        QTcpSocket s;
+        QTcpSocket s, r;
         s.connectToHost(QHostAddress::LocalHost, quint16(port_));
-        if (s.waitForConnected(200))
+        r.connectToHost(QHostAddress::LocalHost, quint16(readerPort_));
+        if (s.waitForConnected(200) && (readerPort_ == 0 || r.waitForConnected(200)))
             return true;
         QTest::qWait(100);
     }

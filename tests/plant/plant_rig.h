@@ -1,7 +1,8 @@
 #pragma once
-// A real Mosquitto on a free loopback port with a generated configuration (password file, and an
-// ACL letting each station write only tarvek/<its user>/ and the page only read), real station
-// programs on simulated engines, and MQTT 5 clients that keep what they receive.
+// Real Mosquitto brokers on free loopback ports, configured as the project ships them
+// (scripts/plant-broker-config.sh: a station's client id is its user name, each station writes only
+// tarvek/<its user>/, the page only reads), real station programs on simulated engines, and MQTT 5
+// clients that keep what they receive.
 #include <QJsonObject>
 #include <QList>
 #include <QProcess>
@@ -18,12 +19,16 @@ namespace tarvek::test {
 
 class Broker {
 public:
-    // Users st1, st2 and page, each with the password passwordOf(user).
-    explicit Broker(const QStringList& config = {});
+    // The arguments of plant-broker-config.sh after its folder: "single" (stations st1 and st2, the
+    // page), or "site ..." and "central ..." for a bridged plant. Every user's password is
+    // passwordOf(user).
+    explicit Broker(const QStringList& config = {QStringLiteral("single"), QStringLiteral("--stations"),
+                                                 QStringLiteral("st1 st2")});
     ~Broker();
     // Starts mosquitto; on the same port as before when it ran already. False when it does not listen.
     bool start();
     void kill();
+    // The stations' listener (on a central broker, the bridges'); the page's user reads on the other.
     int port() const { return port_; }
     int readerPort() const { return readerPort_; }
     QString address() const { return QStringLiteral("127.0.0.1:%1").arg(port_); }

@@ -1,5 +1,5 @@
-// Stations publishing to a real Mosquitto: what a plant subscriber sees, and what the broker's
-// faults, intruders and TLS do to it.
+// Stations publishing to real Mosquitto brokers, configured as the project ships them: what a
+// plant subscriber sees, and what faults, intruders, TLS and bridges do to it.
 #include "plant/plant_settings.h"
 #include "plant_rig.h"
 #include "settings/settings_files.h"
@@ -29,13 +29,20 @@ bool allEnginesAnswer(const Subscriber& s, const QString& station)
     }
     return true;
 }
+int offlineCount(const Subscriber& s, const QString& station)
+{
+    int n = 0;
+    for (const Received& r : s.received())
+        n += r.topic == "tarvek/" + station + "/status" && r.json()["online"] == false ? 1 : 0;
+    return n;
+}
 } // namespace
 
 class PlantTest : public QObject {
     Q_OBJECT
 private slots:
     // A station started before its broker; six engines, alarms and history as they happen; a
-    // subscriber that comes late; clients that try to write as a station.
+    // subscriber that comes late; clients that try to write as a station or to take its session.
     // Then the broker restarts, which brings a full republish, and the station is killed: its
     // will says offline.
     void stationPublishesItsEnginesThroughFaults()
@@ -86,8 +93,27 @@ private slots:
         QVERIFY(intruder.publish("tarvek/st2/status", R"({"online":"own"})"));
         QVERIFY(late.publish("tarvek/st1/status", R"({"online":"forged"})"));
         QTRY_COMPARE_WITH_TIMEOUT(late.last("tarvek/st2/status").json()["online"].toString(), QString("own"), 10'000);
+        // Nor does anyone take its session: the page's users may use no client id but "tarvek-..."
+        // and may not log in where the stations do, and a station's client id is its user name,
+        // whatever it asks for.
+        Subscriber asStation(broker, "page", "nothing", "st1");
+        Subscriber pageAmongStations(broker, "page", "nothing", "tarvek-st1", broker.port());
+        QTRY_VERIFY_WITH_TIMEOUT(asStation.connack() >= 0 && pageAmongStations.connack() >= 0, 10'000);
+        QCOMPARE(asStation.connack(), 135); // not authorised
+        QCOMPARE(pageAmongStations.connack(), 135);
+        Subscriber asStationsId(broker, "page", "nothing", "tarvek-st1");
+        Subscriber otherStation(broker, "st2", "nothing", "tarvek-st1");
+        QTRY_VERIFY_WITH_TIMEOUT(asStationsId.connack() == 0 && otherStation.connack() == 0, 10'000);
+        const auto states = [&early] {
+            const QList<Received> all = early.received();
+            return std::count_if(all.cbegin(), all.cend(), [](const Received& r) { return r.topic.startsWith("tarvek/st1/engine/"); });
+        };
+        const auto before = states();
+        QTRY_VERIFY_WITH_TIMEOUT(states() >= before + 12, 40'000); // the station goes on
+        QCOMPARE(offlineCount(early, "st1"), 0);
         for (const Received& r : late.received())
             QVERIFY(!r.payload.contains("forged"));
+        QVERIFY2(!station.errors().contains("taken over"), qPrintable(station.errors()));
 
         const qsizetype retries = station.errors().count("Plant: retrying");
         broker.kill();
@@ -100,6 +126,37 @@ private slots:
 
         station.kill9();
         QTRY_VERIFY_WITH_TIMEOUT(after.last("tarvek/st1/status").payload == R"({"online":false})", 30'000);
+    }
+
+    // A hall's broker bridged to the plant's central one: the page reads the central broker, the
+    // station publishes to its hall's. Its first status is complete, and a clean exit leaves it
+    // offline, retained, on the central broker.
+    void bridgedHallReachesTheCentralBroker()
+    {
+        Broker central({"central", "--halls", "hall1"});
+        QVERIFY(central.start());
+        Broker site({"site", "--stations", "st1", "--hall", "hall1", "--central", central.address()});
+        QVERIFY(site.start());
+        Subscriber page(central, "page");
+        QTRY_VERIFY_WITH_TIMEOUT(page.connack() == 0, 10'000);
+        PlantStation station(site, "st1");
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        const QJsonObject first = [&page] {
+            for (const Received& r : page.received())
+                if (r.topic == "tarvek/st1/status")
+                    return r.json();
+            return QJsonObject();
+        }();
+        QCOMPARE(first["engines"].toArray().size(), 6);
+        QCOMPARE(first["version"].toString(), QString("1.08G"));
+        QVERIFY(!first["time"].toString().isEmpty());
+
+        QVERIFY(station.terminate());
+        Subscriber later(central, "page");
+        QTRY_COMPARE_WITH_TIMEOUT(later.last("tarvek/st1/status").json()["online"], QJsonValue(false), 20'000);
+        QVERIFY(later.last("tarvek/st1/status").retained);
+        QVERIFY(!later.last("tarvek/st1/status").json()["time"].toString().isEmpty()); // not the will
+        QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
     }
 
     // A broker that refuses the station or its messages, one that never answers, a password file

@@ -111,7 +111,10 @@ function connect(user, password) {
   stations.clear();
   const url = `${location.protocol === "https:" ? "wss" : "ws"}://${location.host}/mqtt`;
   const state = document.getElementById("broker");
-  client = mqtt.connect(url, { username: user, password, reconnectPeriod: 2000, connectTimeout: 10000 });
+  // The broker takes no client id but "tarvek-...", and no two pages share one.
+  const id = `tarvek-page-${user}-${Math.random().toString(16).slice(2, 10)}`;
+  client = mqtt.connect(url, { username: user, password, clientId: id, protocolVersion: 5, reconnectPeriod: 2000,
+                               connectTimeout: 10000 });
   client.on("connect", () => {
     state.textContent = `connected as ${user}`;
     client.subscribe(["tarvek/+/status", "tarvek/+/engine/+/state", "tarvek/+/alarms"], { qos: 1 });
