@@ -66,6 +66,8 @@ function received(topic, payload, packet) {
   let message;
   try { message = JSON.parse(payload.toString()); } catch { return; }
   const s = station(parts[1]);
+  // A live word from a station that was offline: it went offline at its last message before this.
+  if (s.event && s.event.since && !packet.retain) freeze(s.event);
   learn(s, Date.parse(message.time), packet);
   if (parts[2] === "status") s.status = message;
   else if (parts[2] === "alarms") s.alarms = message.alarms || [];
@@ -108,14 +110,19 @@ function sinceText(s, state) {
 }
 
 // A station going offline (or silent) or coming back is an entry of the alarm list. While it holds,
-// an offline entry reads the time of the station's last message, which may still come in.
+// an offline entry reads the time of the station's last message, which may still come in (retained).
+function freeze(event) {
+  if (!event.since) return;
+  event.at = event.since();
+  event.since = null;
+}
+
 function follow(name, s, state) {
   if (state === s.state || state === "unknown" || !broker.connected) return;
   const was = s.state;
   s.state = state;
   if (s.event) {
-    s.event.at = s.event.since();
-    s.event.since = null;
+    freeze(s.event);
     s.event.cleared = Date.now();
   }
   s.event = null;
