@@ -368,10 +368,8 @@ QString MqttConnection::connectedText() const
     if (refusedTopics_.isEmpty())
         return text;
     // The first topic refused names the fault, so the text stays the same while more are refused.
-    return QStringLiteral("not published: the broker %1:%2 takes the connection but refuses the station's messages "
-                          "(%3: %4); its access list must let user \"%5\" write them")
-        .arg(options_.host)
-        .arg(options_.port)
+    return QStringLiteral("not published: the broker refuses the station's messages (%1: %2); its access list must "
+                          "let user \"%3\" write them")
         .arg(firstRefused_, refusedTopics_.value(firstRefused_), options_.user);
 }
 
