@@ -114,6 +114,14 @@ private slots:
         for (const Received& r : late.received())
             QVERIFY(!r.payload.contains("forged"));
         QVERIFY2(!station.errors().contains("taken over"), qPrintable(station.errors()));
+        const auto beats = [&early] { // the status is a heartbeat with the station's time
+            QSet<QString> times;
+            for (const Received& r : early.received())
+                if (r.topic == "tarvek/st1/status")
+                    times << r.json()["time"].toString();
+            return times.size();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(beats() >= 2, 20'000);
 
         const qsizetype retries = station.errors().count("Plant: retrying");
         broker.kill();
