@@ -57,16 +57,18 @@ bool Broker::makeCertificates()
     };
     const QStringList key{"-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes"};
     writeBytes(file("server.ext"), "subjectAltName=DNS:localhost\n");
+    writeBytes(file("elsewhere.ext"), "subjectAltName=DNS:elsewhere.invalid\n");
     bool ok = true;
     for (const char* ca : {"ca", "other-ca"})
         ok = ok && openssl(QStringList{"req", "-x509"} + key +
                            QStringList{"-keyout", QString(ca) + ".key", "-out", QString(ca) + ".crt", "-days", "2",
                                        "-subj", QString("/CN=Plant test ") + ca});
-    for (const char* server : {"server", "expired"})
+    for (const char* server : {"server", "expired", "elsewhere"})
         ok = ok && openssl(QStringList{"req"} + key +
                            QStringList{"-keyout", QString(server) + ".key", "-out", QString(server) + ".csr", "-subj", "/CN=localhost"}) &&
              openssl({"x509", "-req", "-in", QString(server) + ".csr", "-CA", "ca.crt", "-CAkey", "ca.key", "-CAcreateserial",
-                      "-out", QString(server) + ".crt", "-extfile", "server.ext", "-days", server == QString("server") ? "2" : "-1"});
+                      "-out", QString(server) + ".crt", "-extfile", server == QString("elsewhere") ? "elsewhere.ext" : "server.ext",
+                      "-days", server == QString("expired") ? "-1" : "2"});
     for (const QString& f : QDir(file({})).entryList({"*.key", "*.crt"}))
         QFile::setPermissions(file(f), QFile::ReadOwner | QFile::WriteOwner | QFile::ReadOther);
     return ok;

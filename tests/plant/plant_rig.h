@@ -36,8 +36,9 @@ public:
     // Before start(): one more listener for the stations, on TLS with the certificate `name` of
     // makeCertificates(); returns its port.
     int addTlsListener(const QString& name);
-    // A CA "ca" (and an unrelated "other-ca"), and for "localhost" a certificate "server" signed by
-    // ca and an expired one, "expired"; FILE.crt and FILE.key in the broker's folder.
+    // A CA "ca" (and an unrelated "other-ca"), and signed by ca, for "localhost" a certificate
+    // "server" and an expired one, "expired", and "elsewhere" for another name; FILE.crt and FILE.key
+    // in the broker's folder.
     bool makeCertificates();
     QString file(const QString& name) const { return dir_.filePath(QStringLiteral("broker/") + name); }
 

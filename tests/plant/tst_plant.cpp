@@ -173,7 +173,7 @@ private slots:
     // to localhost.
     void refusalsAreToldOnce_data()
     {
-        QTest::addColumn<QString>("to");   // broker, silent, tls, tls-expired
+        QTest::addColumn<QString>("to");   // broker, silent, tls... (the TLS listeners)
         QTest::addColumn<QString>("name"); // the station's name; its user is st1
         QTest::addColumn<QByteArray>("password");
         QTest::addColumn<bool>("loose");
@@ -185,7 +185,8 @@ private slots:
         QTest::newRow("outside its ACL") << "broker" << "hall" << QByteArray() << false << "" << "refuses the station's messages (tarvek/hall/status: Not authorized)";
         QTest::newRow("TLS, right CA and name") << "tls" << "st1" << QByteArray() << false << "ca" << "";
         QTest::newRow("TLS, wrong CA") << "tls" << "st1" << QByteArray() << false << "other-ca" << "(unknown CA)";
-        QTest::newRow("TLS, wrong name") << "tls-by-address" << "st1" << QByteArray() << false << "ca" << "is made out to localhost, not to 127.0.0.1 (name mismatch)";
+        QTest::newRow("TLS, wrong name") << "tls-elsewhere" << "st1" << QByteArray() << false << "ca" << "is made out to elsewhere.invalid, not to localhost (name mismatch)";
+        QTest::newRow("TLS, wrong address") << "tls-by-address" << "st1" << QByteArray() << false << "ca" << "is made out to localhost, not to 127.0.0.1 (name mismatch)";
         QTest::newRow("TLS, expired") << "tls-expired" << "st1" << QByteArray() << false << "ca" << "(expired)";
     }
     void refusalsAreToldOnce()
@@ -200,6 +201,7 @@ private slots:
         QVERIFY(broker.makeCertificates());
         const int tls = broker.addTlsListener("server");
         const int expired = broker.addTlsListener("expired");
+        const int elsewhere = broker.addTlsListener("elsewhere");
         QVERIFY(broker.start());
         QTcpServer silent; // takes the connection, never says a word
         QVERIFY(silent.listen(QHostAddress::LocalHost));
@@ -207,7 +209,8 @@ private slots:
                                               {"silent", QString("127.0.0.1:%1").arg(silent.serverPort())},
                                               {"tls", QString("localhost:%1").arg(tls)},
                                               {"tls-by-address", QString("127.0.0.1:%1").arg(tls)},
-                                              {"tls-expired", QString("localhost:%1").arg(expired)}};
+                                              {"tls-expired", QString("localhost:%1").arg(expired)},
+                                              {"tls-elsewhere", QString("localhost:%1").arg(elsewhere)}};
         Subscriber page(broker, "page");
         PlantStation station(address[to], name, {"st1", password, loose, ca.isEmpty() ? QString() : broker.file(ca + ".crt")});
         if (told.isEmpty()) {
