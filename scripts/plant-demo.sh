@@ -19,30 +19,12 @@ chmod 755 "$demo"
 mkdir -p "$demo/www"
 cp "$root/web/plant/"* "$root/web/node_modules/mqtt/dist/mqtt.min.js" "$demo/www/"
 chmod -R a+rX "$demo/www"
-page_password="$(head -c 12 /dev/urandom | base64 | tr -d '/+=')"
-: > "$demo/passwd"
-mosquitto_passwd -b "$demo/passwd" page "$page_password"
-for st in st1 st2; do
-  head -c 12 /dev/urandom | base64 | tr -d '/+=' > "$demo/$st.password"
-  mosquitto_passwd -b "$demo/passwd" "$st" "$(cat "$demo/$st.password")"
-done
-chmod 644 "$demo/passwd"
-# Each station writes only its own tarvek/<station>/; the page only reads.
-printf 'user page\ntopic read tarvek/#\n\npattern write tarvek/%%u/#\n' > "$demo/acl"
-cat > "$demo/mosquitto.conf" <<CONF
-per_listener_settings false
-allow_anonymous false
-password_file $demo/passwd
-acl_file $demo/acl
-persistence false
-set_tcp_nodelay true
-log_dest file $demo/mosquitto.log
-listener $mqtt_port 127.0.0.1
-listener $web_port 127.0.0.1
-protocol websockets
-http_dir $demo/www
-CONF
-chmod 644 "$demo/acl" "$demo/mosquitto.conf"
+# The broker as the project ships it: a station's client id is its user name, and it writes only
+# tarvek/<station>/; the page only reads (scripts/plant-broker-config.sh).
+"$root/scripts/plant-broker-config.sh" "$demo/broker" single --stations "st1 st2" --bind 127.0.0.1 \
+  --station-port "$mqtt_port" --page-port "$web_port" --www "$demo/www"
+page_password="$(cat "$demo/broker/page.password")"
+echo "log_dest file $demo/mosquitto.log" >> "$demo/broker/mosquitto.conf"
 touch "$demo/mosquitto.log" && chmod 666 "$demo/mosquitto.log"
 
 pids=()
@@ -53,8 +35,9 @@ cleanup() {
 }
 trap cleanup EXIT
 trap 'exit 0' INT TERM
-mosquitto -c "$demo/mosquitto.conf" &
+mosquitto -c "$demo/broker/mosquitto.conf" &
 pids+=($!)
+echo "$!" > "$demo/broker.pid"
 
 for st in st1 st2; do
   dir="$demo/$st"
@@ -62,8 +45,7 @@ for st in st1 st2; do
   for n in 1 2 3 4 5 6; do printf '"%d"\r\n"1"\r\n' "$n"; done > "$dir/station/ParamComx.ini"
   { for n in 1 2 3 4 5 6; do printf '%s\r\n' "$dir/ports/COM$n"; done; for n in $(seq 7 14); do printf '\r\n'; done; } \
     > "$dir/station/ComDevices.ini"
-  chmod 600 "$demo/$st.password"
-  printf '"1"\r\n"127.0.0.1"\r\n"%s"\r\n"%s"\r\n"%s"\r\n"%s"\r\n""\r\n' "$mqtt_port" "$st" "$st" "$demo/$st.password" \
+  printf '"1"\r\n"127.0.0.1"\r\n"%s"\r\n"%s"\r\n"%s"\r\n"%s"\r\n""\r\n' "$mqtt_port" "$st" "$st" "$demo/broker/$st.password" \
     > "$dir/station/Plant.ini"
   mkfifo "$dir/sim-control"
   exec {fd}<>"$dir/sim-control"

@@ -40,25 +40,31 @@ std::unique_ptr<PlantPublisher> attachPlant(Station& station, LogWindow& window,
     plantState->setObjectName(QStringLiteral("plantState"));
     window.statusBar()->addPermanentWidget(plantState);
     QObject::connect(plant.get(), &PlantPublisher::stateChanged, plantState, &QLabel::setText);
+    QObject::connect(plant.get(), &PlantPublisher::stateChanged, plantState, &QLabel::setToolTip); // when cut off
     QObject::connect(plant.get(), &PlantPublisher::problem, &station, [&station](const QString& text) {
         std::fprintf(stderr, "%s\n", qPrintable(text));
-        station.appendEvent(text);
+        const Clock& clock = station.clock();
+        station.appendEvent(QStringLiteral("%1 / %2  %3").arg(clock.dateText(), clock.timeText(), text)); // as every event
     });
     QObject::connect(&station, &Station::quitting, plant.get(), [p = plant.get()] {
         PlantSettings off = p->settings();
         off.enabled = false;
         p->apply(off); // says goodbye: the broker keeps the station's last word, not its will
     });
-    PlantSettings plantSettings = PlantSettings::load(station.files());
-    if (!options.plantBroker.isEmpty()) {
-        plantSettings.setBroker(options.plantBroker);
-        plantSettings.enabled = true;
-    }
-    if (!options.plantName.isEmpty()) {
-        plantSettings.station = options.plantName;
-        plantSettings.enabled = true;
-    }
-    plant->apply(plantSettings);
+    // Read once the station has started up, after the event list is cleared, so that a damaged
+    // Plant.ini is told where the operator sees it.
+    QObject::connect(&station, &Station::startupFinished, plant.get(), [p = plant.get(), &station, &options] {
+        PlantSettings plantSettings = PlantSettings::load(station.files());
+        if (!options.plantBroker.isEmpty()) {
+            plantSettings.setBroker(options.plantBroker);
+            plantSettings.enabled = true;
+        }
+        if (!options.plantName.isEmpty()) {
+            plantSettings.station = options.plantName;
+            plantSettings.enabled = true;
+        }
+        p->apply(plantSettings);
+    });
     // Its settings form: in the Station menu, in service mode only.
     if (auto* menu = window.findChild<QMenu*>(QStringLiteral("mnuStation"))) {
         QAction* entry = new QAction(QStringLiteral("Plant View Settings"), menu);

@@ -28,12 +28,15 @@ QString topic(const QString& station, const QString& leaf)
     return QStringLiteral("tarvek/%1/%2").arg(station, leaf);
 }
 
-QByteArray offlinePayload()
+QByteArray offlinePayload(const QDateTime& now)
 {
-    return bytes(QJsonObject{{QStringLiteral("online"), false}});
+    QJsonObject o{{QStringLiteral("online"), false}};
+    if (now.isValid())
+        o.insert(QStringLiteral("time"), iso(now));
+    return bytes(o);
 }
 
-QByteArray statusPayload(Station& station, qint64 session)
+QByteArray statusPayload(Station& station, qint64 session, const QDateTime& now)
 {
     QJsonArray engines;
     for (int n = 1; n <= kEngines; ++n)
@@ -42,7 +45,8 @@ QByteArray statusPayload(Station& station, qint64 session)
     return bytes(QJsonObject{{QStringLiteral("online"), true},
                              {QStringLiteral("version"), station.version().trimmed()},
                              {QStringLiteral("session"), session},
-                             {QStringLiteral("engines"), engines}});
+                             {QStringLiteral("engines"), engines},
+                             {QStringLiteral("time"), iso(now)}});
 }
 
 QString engineLink(Station& station, int engine)

@@ -1,6 +1,8 @@
 #pragma once
 // The JSON payloads of the plant topics, read from the station as the main window shows it.
-//   tarvek/<station>/status            {"online":true,"version":..,"session":N,"engines":[1,..]}
+//   tarvek/<station>/status            {"online":true,"version":..,"session":N,"engines":[1,..],"time":..}
+//                                      (a heartbeat: its time is the station's clock), and
+//                                      {"online":false} from the broker's last will or a clean exit
 //   tarvek/<station>/engine/<n>/state  link, phase, fault, rows with units, set-points, times
 //   tarvek/<station>/alarms            the alarms that hold, newest first
 //   tarvek/<station>/history           {"seq":N,"session":N,"line":".."}
@@ -16,8 +18,9 @@ class Station;
 namespace plant {
 
 QString topic(const QString& station, const QString& leaf);
-QByteArray offlinePayload();
-QByteArray statusPayload(Station& station, qint64 session);
+// The last will; a clean exit says when it ended.
+QByteArray offlinePayload(const QDateTime& now = {});
+QByteArray statusPayload(Station& station, qint64 session, const QDateTime& now);
 
 // The engine's link as its column shows it: "yes" (answering), "no" (not answering yet),
 // "lost" (answered, then went silent), "closed" (the operator closed the links).

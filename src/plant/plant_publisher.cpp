@@ -17,7 +17,7 @@ PlantPublisher::PlantPublisher(Station& station, QObject* parent)
     connect(mqtt_, &MqttConnection::connected, this, &PlantPublisher::connected);
     connect(mqtt_, &MqttConnection::stateChanged, this, [this](MqttConnection::State s, const QString& text) {
         if (s != MqttConnection::State::Off)
-            setText(text, s == MqttConnection::State::Waiting);
+            setText(text, s == MqttConnection::State::Waiting || s == MqttConnection::State::Refused);
     });
     connect(&station.link(), &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
         if (outcome.good && slot >= 1 && slot <= kEngines)
@@ -25,6 +25,10 @@ PlantPublisher::PlantPublisher(Station& station, QObject* parent)
     });
     connect(&station.alarmSupervision().summary(), &AlarmSummary::changed, this, [this] { alarmsDirty_ = true; });
     connect(&station.history(), &History::appended, this, &PlantPublisher::historyLine);
+    connect(&station, &Station::startupFinished, this, [this] {
+        if (settings_.enabled && mqtt_->state() == MqttConnection::State::Off && !options_.host.isEmpty())
+            startConnection();
+    });
 }
 
 void PlantPublisher::setText(const QString& text, bool isProblem)
@@ -48,7 +52,9 @@ QString PlantPublisher::apply(const PlantSettings& settings)
 {
     settings_ = settings;
     tick_->stop();
-    mqtt_->stop();
+    // A clean end says when: the page reads "offline since" from it.
+    mqtt_->stop(plant::offlinePayload(station_.clock().now()));
+    options_ = {};
     told_.clear();
     if (!settings.enabled) {
         setText(QStringLiteral("off"), false);
@@ -69,8 +75,17 @@ QString PlantPublisher::apply(const PlantSettings& settings)
     o.caFile = settings.caFile;
     o.willTopic = plant::topic(settings.station, QStringLiteral("status"));
     o.willPayload = plant::offlinePayload();
-    why = mqtt_->start(o);
-    if (!why.isEmpty()) {
+    options_ = o;
+    if (!station_.startedUp()) {
+        setText(QStringLiteral("waiting for the station's start-up"), false);
+        return {};
+    }
+    return startConnection();
+}
+
+QString PlantPublisher::startConnection()
+{
+    if (const QString why = mqtt_->start(options_); !why.isEmpty()) {
         setText(QStringLiteral("not publishing: ") + why, true);
         return why;
     }
@@ -78,10 +93,23 @@ QString PlantPublisher::apply(const PlantSettings& settings)
     return {};
 }
 
+void PlantPublisher::publishStatus()
+{
+    // The heartbeat, and at once when what it says changes (the engines in use).
+    const QByteArray now = plant::statusPayload(station_, session_, {});
+    if (now == statusSent_ && monotonic_.elapsed() - statusAtMs_ < kHeartbeatMs)
+        return;
+    if (mqtt_->publish(plant::topic(settings_.station, QStringLiteral("status")),
+                       plant::statusPayload(station_, session_, station_.clock().now()), 1, true)) {
+        statusSent_ = now;
+        statusAtMs_ = monotonic_.elapsed();
+    }
+}
+
 void PlantPublisher::connected()
 {
-    mqtt_->publish(plant::topic(settings_.station, QStringLiteral("status")), plant::statusPayload(station_, session_),
-                   1, true);
+    statusSent_.clear();
+    publishStatus();
     for (int n = 1; n <= kEngines; ++n)
         publishEngine(n, true);
     alarmsDirty_ = true;
@@ -91,8 +119,9 @@ void PlantPublisher::connected()
 
 void PlantPublisher::tick()
 {
-    if (mqtt_->state() != MqttConnection::State::Connected)
+    if (!mqtt_->isLinked())
         return;
+    publishStatus();
     for (int n = 1; n <= kEngines; ++n)
         publishEngine(n, false);
     publishAlarms();

@@ -5,7 +5,10 @@
 // Each engine's state goes out when it changes, at most once a second, and at least every 10 s;
 // the alarms when they change; each history line as it is written (kept while the broker is away,
 // up to kHistoryBacklog lines, with consecutive sequence numbers so a reader sees any gap). After
-// every connection all the retained topics go out again.
+// every connection all the retained topics go out again. The status is a heartbeat: it goes out
+// every kHeartbeatMs with the station's time, so a reader can relate the station's time stamps to
+// its own clock. Nothing is published before the station has started up, so the first status is
+// already complete (version and engines).
 #include "plant/mqtt_connection.h"
 #include "plant/plant_settings.h"
 
@@ -29,6 +32,7 @@ public:
     static constexpr int kMaxGapMs = 10'000;
     static constexpr int kTickMs = 200;
     static constexpr int kHistoryBacklog = 1000;
+    static constexpr int kHeartbeatMs = 10'000;
 
     explicit PlantPublisher(Station& station, QObject* parent = nullptr);
 
@@ -38,7 +42,6 @@ public:
     const PlantSettings& settings() const { return settings_; }
     // "Plant: connected to ...", "Plant: retrying in 4 s: ...", "Plant: off".
     QString stateText() const { return text_; }
-    MqttConnection::State connectionState() const { return mqtt_->state(); }
 
 signals:
     void stateChanged(const QString& text);
@@ -47,7 +50,9 @@ signals:
 
 private:
     void setText(const QString& text, bool isProblem);
+    QString startConnection();
     void connected();
+    void publishStatus();
     void tick();
     void publishEngine(int engine, bool force);
     void publishAlarms();
@@ -58,6 +63,7 @@ private:
     MqttConnection* mqtt_;
     QTimer* tick_;
     PlantSettings settings_;
+    MqttConnection::Options options_; // waiting for the station's start-up while not started
     QString text_;
     QString told_;
     qint64 session_ = 0;
@@ -65,6 +71,8 @@ private:
     QStringList backlog_; // history payloads not yet handed to the broker
     bool alarmsDirty_ = false;
     QElapsedTimer monotonic_;
+    qint64 statusAtMs_ = 0;
+    QByteArray statusSent_; // without its time
     std::array<QJsonObject, 6> sent_{};
     std::array<qint64, 6> sentAtMs_{};
     std::array<QDateTime, 6> lastReply_{};

@@ -24,8 +24,6 @@ QStringList PlantSettings::lines() const
 PlantSettings PlantSettings::load(SettingsFiles& files)
 {
     PlantSettings s = defaults();
-    if (!QFileInfo::exists(files.pathOf(fileName())))
-        s.save(files);
     const QStringList v = files.readValues(fileName());
     auto line = [&v](int i) { return i < v.size() ? v[i].trimmed() : QString(); };
     if (const auto on = SettingsFiles::toNumber(line(0)))
@@ -34,6 +32,8 @@ PlantSettings PlantSettings::load(SettingsFiles& files)
         s.host = line(1);
     if (const auto p = SettingsFiles::toNumber(line(2)); p && *p > 0 && *p < 65536)
         s.port = *p;
+    else if (!line(2).isEmpty())
+        s.badPort = line(2);
     if (!line(3).isEmpty())
         s.station = line(3);
     s.user = line(4);
@@ -58,6 +58,7 @@ bool PlantSettings::setBroker(const QString& hostPort)
         return false;
     host = hostPort.left(colon);
     port = p;
+    badPort.clear();
     return true;
 }
 
@@ -77,6 +78,8 @@ QString PlantSettings::problem() const
 {
     if (host.isEmpty())
         return QStringLiteral("no broker host");
+    if (!badPort.isEmpty())
+        return QStringLiteral("the broker port \"%1\" in %2 is not a port from 1 to 65535").arg(badPort, fileName().mid(1));
     if (const QString p = nameProblem(station); !p.isEmpty())
         return p;
     if (!caFile.isEmpty() && !QFileInfo(caFile).isReadable())

@@ -2,8 +2,8 @@
 // "\Plant.ini": whether and where the station publishes its engines for the plant view.
 //   line 1  publishing: 0 off (the default), 1 on
 //   line 2  broker host (an address or a name; "127.0.0.1")
-//   line 3  broker port (1883)
-//   line 4  station name, the <station> of every topic (the machine's host name)
+//   line 3  broker port (1883); one outside 1..65535 is refused, never replaced
+//   line 4  station name, the <station> of every topic (empty: the machine's host name)
 //   line 5  user name (empty: no log-in)
 //   line 6  path of the password file: its first line is the password; the file must be
 //           readable by its owner only
@@ -21,14 +21,16 @@ struct PlantSettings {
     bool enabled = false;
     QString host = QStringLiteral("127.0.0.1");
     int port = 1883;
+    QString badPort; // the port line as read, when it is no port
     QString station;
     QString user;
     QString passwordFile;
     QString caFile;
 
     static PlantSettings defaults();
-    // Reads the file, creating it with the defaults when it is missing. A line that does not
-    // read keeps its default.
+    // Reads the file, creating it with the defaults when it is missing; a damaged one is kept aside
+    // and told, like every settings file. A line that does not read keeps its default, but a port
+    // that is not one is kept for problem() to refuse.
     static PlantSettings load(SettingsFiles& files);
     bool save(SettingsFiles& files) const;
     QStringList lines() const;

@@ -78,6 +78,8 @@ const std::vector<SettingsFileSpec>& SettingsFiles::index()
                                                repeat("0", 8), true},
         {"\\ParamLogStart.ini", L::Plain, {}, false},
         {"\\Display.ini", L::Plain, {"14"}, false},
+        // The plant view: publishing off, broker 127.0.0.1:1883; an empty station name is the host's.
+        {"\\Plant.ini", L::Quoted, {"0", "127.0.0.1", "1883", "", "", "", ""}, false},
     };
     return files;
 }

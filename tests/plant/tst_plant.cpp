@@ -1,12 +1,18 @@
-// Stations publishing to a real Mosquitto: what a plant subscriber sees, and what the broker's
-// faults do to it.
+// Stations publishing to real Mosquitto brokers, configured as the project ships them: what a
+// plant subscriber sees, and what faults, intruders, TLS and bridges do to it.
+#include "plant/plant_settings.h"
 #include "plant_rig.h"
+#include "settings/settings_files.h"
 #include "test_registry.h"
+#include "test_support.h"
 
+#include <QDir>
 #include <QJsonArray>
+#include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
 
+using namespace tarvek;
 using namespace tarvek::test;
 
 namespace {
@@ -23,14 +29,22 @@ bool allEnginesAnswer(const Subscriber& s, const QString& station)
     }
     return true;
 }
+int offlineCount(const Subscriber& s, const QString& station)
+{
+    int n = 0;
+    for (const Received& r : s.received())
+        n += r.topic == "tarvek/" + station + "/status" && r.json()["online"] == false ? 1 : 0;
+    return n;
+}
 } // namespace
 
 class PlantTest : public QObject {
     Q_OBJECT
 private slots:
     // A station started before its broker; six engines, alarms and history as they happen; a
-    // subscriber that comes late; a client writing outside its own topics. Then the broker
-    // restarts, which brings a full republish, and the station is killed: its will says offline.
+    // subscriber that comes late; clients that try to write as a station or to take its session.
+    // Then the broker restarts, which brings a full republish, and the station is killed: its
+    // will says offline.
     void stationPublishesItsEnginesThroughFaults()
     {
         Broker broker;
@@ -74,13 +88,41 @@ private slots:
             QVERIFY2(late.last(engineTopic("st1", n)).retained, qPrintable(QString::number(n)));
         QVERIFY(late.last("tarvek/st1/alarms").retained);
 
-        // A station may write only its own topics.
+        // Only a station writes its own topics: not another station, not the page.
         Subscriber intruder(broker, "st2");
         QVERIFY(intruder.publish("tarvek/st1/status", R"({"online":"forged"})"));
         QVERIFY(intruder.publish("tarvek/st2/status", R"({"online":"own"})"));
+        QVERIFY(late.publish("tarvek/st1/status", R"({"online":"forged"})"));
         QTRY_COMPARE_WITH_TIMEOUT(late.last("tarvek/st2/status").json()["online"].toString(), QString("own"), 10'000);
+        // Nor does anyone take its session: the page's users may use no client id but "tarvek-..."
+        // and may not log in where the stations do, and a station's client id is its user name,
+        // whatever it asks for.
+        Subscriber asStation(broker, "page", "nothing", "st1");
+        Subscriber pageAmongStations(broker, "page", "nothing", "tarvek-st1", broker.port());
+        QTRY_VERIFY_WITH_TIMEOUT(asStation.connack() >= 0 && pageAmongStations.connack() >= 0, 10'000);
+        QCOMPARE(asStation.connack(), 135); // not authorised
+        QCOMPARE(pageAmongStations.connack(), 135);
+        Subscriber asStationsId(broker, "page", "nothing", "tarvek-st1");
+        Subscriber otherStation(broker, "st2", "nothing", "tarvek-st1");
+        QTRY_VERIFY_WITH_TIMEOUT(asStationsId.connack() == 0 && otherStation.connack() == 0, 10'000);
+        const auto states = [&early] {
+            const QList<Received> all = early.received();
+            return std::count_if(all.cbegin(), all.cend(), [](const Received& r) { return r.topic.startsWith("tarvek/st1/engine/"); });
+        };
+        const auto before = states();
+        QTRY_VERIFY_WITH_TIMEOUT(states() >= before + 12, 40'000); // the station goes on
+        QCOMPARE(offlineCount(early, "st1"), 0);
         for (const Received& r : late.received())
             QVERIFY(!r.payload.contains("forged"));
+        QVERIFY2(!station.errors().contains("taken over"), qPrintable(station.errors()));
+        const auto beats = [&early] { // the status is a heartbeat with the station's time
+            QSet<QString> times;
+            for (const Received& r : early.received())
+                if (r.topic == "tarvek/st1/status")
+                    times << r.json()["time"].toString();
+            return times.size();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(beats() >= 2, 20'000);
 
         const qsizetype retries = station.errors().count("Plant: retrying");
         broker.kill();
@@ -95,32 +137,128 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(after.last("tarvek/st1/status").payload == R"({"online":false})", 30'000);
     }
 
-    // A broker that refuses the station, one that never answers, a password file others may read:
-    // told once each.
+    // A hall's broker bridged to the plant's central one: the page reads the central broker, the
+    // station publishes to its hall's. Its first status is complete, and a clean exit leaves it
+    // offline, retained, on the central broker.
+    void bridgedHallReachesTheCentralBroker()
+    {
+        Broker central({"central", "--halls", "hall1"});
+        QVERIFY(central.start());
+        Broker site({"site", "--stations", "st1", "--hall", "hall1", "--central", central.address()});
+        QVERIFY(site.start());
+        Subscriber page(central, "page");
+        QTRY_VERIFY_WITH_TIMEOUT(page.connack() == 0, 10'000);
+        PlantStation station(site, "st1");
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        const QJsonObject first = [&page] {
+            for (const Received& r : page.received())
+                if (r.topic == "tarvek/st1/status")
+                    return r.json();
+            return QJsonObject();
+        }();
+        QCOMPARE(first["engines"].toArray().size(), 6);
+        QCOMPARE(first["version"].toString(), QString("1.08G"));
+        QVERIFY(!first["time"].toString().isEmpty());
+
+        QVERIFY(station.terminate());
+        Subscriber later(central, "page");
+        QTRY_COMPARE_WITH_TIMEOUT(later.last("tarvek/st1/status").json()["online"], QJsonValue(false), 20'000);
+        QVERIFY(later.last("tarvek/st1/status").retained);
+        QVERIFY(!later.last("tarvek/st1/status").json()["time"].toString().isEmpty()); // not the will
+        QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
+    }
+
+    // A broker that refuses the station or its messages, one that never answers, a password file
+    // others may read, TLS whose certificate does not hold: told once each, with the reason. TLS
+    // checks the host as written in the settings, so "localhost" holds for a certificate made out
+    // to localhost.
     void refusalsAreToldOnce_data()
     {
+        QTest::addColumn<QString>("to");   // broker, silent, tls... (the TLS listeners)
+        QTest::addColumn<QString>("name"); // the station's name; its user is st1
         QTest::addColumn<QByteArray>("password");
         QTest::addColumn<bool>("loose");
-        QTest::addColumn<QString>("told");
-        QTest::newRow("wrong password") << QByteArray("wrong") << false << "refused by the broker: Connection Refused: not authorised";
-        QTest::newRow("loose password file") << QByteArray() << true << "open to other users";
-        QTest::newRow("silent broker") << QByteArray("silent") << false << "the broker does not answer";
+        QTest::addColumn<QString>("ca");
+        QTest::addColumn<QString>("told"); // empty: connects and publishes
+        QTest::newRow("wrong password") << "broker" << "st1" << QByteArray("wrong") << false << "" << "refused by the broker: Not authorized";
+        QTest::newRow("loose password file") << "broker" << "st1" << QByteArray() << true << "" << "open to other users";
+        QTest::newRow("silent broker") << "silent" << "st1" << QByteArray() << false << "" << "the broker does not answer";
+        QTest::newRow("outside its ACL") << "broker" << "hall" << QByteArray() << false << "" << "refuses the station's messages (tarvek/hall/status: Not authorized)";
+        QTest::newRow("TLS, right CA and name") << "tls" << "st1" << QByteArray() << false << "ca" << "";
+        QTest::newRow("TLS, wrong CA") << "tls" << "st1" << QByteArray() << false << "other-ca" << "(unknown CA)";
+        QTest::newRow("TLS, wrong name") << "tls-elsewhere" << "st1" << QByteArray() << false << "ca" << "is made out to elsewhere.invalid, not to localhost (name mismatch)";
+        QTest::newRow("TLS, wrong address") << "tls-by-address" << "st1" << QByteArray() << false << "ca" << "is made out to localhost, not to 127.0.0.1 (name mismatch)";
+        QTest::newRow("TLS, expired") << "tls-expired" << "st1" << QByteArray() << false << "ca" << "(expired)";
     }
     void refusalsAreToldOnce()
     {
+        QFETCH(QString, to);
+        QFETCH(QString, name);
         QFETCH(QByteArray, password);
         QFETCH(bool, loose);
+        QFETCH(QString, ca);
         QFETCH(QString, told);
         Broker broker;
+        QVERIFY(broker.makeCertificates());
+        const int tls = broker.addTlsListener("server");
+        const int expired = broker.addTlsListener("expired");
+        const int elsewhere = broker.addTlsListener("elsewhere");
         QVERIFY(broker.start());
         QTcpServer silent; // takes the connection, never says a word
         QVERIFY(silent.listen(QHostAddress::LocalHost));
-        const QString address = password == "silent" ? QString("127.0.0.1:%1").arg(silent.serverPort()) : broker.address();
-        PlantStation station(address, "st1", password, loose);
+        const QHash<QString, QString> address{{"broker", broker.address()},
+                                              {"silent", QString("127.0.0.1:%1").arg(silent.serverPort())},
+                                              {"tls", QString("localhost:%1").arg(tls)},
+                                              {"tls-by-address", QString("127.0.0.1:%1").arg(tls)},
+                                              {"tls-expired", QString("localhost:%1").arg(expired)},
+                                              {"tls-elsewhere", QString("localhost:%1").arg(elsewhere)}};
+        Subscriber page(broker, "page");
+        PlantStation station(address[to], name, {"st1", password, loose, ca.isEmpty() ? QString() : broker.file(ca + ".crt")});
+        if (told.isEmpty()) {
+            QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+            QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
+            return;
+        }
         QTRY_VERIFY_WITH_TIMEOUT(station.errors().contains(told), 30'000);
-        QTest::qWait(3000); // two more attempts at least
+        QTest::qWait(3000); // two more attempts at least, or more refused messages
         QCOMPARE(station.errors().count(told), 1);
         QVERIFY2(station.errors().count("Plant:") == 1, qPrintable(station.errors()));
+    }
+
+    // A damaged Plant.ini is kept aside and told like every settings file, and publishing stays
+    // off; a port that is no port is refused, never replaced by the default one.
+    void plantSettingsRefuseWhatTheyCannotUse_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("told");
+        QTest::newRow("empty") << QByteArray() << "Plant.ini is empty: kept aside as Plant.ini.damaged-";
+        QTest::newRow("binary") << QByteArray("\x01\xfe\x00\x02", 4) << "Plant.ini holds bytes that are not text: kept aside";
+        QTest::newRow("port too big") << QByteArray("\"1\"\r\n\"broker\"\r\n\"99999\"\r\n") << "the broker port \"99999\" in Plant.ini is not a port from 1 to 65535";
+        QTest::newRow("port not a number") << QByteArray("\"1\"\r\n\"broker\"\r\n\"18 83\"\r\n") << "the broker port \"18 83\" in Plant.ini";
+    }
+    void plantSettingsRefuseWhatTheyCannotUse()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, told);
+        QTemporaryDir dir;
+        SettingsFiles files(dir.path());
+        QSignalSpy problems(&files, &SettingsFiles::problem);
+        writeBytes(dir.filePath("Plant.ini"), bytes);
+        const PlantSettings s = PlantSettings::load(files);
+        const QStringList aside = QDir(dir.path()).entryList({"Plant.ini.damaged-*"});
+        if (told.contains("kept aside")) {
+            QCOMPARE(problems.count(), 1);
+            QVERIFY2(problems.at(0).at(0).toString().contains(told), qPrintable(problems.at(0).at(0).toString()));
+            QCOMPARE(aside.size(), 1);
+            QCOMPARE(readBytes(dir.filePath(aside.at(0))), bytes);
+            QVERIFY(!s.enabled);
+            QCOMPARE(PlantSettings::load(files), s); // the defaults written read cleanly
+            QCOMPARE(problems.count(), 1);
+        } else {
+            QVERIFY(aside.isEmpty());
+            QVERIFY(s.enabled);
+            QVERIFY2(s.problem().contains(told), qPrintable(s.problem()));
+        }
     }
 };
 TARVEK_TEST(PlantTest)

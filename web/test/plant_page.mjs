@@ -1,17 +1,22 @@
 // The plant page in a real browser against a real broker and two stations on simulated engines
 // (scripts/plant-demo.sh): twelve engines shown live, a silenced engine turns stale, a killed
-// station turns offline. Screenshots go to the folder given as the first argument.
+// station turns offline and is an entry of the alarm list; a page opened as if four minutes after
+// that death reads its age from the station's time stamps, not from when the broker handed them
+// over; the broker going away greys the whole page at once under a notice. Screenshots of each
+// state go to the folder given as the first argument.
 //   node plant_page.mjs OUT_DIR
 import { spawn } from "node:child_process";
 import { readFileSync, writeFileSync } from "node:fs";
 import net from "node:net";
 import path from "node:path";
 import { fileURLToPath } from "node:url";
+import mqtt from "mqtt";
 import puppeteer from "puppeteer-core";
 
 const root = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "../..");
 const out = path.resolve(process.argv[2] || ".");
 const WAIT_MS = 45000;
+const DEAD_S = 240;
 
 function freePort() {
   return new Promise((resolve) => {
@@ -59,12 +64,57 @@ try {
                              { timeout: WAIT_MS });
   console.log("a silenced engine is stale, its alarm listed");
 
+  await page.screenshot({ path: path.join(out, "plant-stale.png") });
+
   process.kill(Number(readFileSync(path.join(dir, "st2/station.pid"), "utf8")), "SIGKILL");
   await page.waitForFunction(
-    `document.querySelector('section.station[data-station="st2"]').classList.contains('offline') &&
-     ${live('section[data-station="st2"]')} === 0`, { timeout: WAIT_MS });
-  await page.screenshot({ path: path.join(out, "plant-faults.png") });
-  console.log("a killed station is offline");
+    `document.querySelector('section.station[data-station="st2"]').dataset.state === 'offline' &&
+     ${live('section[data-station="st2"]')} === 0 &&
+     [...document.querySelectorAll('#alarms li.active')].some((li) => li.textContent.startsWith('st2 station offline'))`,
+    { timeout: WAIT_MS });
+  console.log("a killed station is offline, and an alarm");
+
+  // Four minutes on: st2's retained messages as the broker would hand them over then, their
+  // station time stamps and the broker's count of their waiting both four minutes older.
+  // The page's user reads where the page does; the station's writes where the stations do.
+  const port = said.match(/Broker: 127\.0\.0\.1:(\d+)/)[1];
+  const client = (user) => mqtt.connectAsync(user === "page" ? url.replace(/^http(.*)\/#.*$/, "ws$1/mqtt") : `mqtt://127.0.0.1:${port}`,
+    { protocolVersion: 5, username: user, clientId: `tarvek-test-${user}`,
+      password: readFileSync(path.join(dir, `broker/${user}.password`), "utf8").trim() });
+  const [reader, writer] = [await client("page"), await client("st2")];
+  const kept = new Map();
+  reader.on("message", (topic, payload, packet) => kept.set(topic, { payload, packet }));
+  await reader.subscribeAsync("tarvek/st2/#", { qos: 1 });
+  await new Promise((resolve) => setTimeout(resolve, 1500));
+  const older = (iso) => new Date(Date.parse(iso) - DEAD_S * 1000).toISOString();
+  for (const [topic, { payload, packet }] of kept) {
+    const m = JSON.parse(payload.toString());
+    for (const key of ["time", "lastReply"]) if (m[key]) m[key] = older(m[key]);
+    for (const a of m.alarms || []) a.raised = older(a.raised);
+    const left = packet.properties.messageExpiryInterval - DEAD_S;
+    await writer.publishAsync(topic, JSON.stringify(m), { qos: 1, retain: true, properties: { messageExpiryInterval: left } });
+  }
+  await Promise.all([reader.endAsync(), writer.endAsync()]);
+  const later = await browser.newPage();
+  await later.setViewport({ width: 1400, height: 720 });
+  await later.goto(url);
+  await later.waitForFunction(
+    `[...document.querySelectorAll('.card[data-station="st2"]')].every((c) => c.dataset.age >= ${DEAD_S} &&
+       c.dataset.age < ${DEAD_S + 60} && /last reply[45] min ago/.test(c.textContent)) &&
+     document.querySelectorAll('.card[data-station="st2"]').length === 6 &&
+     document.querySelector('section[data-station="st2"] .state').textContent.startsWith('offline since') &&
+     [...document.querySelectorAll('#alarms li.active')].some((li) => li.textContent.startsWith('st2 station offline'))`,
+    { timeout: WAIT_MS });
+  await later.screenshot({ path: path.join(out, "plant-offline.png") });
+  console.log("a station dead four minutes reads four minutes old");
+
+  // The broker goes away: everything grey at once, under the notice.
+  process.kill(Number(readFileSync(path.join(dir, "broker.pid"), "utf8")), "SIGKILL");
+  await later.waitForFunction(
+    `!document.getElementById('notice').hidden && document.body.classList.contains('broker-lost') &&
+     ${live("#stations")} === 0`, { timeout: WAIT_MS });
+  await later.screenshot({ path: path.join(out, "plant-broker-lost.png") });
+  console.log("a lost broker greys the page under its notice");
 } catch (e) {
   console.error(e);
   failed = true;
