@@ -47,6 +47,7 @@ private slots:
         QTest::newRow("logger tick too short") << QStringList{"--logger-tick", "5"} << 64 << "" << "--logger-tick: 10 to 60000 ms, not 5";
         QTest::newRow("quit beyond a timer") << QStringList{"--quit-after", "3e6"} << 64 << "" << "from 0 to 2147483";
         QTest::newRow("stray argument") << QStringList{"extra"} << 64 << "" << "not extra";
+        QTest::newRow("Qt's own option and its value") << QStringList{"-platform", "offscreen", "--logger-tick", "5"} << 64 << "" << "--logger-tick: 10 to 60000 ms, not 5";
         // The administrator's way back in, with no screen: the damaged file is kept beside the new one.
         QTest::newRow("reset passwords") << QStringList{"--reset-passwords"} << 0 << "the old one is kept as" << "";
         QTest::newRow("export, bad engine") << QStringList{"--export-history", "x.csv", "--engine", "7", "--from", "2026-11-23 09:00", "--to", "2026-11-23 10:00"} << 64 << "" << "--engine: 1 to 6, not 7";

@@ -177,11 +177,20 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     const auto isSet = [&parser](const char* name) { return parser.isSet(QString::fromLatin1(name)); };
     const auto value = [&parser](const char* name) { return parser.value(QString::fromLatin1(name)); };
 
-    // Single-dash words (-platform, -style...) are Qt's own options, taken by the application.
+    // Single-dash words (-platform, -style...) are Qt's own options, taken by the application, and
+    // so is the value that follows those of them that take one.
+    static const QStringList qtValueOptions{"-platform", "-platformpluginpath", "-platformtheme", "-plugin",
+                                            "-qwindowgeometry", "-qwindowtitle", "-qwindowicon", "-style",
+                                            "-stylesheet", "-display", "-geometry", "-title", "-session", "-qmljsdebugger"};
     QStringList args;
-    for (const QString& a : QCoreApplication::arguments())
+    const QStringList all = QCoreApplication::arguments();
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        const QString& a = all[i];
         if (a.size() <= 2 || !a.startsWith(QLatin1Char('-')) || a.startsWith(QLatin1String("--")))
             args << a;
+        else if (qtValueOptions.contains(a))
+            ++i;
+    }
     if (!parser.parse(args))
         return usageError(parser.errorText());
     if (parser.isSet(helpOption)) {
