@@ -40,6 +40,10 @@ int main(int argc, char** argv)
         return exportHistory(options);
     if (options.command == Options::Command::ResetPasswords)
         return resetPasswords(options);
+    if (options.command == Options::Command::CheckPorts) {
+        QCoreApplication core(argc, argv);
+        return checkPorts(options);
+    }
     if (!QDir().mkpath(options.folder)) {
         std::fprintf(stderr, "cannot create the station folder %s\n", qPrintable(options.folder));
         return 1;

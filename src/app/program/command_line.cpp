@@ -128,6 +128,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                QStringLiteral("Put the two default passwords back in the log-in file (the old file is kept beside "
                               "it under a dated name), then exit. For the administrator when the file is damaged "
                               "or the passwords are lost; opens no window.")),
+        option("check-ports",
+               QStringLiteral("Tell for each enabled port its device and whether this user can open it (missing, "
+                              "in use, no permission...), then exit with 0 when every one can; opens no window.")),
         option("plant-broker",
                QStringLiteral("Publish the engines to the MQTT broker at HOST:PORT for this run, over Plant.ini."),
                "HOST:PORT"),
@@ -158,6 +161,15 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                           parser.positionalArguments().join(QLatin1Char(' ')));
 
     o.folder = isSet("folder") ? value("folder") : defaultFolder();
+    o.com = parser.values(QStringLiteral("com"));
+    const QStringList badCom = ComMap().applyOverrides(o.com);
+    if (!badCom.isEmpty())
+        return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") +
+                          badCom.join(QStringLiteral(", ")));
+    if (isSet("check-ports")) {
+        o.command = Options::Command::CheckPorts;
+        return std::nullopt;
+    }
     if (isSet("export-history"))
         return parseExport(parser, o);
     o.noHistorian = isSet("no-historian");
@@ -195,11 +207,6 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         if (!ok || o.loggerTickMs < 10 || o.loggerTickMs > DataLogger::kTickMs)
             return usageError(QStringLiteral("--logger-tick: 10 to 60000 ms, not ") + value("logger-tick"));
     }
-    o.com = parser.values(QStringLiteral("com"));
-    const QStringList badCom = ComMap().applyOverrides(o.com);
-    if (!badCom.isEmpty())
-        return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") +
-                          badCom.join(QStringLiteral(", ")));
     o.plantBroker = value("plant-broker");
     if (isSet("plant-broker") && !PlantSettings().setBroker(o.plantBroker))
         return usageError(QStringLiteral("--plant-broker: HOST:PORT, not ") + o.plantBroker);

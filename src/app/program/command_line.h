@@ -10,7 +10,7 @@ namespace tarvek {
 
 struct Options {
     // What the program does: run the station, or one headless command and exit.
-    enum class Command { Run, ResetPasswords, ExportHistory };
+    enum class Command { Run, ResetPasswords, ExportHistory, CheckPorts };
     Command command = Command::Run;
 
     QString folder;    // the station folder (settings files, Img, Datalogger)
