@@ -91,6 +91,7 @@ private slots:
         QTest::newRow("plant name with a blank") << QStringList{"--plant-name", "hall 2"} << 64 << "" << "holds 'a blank'";
         QTest::newRow("plant broker without port") << QStringList{"--plant-broker", "hall"} << 64 << "" << "HOST:PORT, not hall";
         QTest::newRow("bad com") << QStringList{"--com", "15=/dev/x"} << 64 << "" << "not 15=/dev/x";
+        QTest::newRow("bad picture mode") << QStringList{"--screenshot", "x.png", "--screenshot-mode", "admin"} << 64 << "" << "user or service, not admin";
     }
     void answeredWithoutADisplay()
     {

@@ -97,6 +97,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                               "Graphs its graph page; Saisie the motor speed entry of LE1).")
                    .arg(screenshotFormNames().join(QStringLiteral(", "))),
                "NAME"),
+        option("screenshot-mode",
+               QStringLiteral("The picture shows the window in user or service mode, entered just before it is "
+                              "taken (the program then ends; no password is asked, none is needed to use it)."),
+               "user|service"),
         option("quit-after",
                QStringLiteral("Exit after SECONDS (the screenshot is taken just before; default 2 with "
                               "--screenshot)."),
@@ -184,6 +188,14 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     if (!screenshotFormNames().contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: one of %1, not ")
                               .arg(screenshotFormNames().join(QStringLiteral(", "))) + o.form);
+    if (isSet("screenshot-mode")) {
+        const QString mode = value("screenshot-mode");
+        if (mode != QLatin1String("user") && mode != QLatin1String("service"))
+            return usageError(QStringLiteral("--screenshot-mode: user or service, not ") + mode);
+        if (!isSet("screenshot"))
+            return usageError(QStringLiteral("--screenshot-mode goes with --screenshot FILE"));
+        o.screenshotMode = mode == QLatin1String("user") ? 0 : 1;
+    }
     if (isSet("time-scale")) {
         o.timeScale = value("time-scale").toInt();
         const auto& scales = TrendGraphs::kScalesMs;
