@@ -68,7 +68,7 @@ ConfigurationRS232::ConfigurationRS232(SerialLink& link, ComMap& map, SettingsFi
         states_[i]->setObjectName(QStringLiteral("DeviceState_%1").arg(i));
         states_[i]->setWordWrap(true);
         states_[i]->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        states_[i]->setMinimumWidth(300);
+        states_[i]->setMinimumWidth(340);
         states_[i]->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
         states_[i]->setContentsMargins(4, 1, 4, 1);
         grid->addWidget(states_[i], i + 1, 4);
@@ -180,6 +180,7 @@ void ConfigurationRS232::fillChoices()
         const auto add = [model](const QString& path, const QString& details) {
             model->appendRow({new QStandardItem(path), new QStandardItem(details)});
         };
+        QAbstractItemView* view = box->view();
         for (const SerialDevice& d : devices_.devices())
             add(d.path, d.details());
         // The default of the row's COM number (of the engine's own number while it has none).
@@ -189,6 +190,8 @@ void ConfigurationRS232::fillChoices()
         if (!devices_.find(fallback))
             add(fallback, QStringLiteral("the default of COM%1, not present").arg(com));
         box->setEditText(typed);
+        // The list as wide as its paths and details, not only as the entry.
+        view->setMinimumWidth(view->sizeHintForColumn(0) + view->sizeHintForColumn(1) + 24);
         const bool fixed = setup_.overridden(number);
         box->setEnabled(!fixed);
         QString tip = fixed ? QStringLiteral("COM%1 is given by --com on the command line for this run").arg(number)
@@ -218,8 +221,12 @@ void ConfigurationRS232::refreshStates()
         }
         chosen << now[static_cast<std::size_t>(i)].device;
     }
-    if (isVisible())
+    if (isVisible()) {
         devices_.watch(chosen); // a path typed elsewhere than /dev is followed too
+        // A longer reason takes more lines: the form grows to show it whole, never shrinks under the hand.
+        if (const int need = layout()->totalHeightForWidth(width()); need > height())
+            resize(width(), need);
+    }
 }
 
 void ConfigurationRS232::numberEdited(int index)
