@@ -223,6 +223,12 @@ private slots:
         }
         QSignalSpy warnings(form, &ConfigurationRS232::warning);
         auto* save = form->findChild<QPushButton*>("Command1");
+        chooser(1)->setEditText("/dev/tty USB0");
+        QTest::mouseClick(save, Qt::LeftButton);
+        QCOMPARE(warnings.count(), 1);
+        QCOMPARE(warnings.first().at(1).toString(), "LE1: \"/dev/tty USB0\" is no device name (letters, digits and / . _ - : + only)");
+        chooser(1)->setEditText(path(1));
+        warnings.clear();
         QTest::mouseClick(save, Qt::LeftButton);
         QCOMPARE(warnings.count(), 1);
         QCOMPARE(warnings.first().at(1).toString(),
