@@ -220,6 +220,7 @@ private slots:
         QCOMPARE(range->currentText(), "Custom"); // a zoom is no longer the last 7 days
         range->setCurrentIndex(HistorianTrends::Last24Hours);
         QCOMPARE(plot->to() - plot->from(), qint64(86'400));
+        QCOMPARE(range->currentText(), "Last 24 hours");
         QTest::keyClick(plot, Qt::Key_Left);
         QCOMPARE(range->currentText(), "Custom"); // nor a pan
         QCOMPARE(plot->to(), now - 86'400 / 4);
