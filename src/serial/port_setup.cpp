@@ -168,12 +168,13 @@ PortSetup::State PortSetup::state(int slot, const Row& row) const
     // Not saved yet: what the device itself is.
     if (!link_.enabled(slot) || !sameDevice(link_.deviceName(slot), device))
         return fromVerdict(inspectDevice(device), QStringLiteral("present; opens on Save"));
-    if (!link_.connected())
-        return fromVerdict(inspectDevice(device), QStringLiteral("present; opens with START (RS232)"));
     if (link_.dropped(slot))
         return fromVerdict(inspectDevice(device), QStringLiteral("present; closed, no engine answered: Save to try again"));
+    // Why the last try to open it failed, connected or not.
     switch (link_.openProblem(slot)) {
-    case DeviceProblem::None: return fromVerdict(inspectDevice(device), QStringLiteral("present"));
+    case DeviceProblem::None:
+        return fromVerdict(inspectDevice(device), link_.connected() ? QStringLiteral("present")
+                                                                    : QStringLiteral("present; opens with START (RS232)"));
     case DeviceProblem::Missing:
         return {Kind::Missing, QStringLiteral("missing: %1 does not exist%2")
                                    .arg(devicePath(device),

@@ -190,6 +190,9 @@ private slots:
             QVERIFY(rig.station->link().portOpen(k));
             QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().framesSent(k) > frames[k] + 5, kRigWaitMs);
         }
+        // The links stopped, the last refusal still stands: not "opens with START" as if all were well.
+        rig.station->link().disconnectLink();
+        QCOMPARE(state(6), refusals.last().second.arg(refusals.last().first));
     }
 
     // A new station: six engines mapped from the window, a device given twice refused naming
