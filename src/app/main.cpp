@@ -102,6 +102,10 @@ int main(int argc, char** argv)
         return exportHistory(options);
     if (options.command == Options::Command::ResetPasswords)
         return resetPasswords(options);
+    if (options.command == Options::Command::CheckPorts) {
+        QCoreApplication core(argc, argv);
+        return checkPorts(options);
+    }
     // A replay writes nothing into the station folder, so it does not make one either.
     if (options.replay.isEmpty() && !QDir().mkpath(options.folder)) {
         std::fprintf(stderr, "cannot create the station folder %s\n", qPrintable(options.folder));
@@ -211,10 +215,17 @@ int main(int argc, char** argv)
 
     int exitCode = 0;
     if (options.quitAfter >= 0) {
-        QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&] {
+        const auto finish = [&] {
             if (!options.screenshot.isEmpty() && !takeScreenshot(window, station, options.form, options.screenshot))
                 exitCode = 1;
             station.quit();
+        };
+        QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&, finish] {
+            if (options.screenshotMode < 0)
+                return finish();
+            // The mode only for the picture, taken once the window has laid itself out for it.
+            station.enterMode(options.screenshotMode == 0 ? OperatingMode::User : OperatingMode::Service);
+            QTimer::singleShot(300, &app, finish);
         });
     }
     const int rc = app.exec();

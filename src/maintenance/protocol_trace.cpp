@@ -151,6 +151,22 @@ QString ProtocolTrace::lineOf(int row) const
     return cells.join(QLatin1Char('\t'));
 }
 
+QString ProtocolTrace::detail(int row) const
+{
+    if (row < 0 || row >= rowCount())
+        return {};
+    const Entry& e = entry(row);
+    QString out = QStringLiteral("%1  %2  %3  turnaround %4  %5 bytes\n\nText (. for a byte that is no character):\n")
+                      .arg(cell(row, Engine), cell(row, Direction), cell(row, Time), cell(row, Turnaround), cell(row, Length));
+    constexpr int kTextLine = 40, kHexLine = 16;
+    for (qsizetype at = 0; at < e.bytes.size(); at += kTextLine)
+        out += QStringLiteral("%1  |%2|\n").arg(at, 4).arg(printable(e.bytes.mid(at, kTextLine)));
+    out += QStringLiteral("\nHex:\n");
+    for (qsizetype at = 0; at < e.bytes.size(); at += kHexLine)
+        out += QStringLiteral("%1  %2\n").arg(at, 4).arg(hex(e.bytes.mid(at, kHexLine)));
+    return out;
+}
+
 bool ProtocolTrace::save(const QString& path, QString* error)
 {
     flush();

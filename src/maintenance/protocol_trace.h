@@ -58,6 +58,9 @@ public:
     const Entry& entry(int row) const { return entries_.at(static_cast<std::size_t>(row)); }
     QString cell(int row, int column) const;
     QString lineOf(int row) const;
+    // One row whole, for the detail pane: engine, direction, time, turnaround and length, then the
+    // text 40 characters a line and the hex 16 bytes a line, each line with its offset.
+    QString detail(int row) const;
     static QString printable(const QByteArray& bytes);
     static QString hex(const QByteArray& bytes);
 

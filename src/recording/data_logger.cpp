@@ -279,6 +279,16 @@ void DataLogger::off()
     emit changed();
 }
 
+QString DataLogger::runningSummary() const
+{
+    if (!running_)
+        return {};
+    const auto engines = std::count(choices_.engines.begin(), choices_.engines.end(), true);
+    QString every = intervalCaptions().at(choices_.interval).trimmed();
+    every.remove(QLatin1Char('[')).remove(QLatin1Char(']'));
+    return QStringLiteral("Data logger: %1 LE every %2").arg(engines).arg(every);
+}
+
 void DataLogger::setTickInterval(int ms)
 {
     timer42_->setInterval(ms);

@@ -116,6 +116,8 @@ public:
     bool resumeIfRunning();
 
     bool running() const { return running_; }
+    // While logging, what the main window says of it: "Data logger: 6 LE every 5 minutes"; else empty.
+    QString runningSummary() const;
     int countdown() const { return countdown_; }
     qint64 rowCounter() const { return counter_; }
     // The clock texts of the last pass, empty before the first.

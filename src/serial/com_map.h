@@ -43,6 +43,8 @@ public:
     bool applyOverride(const QString& text);
     // Applies each text; returns the ones that were malformed.
     QStringList applyOverrides(const QStringList& texts);
+    // The command line names this COM number's device for this run.
+    bool overridden(int com) const { return valid(com) && !overrides_[slot(com)].isEmpty(); }
     void clearOverrides();
 
 private:

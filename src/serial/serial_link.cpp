@@ -1,10 +1,13 @@
 #include "serial/serial_link.h"
 
 #include "recording/named_timer.h"
+#include "serial/device_check.h"
 #include "serial/port_events.h"
 #include "serial/precise_deadlines.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
+
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -103,6 +106,7 @@ bool SerialLink::enabled(int slot) const
 }
 int SerialLink::linkCountdown(int slot) const { return at(slot).countdown; }
 QString SerialLink::openError(int slot) const { return at(slot).openError; }
+DeviceProblem SerialLink::openProblem(int slot) const { return at(slot).open ? DeviceProblem::None : at(slot).problem; }
 quint64 SerialLink::framesSent(int slot) const { return at(slot).frames; }
 
 SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
@@ -173,19 +177,26 @@ void SerialLink::openSlot(int slot)
             openOnTransport(slot);
             return;
         }
-        s.port->setPortName(deviceName(slot));
+        const QString device = deviceName(slot);
+        s.port->setPortName(device);
         s.port->setFlowControl(QSerialPort::SoftwareControl);
         s.port->setBaudRate(QSerialPort::Baud19200);
         s.port->setDataBits(QSerialPort::Data8);
         s.port->setParity(QSerialPort::NoParity);
         s.port->setStopBits(QSerialPort::OneStop);
-        if (s.port->portName().isEmpty() || !s.port->open(QIODevice::ReadWrite)) {
-            s.openError = s.port->portName().isEmpty()
+        // What is no serial port is never opened; what is, and still fails, is told why.
+        DeviceVerdict verdict = device.isEmpty() ? DeviceVerdict{} : inspectDevice(device);
+        if (!device.isEmpty() && verdict.ok() && !s.port->open(QIODevice::ReadWrite))
+            verdict = explainOpenFailure(device, s.port->error(), s.port->errorString());
+        if (device.isEmpty() || !verdict.ok()) {
+            s.openError = device.isEmpty()
                               ? QStringLiteral("no device for COM%1").arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)))
-                              : QStringLiteral("%1: %2").arg(s.port->portName(), s.port->errorString());
-            s.missing = s.port->error() == QSerialPort::DeviceNotFoundError;
-            if (s.missing)
-                s.openError = QStringLiteral("%1: device missing").arg(s.port->portName());
+                              : verdict.text;
+            if (verdict.problem == DeviceProblem::InUse)
+                if (const int holder = slotHolding(device); holder > 0)
+                    s.openError = inUseByEngineText(device, holder);
+            s.missing = verdict.problem == DeviceProblem::Missing;
+            s.problem = device.isEmpty() ? DeviceProblem::Missing : verdict.problem;
             s.port->clearError();
             emit portOpenFailed(slot, s.openError);
             return;
@@ -195,7 +206,8 @@ void SerialLink::openSlot(int slot)
         s.port->clearError();
         s.openError.clear();
         s.missing = false;
-        s.openDevice = deviceName(slot);
+        s.problem = DeviceProblem::None;
+        s.openDevice = device;
         s.firstByte = -1;
         s.goodSinceTick = 0;
         s.staleDrops += s.framer.staleDrops();
@@ -224,6 +236,15 @@ void SerialLink::openOnTransport(int slot)
     s.open = true;
     s.countdown = kLinkCountdownStart;
     emit portOpened(slot);
+}
+
+int SerialLink::slotHolding(const QString& device) const
+{
+    const QString path = QFileInfo(devicePath(device)).canonicalFilePath();
+    for (int k = 1; k <= 6; ++k)
+        if (at(k).open && !path.isEmpty() && QFileInfo(devicePath(at(k).openDevice)).canonicalFilePath() == path)
+            return k;
+    return 0;
 }
 
 void SerialLink::openPorts()
@@ -478,7 +499,7 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
         // The port's own text may still be that of an earlier, harmless error (a missing RTS line).
         const QString reason = error == QSerialPort::ResourceError ? QStringLiteral("the device went away")
                                                                    : QStringLiteral("the device stopped reading");
-        s.openError = QStringLiteral("%1: %2").arg(s.port->portName(), reason);
+        s.openError = QStringLiteral("%1: %2").arg(s.openDevice, reason);
         const QString device = s.openDevice;
         closeSlot(slot);
         if (connected_ && enabled(slot)) {

@@ -5,6 +5,7 @@
 #include "protocol/reply_framer.h"
 #include "protocol/trace_tap.h"
 #include "serial/link_transport.h"
+#include "serial/device_check.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -51,6 +52,7 @@ public:
     bool enabled(int slot) const;        // PortEnabled is 1: the slot is meant to carry an engine
     int linkCountdown(int slot) const;   // LinkCountdown
     QString openError(int slot) const;   // why the last open failed, for a technician
+    DeviceProblem openProblem(int slot) const; // and what kind of reason that is
     QString deviceName(int slot) const;  // the device the slot's COM number names
     QString openDevice(int slot) const;  // the device the open port was opened on, else empty
     QString portLabel(int slot) const;   // "COM1 - " .. "COM6 - " followed by the COM number
@@ -180,10 +182,13 @@ private:
         quint64 badBeforeAnswer = 0;
         bool lostOnError = false;
         bool missing = false;
+        DeviceProblem problem = DeviceProblem::None; // why the last open failed
     };
 
     void openSlot(int slot);
     void openOnTransport(int slot);
+    // The slot whose open port is on that device (links followed), or 0.
+    int slotHolding(const QString& device) const;
     void onReadyRead(int slot);
     void restUntilWhole(int slot, qint64 missing);
     void wakeReading(int slot);

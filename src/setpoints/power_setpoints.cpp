@@ -7,6 +7,10 @@
 
 namespace tarvek {
 
+namespace {
+constexpr int kRpmUnit = 30; // the motor set-point counts units of 30 rpm
+} // namespace
+
 PowerSetPoints::PowerSetPoints(EngineTables& tables, SettingsFiles& files, History& history, QObject* parent)
     : QObject(parent), tables_(tables), files_(files), history_(history)
 {
@@ -61,7 +65,17 @@ std::optional<EntryRequest> PowerSetPoints::motorSpeedEntry()
     r.maximum = QStringLiteral("4000");
     r.motorSpeed = true;
     r.onAccepted = [this](const QString& text) { applyMotorSpeed(text.toInt()); };
+    r.note = &PowerSetPoints::motorSpeedNote;
     return r;
+}
+
+QString PowerSetPoints::motorSpeedNote(const QString& text)
+{
+    bool ok = false;
+    const int rpm = text.toInt(&ok);
+    if (!ok || rpm < ValueEntry::kMotorMinRpm || rpm > ValueEntry::kMotorMaxRpm || rpm % kRpmUnit == 0)
+        return {};
+    return QStringLiteral("%1 rpm is sent as %2 x %3 = %4 rpm").arg(rpm).arg(rpm / kRpmUnit).arg(kRpmUnit).arg(rpm / kRpmUnit * kRpmUnit);
 }
 
 void PowerSetPoints::applyMotorSpeed(int rpm)
@@ -71,8 +85,13 @@ void PowerSetPoints::applyMotorSpeed(int rpm)
     if (engine < 1 || engine > kEngines || rpm < ValueEntry::kMotorMinRpm || rpm > ValueEntry::kMotorMaxRpm)
         return;
     MotorSpeedRpm = static_cast<std::int16_t>(rpm);
-    tables_.at(engine - 1).MotorSpeedSetPoint = static_cast<std::uint8_t>(rpm / 30);
-    history_.append(QStringLiteral("0"), QStringLiteral("  M speed LE %1 = %2 rpm").arg(engine).arg(rpm));
+    const int units = rpm / kRpmUnit;
+    tables_.at(engine - 1).MotorSpeedSetPoint = static_cast<std::uint8_t>(units);
+    // What goes to the FADEC; an entry the unit rounded is named beside it.
+    QString line = QStringLiteral("  M speed LE %1 = %2 rpm").arg(engine).arg(units * kRpmUnit);
+    if (units * kRpmUnit != rpm)
+        line += QStringLiteral(" (%1 x %2 rpm; %3 rpm entered)").arg(units).arg(kRpmUnit).arg(rpm);
+    history_.append(QStringLiteral("0"), line);
     emit changed();
 }
 

@@ -46,8 +46,12 @@ public:
     // Label9: the entry of the motor speed of the selected engine, or nothing (and a status
     // text) while no engine is selected.
     std::optional<EntryRequest> motorSpeedEntry();
-    // An accepted motor speed: rpm / 30 into MotorSpeedSetPoint of the selected engine.
+    // An accepted motor speed: rpm / 30 into MotorSpeedSetPoint of the selected engine; the
+    // history names what is sent.
     void applyMotorSpeed(int rpm);
+    // What the unit of 30 rpm makes of a typed speed: "3500 rpm is sent as 116 x 30 = 3480 rpm";
+    // empty for a whole number of units or a text that is no speed 1000..4000.
+    static QString motorSpeedNote(const QString& text);
 
 signals:
     void changed();

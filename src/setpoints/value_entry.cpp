@@ -60,6 +60,7 @@ void ValueEntry::open(EntryRequest request)
     open_ = true;
     timer17_->start();
     emit opened(request_.hint, request_.minimum, request_.maximum);
+    emit noteChanged(QString());
 }
 
 bool ValueEntry::validate(const QString& text)
@@ -85,10 +86,12 @@ void ValueEntry::cancel()
         close(false);
 }
 
-void ValueEntry::edited()
+void ValueEntry::edited(const QString& text)
 {
-    if (open_)
-        timer17_->start();
+    if (!open_)
+        return;
+    timer17_->start();
+    emit noteChanged(request_.note ? request_.note(text) : QString());
 }
 
 void ValueEntry::close(bool accepted)

@@ -45,6 +45,8 @@ struct EntryRequest {
     // refuse 99 and let 10000 through.
     bool numericLimits = false;
     QString subject{}; // what is asked for, in words: the engine, the quantity and its unit
+    // What an entry would become, told while it is typed (empty: nothing to tell).
+    std::function<QString(const QString& text)> note{};
 };
 
 class ValueEntry : public QObject {
@@ -71,13 +73,14 @@ public slots:
     bool validate(const QString& text);
     // AnnulerSaisie: closes without storing anything.
     void cancel();
-    // The operator typed: the idle time starts again.
-    void edited();
+    // The operator typed: the idle time starts again, and the request's note follows the text.
+    void edited(const QString& text = QString());
 
 signals:
     void opened(const QString& hint, const QString& minimum, const QString& maximum);
     void warning(const QString& caption, const QString& text);
     void closed(bool accepted);
+    void noteChanged(const QString& note);
 
 private:
     void close(bool accepted);

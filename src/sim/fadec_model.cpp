@@ -106,6 +106,14 @@ void FadecModel::startSequence()
     phaseElapsedMs_ = 0;
 }
 
+bool FadecModel::startLocally()
+{
+    if (phase_ != 0)
+        return false;
+    startSequence();
+    return true;
+}
+
 void FadecModel::beginCooling()
 {
     phase_ = 6;

@@ -61,6 +61,10 @@ public:
     // Time passes: phases progress, temperatures, sensors and speeds follow.
     void advance(int ms);
 
+    // A start from the machine's own panel (or another station): the start sequence runs as for a
+    // start request, from phase 0 only; false elsewhere.
+    bool startLocally();
+
     // Fault injection.
     void setFaultCode(int code);          // 0 clears; 1..20 latches until an alarm reset
     void setSilent(bool on) { silent_ = on; }

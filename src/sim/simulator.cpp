@@ -35,7 +35,7 @@ const QStringList& commandWords()
     static const QStringList words = {"help",    "state",     "registers", "fault",
                                       "silence", "garbage",   "drop-byte", "nosync",
                                       "type",    "block-type", "keep-running", "vanish",
-                                      "stall", "sht", "lfc", "qth-fault", "quit"};
+                                      "stall", "sht", "lfc", "qth-fault", "start", "quit"};
     return words;
 }
 } // namespace
@@ -157,6 +157,7 @@ QString Simulator::helpText()
         "  sht N DEGREES|off     N reports its SHT temperature as DEGREES 0..255 / as the model has it\n"
         "  lfc N VALUE|off       N reports its LFC level as VALUE 0..255 / as the model has it\n"
         "  qth-fault N on|off    N's QTH relay feedback reports the opposite of the command / follows it\n"
+        "  start N               N starts from its own panel, without the station (at rest only)\n"
         "  quit                  remove the links and end");
 }
 
@@ -229,6 +230,11 @@ QString Simulator::execute(const QString& line)
             return QStringLiteral("error: fault codes are 0..%1").arg(kMaxFaultCode);
         m.setFaultCode(*code);
         return le + QStringLiteral("fault code %1").arg(*code);
+    }
+    if (command == QLatin1String("start")) {
+        if (!m.startLocally())
+            return QStringLiteral("error: LE%1 is not at rest (phase %2)").arg(e->number()).arg(m.phase());
+        return le + QStringLiteral("started from its panel");
     }
     if (command == QLatin1String("silence") || command == QLatin1String("keep-running")) {
         if (!argumentCount(3))

@@ -174,6 +174,9 @@ public:
     // A refused attempt is told (logInRefused, the status line) and journaled, never the typed text;
     // a damaged log-in file opens neither mode and says why, once in the history.
     bool logIn(const QString& password);
+    // What a matching password does for user or service mode. Without a password only for the
+    // pictures the program takes just before it ends (--screenshot-mode).
+    void enterMode(OperatingMode mode);
     // Back to "not logged in"; `why` goes to the status line and the history. False when no one was.
     bool logOut(const QString& why = QString());
 
@@ -251,6 +254,8 @@ signals:
     void finished();
 
 private:
+    // The effects of a matching user password, then of a matching service password.
+    void grantMode(bool user, bool service);
     void startUp();
     void openLink();
     void watchdogTick();

@@ -33,7 +33,26 @@ bool Station::logIn(const QString& password)
     const OperatingMode before = tables_.mode;
     tables_.mode = OperatingMode::NotLoggedIn;
 
-    if (passwords::matches(records[0], password)) {
+    const bool user = passwords::matches(records[0], password);
+    const bool service = passwords::matches(records[1], password);
+    if (!user && !service) {
+        tables_.mode = before;
+        refuseLogIn();
+        return false;
+    }
+    // A station whose two passwords are the same logs in to service mode, the later check.
+    grantMode(user, service);
+    return true;
+}
+
+void Station::enterMode(OperatingMode mode)
+{
+    grantMode(mode == OperatingMode::User, mode == OperatingMode::Service);
+}
+
+void Station::grantMode(bool user, bool service)
+{
+    if (user) {
         tables_.mode = OperatingMode::User;
         timer8_->stop();
         timer9_->stop();
@@ -44,8 +63,7 @@ bool Station::logIn(const QString& password)
         if (software_.userModeOption)
             modeMenuCaption_ = QStringLiteral("Start in Service Mode");
     }
-    // A station whose two passwords are the same logs in to service mode, the later check.
-    if (passwords::matches(records[1], password)) {
+    if (service) {
         tables_.mode = OperatingMode::Service;
         serviceMarker_ = software_.serviceModeOption;
         functionsAvailable_ = functionsAvailable_ || software_.serviceModeOption;
@@ -55,14 +73,7 @@ bool Station::logIn(const QString& password)
         timer8_->start();
         timer9_->start();
     }
-
-    if (tables_.mode == OperatingMode::NotLoggedIn) {
-        tables_.mode = before;
-        refuseLogIn();
-        return false;
-    }
     emit modeChanged(static_cast<int>(tables_.mode));
-    return true;
 }
 
 QString Station::changePassword(int record, const QString& password, const QString& again)

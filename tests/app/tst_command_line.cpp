@@ -7,8 +7,13 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QSerialPort>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <pty.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using tarvek::test::readBytes;
 
@@ -24,6 +29,36 @@ QStringList lockFilesOf(qint64 pid)
                 found << path;
         }
     return found;
+}
+// A pseudo-terminal, both ends held while it lives.
+struct Pty {
+    int master = -1, slave = -1;
+    QString path;
+    Pty()
+    {
+        char name[256] = {};
+        if (openpty(&master, &slave, name, nullptr, nullptr) == 0)
+            path = QString::fromLocal8Bit(name);
+    }
+    ~Pty()
+    {
+        ::close(master);
+        ::close(slave);
+    }
+};
+
+QString runStation(const QStringList& args, int* exitCode, const QStringList& asUser = {})
+{
+    QProcess station;
+    const QString program = TARVEK_BINARY_DIR "/src/app/tarvek-station";
+    if (asUser.isEmpty())
+        station.start(program, args);
+    else
+        station.start(asUser.first(), asUser.mid(1) + QStringList{"--", program} + args);
+    if (!station.waitForFinished(30'000))
+        return {};
+    *exitCode = station.exitCode();
+    return QString::fromLocal8Bit(station.readAllStandardOutput() + station.readAllStandardError());
 }
 } // namespace
 
@@ -62,6 +97,7 @@ private slots:
         QTest::newRow("replay too fast") << QStringList{"--replay", "/", "--speed", "61"} << 64 << "" << "--speed: 1 to 60, not 61";
         QTest::newRow("replay from no time") << QStringList{"--replay", "/", "--from", "tonight"} << 64 << "" << "not \"tonight\"";
         QTest::newRow("speed without replay") << QStringList{"--speed", "2"} << 64 << "" << "go with --replay";
+        QTest::newRow("bad picture mode") << QStringList{"--screenshot", "x.png", "--screenshot-mode", "admin"} << 64 << "" << "user or service, not admin";
     }
     void answeredWithoutADisplay()
     {
@@ -91,6 +127,56 @@ private slots:
             QCOMPARE(damaged.readAll(), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
             QCOMPARE(QDir(dir.path()).entryList({"Name.inc.damaged-*"}).size(), 1);
         }
+    }
+
+    // --check-ports names, per port, what keeps its device from carrying it, each in its own words.
+    void checkPortsTellsWhyADeviceCannotServe()
+    {
+        QTemporaryDir dir;
+        QVERIFY(QDir(dir.path()).mkdir("folder"));
+        tarvek::test::writeBytes(dir.filePath("file"), "not a port");
+        Pty held, free;
+        QVERIFY(!held.path.isEmpty() && !free.path.isEmpty());
+        QSerialPort other(held.path); // another program's port: its lock file is taken
+        QVERIFY(other.open(QIODevice::ReadWrite));
+        const QStringList devices{dir.filePath("gone"), dir.filePath("folder"), dir.filePath("file"), "/dev/null",
+                                  held.path, free.path};
+        QByteArray comx, map;
+        for (int n = 1; n <= 6; ++n) {
+            comx += QString("\"%1\"\r\n\"1\"\r\n").arg(n).toLatin1();
+            map += devices[n - 1].toLocal8Bit() + "\r\n";
+        }
+        tarvek::test::writeBytes(dir.filePath("ParamComx.ini"), comx);
+        tarvek::test::writeBytes(dir.filePath("ComDevices.ini"), map);
+        int rc = -1;
+        const QString out = runStation({"--folder", dir.path(), "--check-ports"}, &rc);
+        QCOMPARE(rc, 1);
+        const QStringList expected{
+            "LE1  COM1  " + devices[0] + "  missing: " + devices[0] + " does not exist",
+            "LE2  COM2  " + devices[1] + "  refused: " + devices[1] + " is a folder, not a serial port",
+            "LE3  COM3  " + devices[2] + "  refused: " + devices[2] + " is an ordinary file, not a serial port",
+            "LE4  COM4  /dev/null  refused: /dev/null is not a serial port (",
+            "LE5  COM5  " + held.path + "  refused: " + held.path + " is in use by another program",
+            "LE6  COM6  " + free.path + "  can be opened"};
+        for (const QString& line : expected)
+            QVERIFY2(out.contains(line), qPrintable(out));
+
+        // A device this user may not open: root takes another user's place, anyone else locks
+        // their own terminal.
+        QStringList asUser;
+        if (::geteuid() == 0) {
+            QVERIFY(QFile::setPermissions(dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                                          QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                                          QFileDevice::ExeOther));
+            asUser = QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+        } else {
+            QCOMPARE(::chmod(QFile::encodeName(free.path).constData(), 0), 0);
+        }
+        const QString refused = runStation({"--folder", dir.path(), "--check-ports"}, &rc, asUser);
+        QCOMPARE(rc, 1);
+        const QString line = "LE6  COM6  " + free.path + "  refused by the system: no permission to open " +
+                             free.path + ": the user ";
+        QVERIFY2(refused.contains(line) && refused.contains("must be in the group "), qPrintable(refused));
     }
 
     // SIGTERM ends the station as Quit does: every port closed with its lock file, the link

@@ -85,9 +85,20 @@ private slots:
         QVERIFY(QFile::exists(folder + "/shift_LE1.txt"));
         QCOMPARE(files->count(), 2); // the new file joins the list
         WindowRig::save(form, "Datalogger-running.png");
+        // The main window says so where the operator looks, and the menu entry is ticked.
+        auto* mark = rig.get<QLabel>("LoggerMark");
+        QVERIFY(mark->isVisible());
+        QCOMPARE(mark->text(), "Data logger: 1 LE every 2 minutes");
+        QVERIFY(mark->toolTip().contains("shift_LE*.txt"));
+        QAction* create = rig.window->action("mnuCreateDataLogger");
+        QVERIFY(create->isChecked());
+        create->trigger(); // opens the form, and leaves the tick as the logger has it
+        QTRY_VERIFY(create->isChecked());
 
         rig.window->action("mnuOffDataLogger")->trigger();
         QVERIFY(!rig.station->dataLogger().running());
+        QVERIFY(!mark->isVisible());
+        QVERIFY(!create->isChecked());
         QVERIFY(!rig.station->findChild<QTimer*>("Timer42")->isActive());
         QVERIFY(form->findChild<QLabel*>("LabelRunning")->text().startsWith("Not logging"));
         QVERIFY(start->isEnabled());

@@ -530,8 +530,16 @@ private slots:
         QVERIFY2(gap.contains("LE1 Motor M: ---") && gap.contains("LE2 SBV: 12.40 V"), qPrintable(gap));
         QVERIFY2(readAt(day3 + 2 * 86'400 + 44'100).contains("LE1 fault code 7"), qPrintable(readout->text()));
         plot->setFocus();
+        auto* range = w.findChild<QComboBox*>("HistorianRange");
         QTest::keyClick(plot, Qt::Key_Plus);
         QCOMPARE(plot->to() - plot->from(), qint64(7 * 86'400 / 2));
+        QCOMPARE(range->currentText(), "Custom"); // a zoom is no longer the last 7 days
+        range->setCurrentIndex(HistorianTrends::Last24Hours);
+        QCOMPARE(plot->to() - plot->from(), qint64(86'400));
+        QCOMPARE(range->currentText(), "Last 24 hours");
+        QTest::keyClick(plot, Qt::Key_Left);
+        QCOMPARE(range->currentText(), "Custom"); // nor a pan
+        QCOMPARE(plot->to(), now - 86'400 / 4);
 
         // Zoomed on day 3 at 09:00..13:00, read from the rows themselves.
         plot->setRange(day3 + 32'400, day3 + 46'800);

@@ -10,13 +10,19 @@
 #include "window_rig.h"
 
 #include <QCheckBox>
+#include <QComboBox>
+#include <QDir>
 #include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QSerialPort>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <pty.h>
+#include <unistd.h>
 
 using namespace tarvek;
 
@@ -105,6 +111,8 @@ private slots:
         WindowRig::save(rig.window.get(), "log_connected.png");
     }
 
+    // The form on six running engines: "All activated", the port-number warning (saved all the
+    // same), and each kind of device that cannot serve told in the form while the five others run on.
     void portConfigurationForm()
     {
         WindowRig rig;
@@ -114,7 +122,9 @@ private slots:
         auto* number = form->findChild<QLineEdit*>("Text1_5");
         QCOMPARE(number->text(), QString("6"));
         QVERIFY(form->findChild<QCheckBox*>("Check1_5")->isChecked());
-        QVERIFY(form->findChild<QLabel*>("Device_2")->text().contains("COM3"));
+        QCOMPARE(form->findChild<QComboBox*>("Device_2")->currentText(), rig.engines.dir.filePath("ports/COM3"));
+        const auto state = [form](int n) { return form->findChild<QLabel*>(QString("DeviceState_%1").arg(n - 1))->text(); };
+        QCOMPARE(state(3), QString("open"));
 
         // "All activated" cleared clears all six boxes.
         auto* all = form->findChild<QCheckBox*>("Check2");
@@ -132,17 +142,133 @@ private slots:
         QCOMPARE(box->windowTitle(), QString(" Warning! "));
         QCOMPARE(box->text(), QString("Port numbers 1 to 14 (max) "));
         QCOMPARE(box->icon(), QMessageBox::Critical);
-        box->close();
-        WindowRig::save(form, "configuration_rs232.png");
-        QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        delete box;
+        auto* save = form->findChild<QPushButton*>("Command1");
+        QTest::mouseClick(save, Qt::LeftButton);
         QCOMPARE(rig.station->files().readValues("\\ParamComx.ini").mid(10, 2), (QStringList{"15", "1"}));
         // An open port keeps its device; the new number takes effect when the link reconnects.
         QVERIFY(rig.station->link().portOpen(6));
-        QVERIFY(form->findChild<QLabel*>("Device_5")->text().endsWith("COM6  (open; no device from the next Connect)"));
+        QCOMPARE(state(6), "open on " + rig.engines.dir.filePath("ports/COM6") +
+                               "; no device from the next Connect (STOP, then START (RS232))");
+
+        // LE6 switched off and given, one after the other, devices that cannot carry it.
+        form->findChild<QCheckBox*>("Check1_5")->setChecked(false);
+        QTest::mouseClick(save, Qt::LeftButton);
+        QVERIFY(!rig.station->link().portOpen(6));
+        QCOMPARE(state(6), QString("off"));
+        number->setText("6");
+        QVERIFY(QDir(rig.engines.dir.path()).mkdir("folder"));
+        tarvek::test::writeBytes(rig.engines.dir.filePath("file"), "x");
+        char name[256] = {};
+        int master = -1, slave = -1;
+        QVERIFY(openpty(&master, &slave, name, nullptr, nullptr) == 0);
+        QSerialPort other(QString::fromLocal8Bit(name)); // another program holds this one
+        QVERIFY(other.open(QIODevice::ReadWrite));
+        const QList<std::pair<QString, QString>> refusals{
+            {rig.engines.dir.filePath("gone"), "missing: %1 does not exist; opened as soon as it is there"},
+            {rig.engines.dir.filePath("folder"), "refused: %1 is a folder, not a serial port"},
+            {rig.engines.dir.filePath("file"), "refused: %1 is an ordinary file, not a serial port"},
+            {"/dev/null", "refused: %1 is not a serial port (Inappropriate ioctl for device)"},
+            {other.portName().startsWith('/') ? other.portName() : QString::fromLocal8Bit(name),
+             "refused: %1 is in use by another program"},
+        };
+        std::array<quint64, 6> frames{};
+        for (int k = 1; k <= 5; ++k)
+            frames[k] = rig.station->link().framesSent(k);
+        auto* device = form->findChild<QComboBox*>("Device_5");
+        for (const auto& [path, text] : refusals) {
+            device->setEditText(path);
+            QVERIFY(form->findChild<QCheckBox*>("Check1_5")->isChecked()); // a device chosen switches its engine on
+            QTest::mouseClick(save, Qt::LeftButton);
+            QVERIFY(!rig.station->link().portOpen(6));
+            QCOMPARE(state(6), text.arg(path));
+            QCOMPARE(rig.station->files().readValues("\\ComDevices.ini").value(5), path);
+        }
+        ::close(master);
+        ::close(slave);
+        for (int k = 1; k <= 5; ++k) {
+            QVERIFY(rig.station->link().portOpen(k));
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().framesSent(k) > frames[k] + 5, kRigWaitMs);
+        }
+        // The links stopped, the last refusal still stands: not "opens with START" as if all were well.
         rig.station->link().disconnectLink();
-        rig.station->link().connectLink();
-        QVERIFY(!rig.station->link().portOpen(6)); // COM15 names no device
-        QVERIFY(rig.station->link().portOpen(5));
+        QCOMPARE(state(6), refusals.last().second.arg(refusals.last().first));
+    }
+
+    // A new station: six engines mapped from the window, a device given twice refused naming
+    // both, six links "yes"; then one adapter carrying LE3 and LE4 is unplugged and plugged in
+    // again under its stable names while all six run: its two engines come back on their own and
+    // the four others never miss a frame. The chooser follows the plugging.
+    void aNewUserMapsSixPortsFromTheWindow()
+    {
+        WindowRig rig;
+        QVERIFY(rig.engines.start());
+        QFile::remove(rig.engines.folder + "/ParamComx.ini");
+        QFile::remove(rig.engines.folder + "/ComDevices.ini");
+        rig.station = std::make_unique<Station>(rig.engines.folder, QString(), rig.clock);
+        rig.window = std::make_unique<LogWindow>(*rig.station);
+        rig.window->show();
+        QSignalSpy done(rig.station.get(), &Station::startupFinished);
+        QVERIFY(done.wait(kRigWaitMs));
+        rig.logIn("harvests");
+        ConfigurationRS232* form = rig.window->openPortConfiguration();
+        // The simulator's folder of links stands for /dev/serial/by-id: each link names one port
+        // and follows it when it comes back as another terminal.
+        const QString stable = rig.engines.dir.filePath("ports");
+        form->devices().setStableFolder(stable);
+        const auto chooser = [form](int n) { return form->findChild<QComboBox*>(QString("Device_%1").arg(n - 1)); };
+        const auto path = [&stable](int n) { return stable + QString("/COM%1").arg(n); };
+        for (int n = 1; n <= 6; ++n) {
+            QCOMPARE(chooser(n)->itemText(n - 1), path(n)); // the stable names first
+            QCOMPARE(form->findChild<QLineEdit*>(QString("Text1_%1").arg(n - 1))->text(), QString("0"));
+            chooser(n)->setCurrentIndex(chooser(n)->findText(path(n == 6 ? 5 : n)));
+            QCOMPARE(form->findChild<QLineEdit*>(QString("Text1_%1").arg(n - 1))->text(), QString::number(n));
+        }
+        QSignalSpy warnings(form, &ConfigurationRS232::warning);
+        auto* save = form->findChild<QPushButton*>("Command1");
+        chooser(1)->setEditText("/dev/tty USB0");
+        QTest::mouseClick(save, Qt::LeftButton);
+        QCOMPARE(warnings.count(), 1);
+        QCOMPARE(warnings.first().at(1).toString(), "LE1: \"/dev/tty USB0\" is no device name (letters, digits and / . _ - : + only)");
+        chooser(1)->setEditText(path(1));
+        warnings.clear();
+        QTest::mouseClick(save, Qt::LeftButton);
+        QCOMPARE(warnings.count(), 1);
+        QCOMPARE(warnings.first().at(1).toString(),
+                 "LE5 and LE6 are both given " + path(5) + ": one device carries one engine; choose another device "
+                 "for one of them");
+        QCOMPARE(rig.station->files().readValues("\\ParamComx.ini"), QStringList(12, "0"));
+        chooser(6)->setCurrentIndex(chooser(6)->findText(path(6)));
+        QTest::mouseClick(save, Qt::LeftButton);
+        QCOMPARE(warnings.count(), 1);
+        QCOMPARE(rig.station->files().readValues("\\ComDevices.ini").mid(0, 7),
+                 (QStringList{path(1), path(2), path(3), path(4), path(5), path(6), ""}));
+        QCOMPARE(rig.station->files().readValues("\\ParamComx.ini").mid(0, 4), (QStringList{"1", "1", "2", "1"}));
+        const auto cell = [&rig](int n) { return rig.get<QLabel>(QString("Label30_%1").arg(n - 1))->text(); };
+        const auto state = [form](int n) { return form->findChild<QLabel*>(QString("DeviceState_%1").arg(n - 1))->text(); };
+        for (int n = 1; n <= 6; ++n) {
+            QTRY_COMPARE_WITH_TIMEOUT(cell(n), QString("yes"), kRigWaitMs);
+            QCOMPARE(state(n), QString("open"));
+        }
+        WindowRig::save(form, "ports_mapped.png");
+
+        std::array<int, 7> timeouts{};
+        for (int n = 1; n <= 6; ++n)
+            timeouts[n] = rig.engines.simulator->engine(n)->timeouts();
+        rig.engines.simulator->execute("vanish 3 4");
+        rig.engines.simulator->execute("vanish 4 4");
+        for (int n : {3, 4}) {
+            QTRY_VERIFY_WITH_TIMEOUT(state(n).startsWith("missing: " + path(n) + " does not exist"), kRigWaitMs);
+            QTRY_COMPARE_WITH_TIMEOUT(chooser(n)->findText(path(n)), -1, kRigWaitMs);
+        }
+        for (int n : {3, 4}) {
+            QTRY_COMPARE_WITH_TIMEOUT(state(n), QString("open"), kRigWaitMs);
+            QTRY_COMPARE_WITH_TIMEOUT(cell(n), QString("yes"), kRigWaitMs);
+            QTRY_VERIFY_WITH_TIMEOUT(chooser(n)->findText(path(n)) >= 0, kRigWaitMs);
+        }
+        for (int n : {1, 2, 5, 6})
+            QCOMPARE(rig.engines.simulator->engine(n)->timeouts(), timeouts[n]);
+        QCOMPARE(historyLines(*rig.station, "Port back LE3"), 1);
     }
 
     // Each fault hits LE3 of six paced engines: LE3 is answered again once the fault is over, the

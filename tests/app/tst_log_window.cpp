@@ -42,6 +42,16 @@ bool enabled(const WindowRig& f, const QString& name)
     return a ? a->isEnabled() : qobject_cast<QWidget*>(c)->isEnabled();
 }
 
+// A control that cannot act says why in its tip, and only then.
+bool explained(const WindowRig& f, const QString& name)
+{
+    const QString tip = f.window->control(name)->property("toolTip").toString();
+    bool why = false;
+    for (const char* reason : {"Log in first", "Service mode only", "Not opened in this mode", "Opened by a service"})
+        why = why || tip.contains(QLatin1String(reason));
+    return why != enabled(f, name);
+}
+
 // Enabled state of every control the window rules over, plus the captions a log-in touches.
 QStringList snapshot(const WindowRig& f)
 {
@@ -328,8 +338,8 @@ private slots:
             QTest::newRow(name) << name << false << false << true << false;
         for (const char* name : {"SelectedEngine", "OkStart"})
             QTest::newRow(name) << name << true << true << true << false;
-        for (const char* name : {"ComOperStartRS232", "ConfigurePorts", "mnuhisto", "Label9", "PowerSetPoints",
-                                 "mnuAlarmHalogen", "mnuAlarmPlateau", "mnuAlarmLFC", "mnuAlarmSummary"})
+        for (const char* name : {"ComOperStartRS232", "ActiveDesactiveRS232", "ConfigurePorts", "mnuhisto", "Label9",
+                                 "PowerSetPoints", "mnuAlarmHalogen", "mnuAlarmPlateau", "mnuAlarmLFC", "mnuAlarmSummary"})
             QTest::newRow(name) << name << false << true << true << true;
     }
     void controlsFollowTheMode()
@@ -349,11 +359,14 @@ private slots:
             f.window->setWired(name);
         }
         QCOMPARE(enabled(f, name), notLoggedIn);
+        QVERIFY(explained(f, name));
         f.logIn("harvests");
         QCOMPARE(enabled(f, name), user);
+        QVERIFY(explained(f, name));
         f.window->showLogIn(true);
         f.logIn("dolphin");
         QCOMPARE(enabled(f, name), service);
+        QVERIFY(explained(f, name));
     }
 
     void serviceTimeOutFallsBackToUserMode_data()

@@ -11,6 +11,7 @@
 #include "app/setpoints/pw6_sliders.h"
 #include "app/settings/software_settings_form.h"
 #include "app/recording/trend_graph.h"
+#include "settings/display_settings.h"
 #include "test_registry.h"
 #include "test_support.h"
 #include "window_rig.h"
@@ -24,6 +25,7 @@
 #include <QMenuBar>
 #include <QScreen>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QSet>
 #include <QSpinBox>
 #include <QStatusBar>
@@ -88,6 +90,67 @@ private slots:
         auto* marker = rig.get<QLabel>("Picture10");
         QVERIFY(marker->isVisible());
         QVERIFY(w->rect().contains(QRect(marker->mapTo(w, QPoint()), marker->size())));
+    }
+
+    // 1366x768, 1280x800 and 1920x1080 at 1.5 (1280x720 logical), each less a title bar and a
+    // panel, in every mode, with an engine lost and the longest alarm text waiting: the engine
+    // columns have no scroll bar and no row is cut; the banner's text is whole, or cut with the
+    // whole of it in its tooltip; the summary is one key away.
+    void oneScreenInEveryMode()
+    {
+        WindowRig rig;
+        QVERIFY(rig.open(true));
+        rig.setOptions(false, true); // service mode shows its marker in the top bar
+        for (int n = 1; n <= 6; ++n)
+            QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
+        rig.engines.model(4).setSilent(true);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_3")->text(), QString("lost"), kWaitMs);
+        if (QDialog* box = rig.window->lossBox())
+            box->close();
+        // The longest alarm text there is: a fault of a running engine.
+        QVERIFY(rig.engines.model(3).startLocally());
+        rig.engines.model(3).setFaultCode(17);
+        auto* banner = rig.get<QLabel>("AlarmBannerText");
+        QTRY_VERIFY_WITH_TIMEOUT(banner->text().contains("Overflow - Enabling security (z1+z2+z3) (code 17)"), kWaitMs);
+        auto* scroll = rig.get<QScrollArea>("EngineScroll");
+        const QList<QSize> screens{{1366, 768 - 30 - 48}, {1280, 800 - 30 - 48}, {1280, 720 - 30 - 48}};
+        QList<int> sizes; // of the values, at each screen
+        for (const char* mode : {"", "harvests", "dolphin"}) {
+            if (*mode) {
+                rig.window->showLogIn(true);
+                rig.logIn(mode);
+            }
+            sizes.clear();
+            for (const QSize& size : screens) {
+                const QString where = QString("%1x%2 %3").arg(size.width()).arg(size.height()).arg(mode);
+                rig.window->resize(size);
+                QTRY_COMPARE_WITH_TIMEOUT(rig.window->size(), size, kWaitMs);
+                QTest::qWait(50); // the values take their size once the resizes settle
+                QVERIFY2(!scroll->verticalScrollBar()->isVisible() && !scroll->horizontalScrollBar()->isVisible(),
+                         qPrintable(where));
+                const QRect view = scroll->viewport()->rect();
+                for (QWidget* cell : scroll->widget()->findChildren<QWidget*>()) {
+                    const QRect at(cell->mapTo(scroll->viewport(), QPoint()), cell->size());
+                    QVERIFY2(!cell->isVisible() || view.contains(at), qPrintable(where + " " + cell->objectName()));
+                }
+                const bool whole = banner->fontMetrics().horizontalAdvance(banner->text()) <= banner->contentsRect().width();
+                QVERIFY2(whole || banner->toolTip().contains(banner->text()), qPrintable(where));
+                QVERIFY(rig.window->rect().contains(QRect(banner->mapTo(rig.window.get(), QPoint()), banner->size())));
+                sizes << rig.window->valuePointSize();
+            }
+        }
+        QCOMPARE(rig.station->mode(), OperatingMode::Service);
+        QVERIFY(rig.get<QLabel>("Picture10")->isVisible());
+        // The smallest screen takes smaller values; back on the larger one they grow again.
+        QVERIFY2(sizes[2] < sizes[0] && sizes[0] <= DisplaySettings::kDefaultPointSize, qPrintable(QString::number(sizes[2])));
+        rig.window->resize(screens[0]);
+        QTRY_COMPARE_WITH_TIMEOUT(rig.window->valuePointSize(), sizes[0], kWaitMs);
+        rig.window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(rig.window.get()));
+        QTest::keyClick(rig.window.get(), Qt::Key_F10);
+        QTRY_VERIFY_WITH_TIMEOUT(rig.window->findChild<QWidget*>("AlarmSummary") &&
+                                     rig.window->findChild<QWidget*>("AlarmSummary")->isVisible(),
+                                 kWaitMs);
     }
 
     // Log Out is one step; an idle user mode logs itself out once service mode asks for it.

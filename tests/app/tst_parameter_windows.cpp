@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QListWidget>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QRadioButton>
 #include <QTableView>
 
@@ -119,8 +120,25 @@ private slots:
         QVERIFY(rig.station->link().traceTap());
         auto* view = trace->findChild<QTableView*>("TraceView");
         QTRY_VERIFY_WITH_TIMEOUT(view->model()->rowCount() > 40, kRigWaitMs);
-        WindowRig::save(trace, "ProtocolTraceWindow.png");
+        // A selected reply shows whole below the table: its 160 characters and their hex.
         QTest::mouseClick(trace->findChild<QPushButton*>("TracePause"), Qt::LeftButton);
+        ProtocolTrace& model = rig.station->protocolTrace();
+        int reply = 0;
+        while (model.entry(reply).bytes.size() != kReplyLength)
+            ++reply;
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, view->visualRect(view->model()->index(reply, 0)).center());
+        const QStringList lines = trace->findChild<QPlainTextEdit*>("TraceDetail")->toPlainText().split('\n');
+        QVERIFY(lines.first().startsWith(model.cell(reply, ProtocolTrace::Engine) + "  in  "));
+        QString text, hex;
+        for (const QString& line : lines) {
+            if (line.contains('|'))
+                text += line.section('|', 1, 1);
+            else if (line.size() > 6 && line.at(3).isDigit() && !line.contains("bytes"))
+                hex += (hex.isEmpty() ? "" : " ") + line.mid(6);
+        }
+        QCOMPARE(text, ProtocolTrace::printable(model.entry(reply).bytes));
+        QCOMPARE(hex, ProtocolTrace::hex(model.entry(reply).bytes));
+        WindowRig::save(trace, "ProtocolTraceWindow.png");
         QVERIFY(rig.station->protocolTrace().paused());
         QTest::mouseClick(trace->findChild<QPushButton*>("TraceClear"), Qt::LeftButton);
         QCOMPARE(view->model()->rowCount(), 0);

@@ -103,12 +103,21 @@ private slots:
             QCOMPARE(text1->text(), typed);
             QCOMPARE(int(rig.station->tables().at(3).MotorSpeedSetPoint), 0);
         }
+        // A speed the unit of 30 rpm rounds says so before it is sent, and the history names what was.
+        auto* note = form->findChild<QLabel*>("LabelNote");
+        text1->clear();
+        QTest::keyClicks(text1, "2490");
+        QVERIFY(!note->isVisible());
         text1->clear();
         QTest::keyClicks(text1, "2500");
+        QVERIFY(note->isVisible());
+        QCOMPARE(note->text(), "2500 rpm is sent as 83 x 30 = 2490 rpm");
+        rig.save(form, "Saisie_rounded.png");
         QTest::mouseClick(ok, Qt::LeftButton);
         QVERIFY(!form->isVisible());
         QCOMPARE(int(rig.station->tables().at(3).MotorSpeedSetPoint), 83);
         QCOMPARE(rig.station->powerSetPoints().motorSpeedRpm(), 2500);
+        QCOMPARE(historyLines(*rig.station, "  M speed LE 4 = 2490 rpm (83 x 30 rpm; 2500 rpm entered)"), 1);
 
         // Cancelled: nothing stored; without a selected engine the entry does not open.
         rig.get<QPushButton>("Label9")->click();

@@ -36,9 +36,10 @@ private slots:
             QVERIFY(!rig.link->openError(slot).isEmpty());
         }
         QCOMPARE(failed.count(), 3);
-        QVERIFY(rig.link->openError(2).contains("lock", Qt::CaseInsensitive) ||
-                rig.link->openError(2).contains("busy", Qt::CaseInsensitive) ||
-                rig.link->openError(2).contains("permission", Qt::CaseInsensitive));
+        QCOMPARE(rig.link->openError(2), rig.peer(3).device() + " is already open for LE1");
+        QCOMPARE(rig.link->openError(3), QString("/dev/tarvek-no-such-device does not exist"));
+        QCOMPARE(rig.link->openProblem(3), DeviceProblem::Missing);
+        QVERIFY(rig.link->deviceMissing(3));
     }
 
     void aGoodReplyIsAnsweredByOneFrame()

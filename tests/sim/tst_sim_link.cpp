@@ -153,7 +153,9 @@ private slots:
         QTest::newRow("drop past the end") << "drop-byte 1 160" << "error:";
         QTest::newRow("garbage") << "  garbage   1 " << "LE1: next reply is garbage";
         QTest::newRow("vanish, no time") << "vanish 1" << "error:";
-        QTest::newRow("unknown") << "start 1" << "error: unknown command";
+        QTest::newRow("start from the panel") << "start 2" << "LE2: started from its panel";
+        QTest::newRow("start, no engine") << "start" << "error:";
+        QTest::newRow("unknown") << "launch 1" << "error: unknown command";
         QTest::newRow("blank") << "   " << "";
     }
     void commandsAreAnswered()

@@ -7,13 +7,32 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QPainter>
 #include <QPushButton>
 #include <QTimer>
 
 namespace tarvek {
 
+namespace {
+// One line however long the text: cut with "..." where the banner is narrower than the text; the
+// whole text is then in its tooltip.
+class ElidedLabel : public QLabel {
+public:
+    QSize minimumSizeHint() const override { return {60, QLabel::minimumSizeHint().height()}; }
+
+protected:
+    void paintEvent(QPaintEvent*) override
+    {
+        QPainter p(this);
+        const QRect r = contentsRect();
+        p.setPen(palette().color(QPalette::WindowText));
+        p.drawText(r, Qt::AlignLeft | Qt::AlignVCenter, fontMetrics().elidedText(text(), Qt::ElideRight, r.width()));
+    }
+};
+} // namespace
+
 AlarmBanner::AlarmBanner(AlarmSummary& summary, QWidget* parent)
-    : QFrame(parent), summary_(summary), text_(new QLabel), acknowledge_(new QPushButton(QStringLiteral("Ack (F9)"))),
+    : QFrame(parent), summary_(summary), text_(new ElidedLabel), acknowledge_(new QPushButton(QStringLiteral("Ack (F9)"))),
       pending_(new QTimer(this)),
       beep_(new QTimer(this))
 {
@@ -25,15 +44,19 @@ AlarmBanner::AlarmBanner(AlarmSummary& summary, QWidget* parent)
     QFont f = text_->font();
     f.setBold(true);
     text_->setFont(f);
-    // One line however long the alarm's text: the counts and the engine come first and stay.
-    text_->setMinimumWidth(60);
+    // The counts and the engine come first and stay when the text is cut.
     text_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     acknowledge_->setObjectName(QStringLiteral("AcknowledgeNewestAlarm"));
     acknowledge_->setToolTip(QStringLiteral("Acknowledges the alarm shown here; the others still wait"));
+    auto* all = new QPushButton(QStringLiteral("Summary (F10)"));
+    all->setObjectName(QStringLiteral("AlarmSummaryButton"));
+    all->setToolTip(QStringLiteral("Every alarm, to read and acknowledge one by one"));
+    connect(all, &QPushButton::clicked, this, &AlarmBanner::summaryRequested);
     setCursor(Qt::PointingHandCursor);
     setToolTip(QStringLiteral("Click for the alarm summary (F10): every alarm, to read and acknowledge one by one"));
     layout->addWidget(text_, 1);
     layout->addWidget(acknowledge_);
+    layout->addWidget(all);
 
     pending_->setObjectName(QStringLiteral("TimerAlarmBanner"));
     pending_->setSingleShot(true);
@@ -67,7 +90,7 @@ void AlarmBanner::acknowledgeShown()
 {
     if (shownId_ == 0)
         return;
-    const QString what = text_->toolTip();
+    const QString what = shownText_;
     if (summary_.acknowledge(shownId_))
         emit acknowledged(what);
     refresh();
@@ -88,11 +111,12 @@ void AlarmBanner::refresh()
                                   .arg(newest->text, newest->raised.toString(QStringLiteral("HH:mm:ss")),
                                        newest->holds() ? QString() : QStringLiteral("  (cleared)"));
         text_->setText(counts + QStringLiteral("UNACK  ") + alarm);
-        text_->setToolTip(alarm);
+        shownText_ = alarm;
     } else {
         text_->setText(counts + (active == 0 ? QStringLiteral("all quiet") : QStringLiteral("all acknowledged")));
-        text_->setToolTip(QString());
+        shownText_.clear();
     }
+    text_->setToolTip(text_->text() + QStringLiteral("\nF9 acknowledges the alarm shown, F10 lists them all"));
     // Grey when quiet (an acknowledged alarm that holds is told by the count, not by colour).
     colours::attention(this, newest ? colours::alert() : QColor());
     if (!newest)

@@ -4,7 +4,8 @@
 // Grey while all is quiet; the alert colour, a thick frame and "UNACK" while one waits.
 //   AlarmBannerText          the counts and the newest unacknowledged alarm
 //   AcknowledgeNewestAlarm   acknowledges exactly the alarm the banner shows (F9)
-//   a click on the banner     the alarm summary (F10)
+//   AlarmSummaryButton       the alarm summary (F10), as a click anywhere on the banner
+// A text wider than the banner is cut with "..."; its tooltip always holds it whole.
 //   TimerAlarmSound          beeps while an alarm waits, when "\Screen.ini" allows it
 // A burst of alarms is drawn once per kRefreshMs: the text stays readable and the station keeps up;
 // the acknowledge button only ever acknowledges the alarm whose text is on the screen.
@@ -50,6 +51,7 @@ private:
     QTimer* pending_;
     QTimer* beep_;
     int shownId_ = 0;
+    QString shownText_; // the alarm on show, in words
     bool sound_ = true;
 };
 

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cmath>
+#include <functional>
 
 #include <QAction>
 #include <QActionGroup>
@@ -25,6 +26,7 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QResizeEvent>
 #include <QScrollArea>
 #include <QStyle>
 #include <QSplitter>
@@ -71,13 +73,23 @@ constexpr const char* kUnitsLegend =
     "lost, no reply yet)";
 // A scroll area that asks for room for its whole content: the window opens showing every row
 // when the screen has room, and scrolls only when it has not.
+// It tells when its room changes, so the values can take the size that fits it.
 class EngineScroll : public QScrollArea {
 public:
+    std::function<void()> resized;
     QSize sizeHint() const override
     {
         const int f = 2 * frameWidth();
         const int bar = style()->pixelMetric(QStyle::PM_ScrollBarExtent);
         return widget() ? widget()->sizeHint() + QSize(f + bar, f) : QScrollArea::sizeHint();
+    }
+
+protected:
+    void resizeEvent(QResizeEvent* event) override
+    {
+        QScrollArea::resizeEvent(event);
+        if (resized)
+            resized();
     }
 };
 } // namespace
@@ -91,6 +103,11 @@ LogWindow::LogWindow(Station& station, QWidget* parent) : QMainWindow(parent), s
         hosted_ = &station_;
     }
     setWindowTitle(station_.title());
+    fitTimer_ = new QTimer(this);
+    fitTimer_->setObjectName(QStringLiteral("TimerFitValues"));
+    fitTimer_->setSingleShot(true);
+    fitTimer_->setInterval(0); // once the resizes of one layout pass are over
+    connect(fitTimer_, &QTimer::timeout, this, &LogWindow::fitValues);
     buildMenus();
     buildCentral();
     statusBar()->setObjectName(QStringLiteral("StatusBar"));
@@ -198,65 +215,6 @@ QAction* LogWindow::action(const QString& name) const
     return qobject_cast<QAction*>(control(name));
 }
 
-void LogWindow::addControl(QObject* control, Access access, bool wired)
-{
-    rules_.insert(control->objectName(), Rule{control, access});
-    if (wired)
-        wired_.insert(control->objectName());
-}
-
-void LogWindow::setWired(const QString& name, bool wired)
-{
-    if (wired)
-        wired_.insert(name);
-    else
-        wired_.remove(name);
-    applyMode();
-}
-
-bool LogWindow::isAllowed(Access access) const
-{
-    const OperatingMode mode = station_.mode();
-    const bool loggedIn = mode != OperatingMode::NotLoggedIn;
-    switch (access) {
-    case Access::Always: return true;
-    case Access::Operator: return loggedIn;
-    case Access::Service: return mode == OperatingMode::Service;
-    case Access::Functions: return loggedIn && station_.functionsMenuAvailable();
-    case Access::ServiceFunctions:
-        return mode == OperatingMode::Service && station_.functionsMenuAvailable();
-    case Access::Quit: return station_.quitAvailable();
-    }
-    return false;
-}
-
-void LogWindow::applyMode()
-{
-    for (auto it = rules_.cbegin(); it != rules_.cend(); ++it) {
-        QObject* c = it->control;
-        if (!c)
-            continue;
-        const bool enabled = wired_.contains(it.key()) && isAllowed(it->access);
-        if (auto* a = qobject_cast<QAction*>(c))
-            a->setEnabled(enabled);
-        else if (auto* w = qobject_cast<QWidget*>(c))
-            w->setEnabled(enabled);
-    }
-    action(QStringLiteral("mnuStartperatorMode"))->setText(station_.modeMenuCaption());
-
-    const bool loggedIn = station_.mode() != OperatingMode::NotLoggedIn;
-    loginBox_->setVisible(!loggedIn);
-    if (loggedIn)
-        statusBar()->clearMessage();
-    picture10_->setVisible(station_.serviceMarkerShown());
-    QString modeText = QStringLiteral("Not logged in");
-    if (station_.mode() == OperatingMode::User)
-        modeText = QStringLiteral("User mode");
-    else if (station_.mode() == OperatingMode::Service)
-        modeText = QStringLiteral("Service mode");
-    findChild<QLabel*>(QStringLiteral("LabelMode"))->setText(modeText);
-}
-
 void LogWindow::buildCentral()
 {
     auto* central = new QWidget(this);
@@ -317,6 +275,14 @@ void LogWindow::buildCentral()
     colours::attention(alarm, colours::alert());
     alarm->hide();
     top->addWidget(alarm);
+    // The data logger while it writes: how often and how many engines.
+    auto* logger = new QLabel;
+    logger->setObjectName(QStringLiteral("LoggerMark"));
+    logger->setFont(big);
+    logger->setContentsMargins(6, 0, 6, 0);
+    logger->setFrameStyle(QFrame::Box | QFrame::Plain);
+    logger->hide();
+    top->addWidget(logger);
     top->addStretch(1);
 
     loginBox_ = new QWidget;
@@ -351,14 +317,21 @@ void LogWindow::buildCentral()
     connect(text1_, &QLineEdit::returnPressed, okStart_, &QPushButton::click);
     addControl(text1_, Access::Always, true);
     addControl(okStart_, Access::Always, true);
-    top->addWidget(loginBox_);
-
+    // The log-in box and Exit sit at the right of the menu bar, which has room to spare, so the
+    // top bar keeps its width for the alarm banner.
+    auto* corner = new QWidget;
+    corner->setObjectName(QStringLiteral("MenuCorner"));
+    auto* cornerRow = new QHBoxLayout(corner);
+    cornerRow->setContentsMargins(0, 1, 4, 1);
+    cornerRow->addStretch(1);
+    cornerRow->addWidget(loginBox_);
     auto* quitteProg = new QPushButton(QStringLiteral("Exit"));
     quitteProg->setObjectName(QStringLiteral("QuitteProg"));
     quitteProg->setToolTip(QStringLiteral("Ends the program without asking"));
     connect(quitteProg, &QPushButton::clicked, &station_, &Station::quit);
     addControl(quitteProg, Access::Service, true);
-    top->addWidget(quitteProg);
+    cornerRow->addWidget(quitteProg);
+    menuBar()->setCornerWidget(corner, Qt::TopRightCorner);
     outer->addLayout(top);
 
     // The engine columns: one row per quantity, one column per engine.
@@ -442,6 +415,7 @@ void LogWindow::buildCentral()
     // On a small or scaled screen the columns scroll; the lists and buttons stay in view.
     auto* scroll = new EngineScroll;
     scroll->setObjectName(QStringLiteral("EngineScroll"));
+    scroll->resized = [this] { fitTimer_->start(); };
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidget(panels);
@@ -462,6 +436,9 @@ void LogWindow::buildCentral()
     addControl(rs232, Access::Operator);
     auto* rs232Label = new QLabel(QStringLiteral("Connect/Disconnect"));
     rs232Label->setObjectName(QStringLiteral("ActiveDesactiveRS232"));
+    rs232Label->setToolTip(QStringLiteral("What the button beside it does: connect or disconnect the six links"));
+    rs232->setToolTip(QStringLiteral("Opens the six links (START) or closes them (STOP)"));
+    addControl(rs232Label, Access::Operator, true); // greyed with its button
     rs232Label->setFrameStyle(QFrame::StyledPanel | QFrame::Sunken);
     rs232Label->setAlignment(Qt::AlignCenter);
     rs232Label->setMinimumWidth(130);

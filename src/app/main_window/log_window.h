@@ -46,6 +46,7 @@ class QListWidget;
 class QMenu;
 class QMessageBox;
 class QPushButton;
+class QTimer;
 class QWidget;
 
 namespace tarvek {
@@ -139,6 +140,10 @@ public:
     QWidget* openAlarmForm(const QString& name);
     AlarmBanner* alarmBanner() const { return banner_; }
 
+    static constexpr int kSmallestValueSize = 8;
+    // The point size the live values have now.
+    int valuePointSize() const { return valueSize_; }
+
     // Converts a length in twips to logical pixels (15 twips a pixel at the 96-dpi reference).
     static int twips(int t) { return t / 15; }
 
@@ -150,7 +155,8 @@ public slots:
 
     // Starts at the documented size, grown to show every row, kept within the screen's free area.
     void fitToScreen(int widthTwips, int heightTwips);
-    // Reads "\Display.ini" and gives the engine columns' values their size.
+    // Reads "\Display.ini" and gives the engine columns' values their size, or the largest
+    // below it at which every row shows without scrolling (not below kSmallestValueSize).
     void applyValueSize();
 
 protected:
@@ -163,7 +169,11 @@ private:
     // What a value cell shows while there is no live value.
     inline static const QString kNoValue = QStringLiteral("---");
     QLabel* valueLabel(const QString& name);
+    void setValueFonts(int pointSize);
+    void fitValues();
     void addControl(QObject* control, Access access, bool wired = false);
+    // Why a control of that access cannot act in the current mode, for its tooltip.
+    QString whyNot(Access access) const;
     void onLogIn();
     void onQuestion(int id, const QString& caption, const QString& text);
     void onWarning(const QString& caption, const QString& text);
@@ -261,6 +271,10 @@ private:
     FenQuestion* fenQuestion_ = nullptr;
     QPointer<QMessageBox> quitBox_;
     bool closing_ = false;
+    QTimer* fitTimer_ = nullptr;   // TimerFitValues
+    int preferredValueSize_ = 0;   // "\Display.ini"
+    int valueSize_ = 0;            // as fitted
+    QSize fittedRoom_;
 };
 
 } // namespace tarvek

@@ -80,17 +80,48 @@ void LogWindow::applyValueSize()
 {
     DisplaySettings display;
     display.load(station_.files());
+    preferredValueSize_ = display.valuePointSize;
+    setValueFonts(preferredValueSize_);
+    fittedRoom_ = QSize();
+    fitTimer_->start();
+}
+
+void LogWindow::fitValues()
+{
+    // The largest size up to the chosen one at which every row and column shows: no scroll bar on
+    // the columns in any mode (a lost link's frame, the service marker), down to a floor where a
+    // screen too small for that scrolls after all.
+    auto* scroll = findChild<QScrollArea*>(QStringLiteral("EngineScroll"));
+    QWidget* panels = scroll ? scroll->widget() : nullptr;
+    const QSize room = scroll ? scroll->maximumViewportSize() : QSize();
+    if (!panels || preferredValueSize_ == 0 || room == fittedRoom_ || room.isEmpty())
+        return;
+    fittedRoom_ = room;
+    const auto fits = [panels, room] {
+        const QSize least = panels->minimumSizeHint();
+        const int height = panels->hasHeightForWidth() ? panels->heightForWidth(room.width()) : panels->sizeHint().height();
+        return least.width() <= room.width() && std::max(height, least.height()) <= room.height();
+    };
+    int size = preferredValueSize_;
+    setValueFonts(size);
+    while (size > kSmallestValueSize && !fits())
+        setValueFonts(--size);
+}
+
+void LogWindow::setValueFonts(int pointSize)
+{
+    valueSize_ = pointSize;
     QFont value = font();
     value.setBold(true);
-    value.setPointSize(display.valuePointSize);
+    value.setPointSize(pointSize);
     QFont title = value;
-    title.setPointSize(display.valuePointSize + 2);
+    title.setPointSize(pointSize + 2);
     // Texts that wrap (status, fault) keep the plain size, so the longest fault takes two lines;
     // a larger value size takes them along.
     QFont text = font();
-    text.setPointSize(std::max(text.pointSize(), (display.valuePointSize - DisplaySettings::kDefaultPointSize) / 2 + text.pointSize()));
+    text.setPointSize(std::max(text.pointSize(), (pointSize - DisplaySettings::kDefaultPointSize) / 2 + text.pointSize()));
     // Room for the widest value up front: a value that grows a digit then changes no column width,
-    // so the page is not laid out and repainted again with its scroll bars at every refresh.
+    // so the page is not laid out and repainted again at every refresh.
     const int valueWidth = QFontMetrics(value).horizontalAdvance(QStringLiteral("-0000.00 We")) + 6;
     for (EngineWidgets& e : engines_) {
         QFont t = title;

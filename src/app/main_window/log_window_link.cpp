@@ -61,7 +61,7 @@ void LogWindow::wireLink()
 ConfigurationRS232* LogWindow::openPortConfiguration()
 {
     if (!portsForm_) {
-        portsForm_ = new ConfigurationRS232(station_.link(), this);
+        portsForm_ = new ConfigurationRS232(station_.link(), station_.comMap(), station_.files(), this);
         portsForm_->setAttribute(Qt::WA_DeleteOnClose);
         connect(portsForm_, &ConfigurationRS232::warning, this,
                 [this](const QString& caption, const QString& text, bool critical) {

@@ -4,6 +4,8 @@
 #include "app/main_window/log_window.h"
 
 #include <QAction>
+#include <QDir>
+#include <QLabel>
 #include <QMessageBox>
 
 namespace tarvek {
@@ -25,6 +27,25 @@ void LogWindow::wireLogger()
     });
     setWired(QStringLiteral("mnuCreateDataLogger"));
     setWired(QStringLiteral("mnuOffDataLogger"));
+
+    // While it writes, the logger shows in the top bar and its menu entry is ticked.
+    QAction* create = action(QStringLiteral("mnuCreateDataLogger"));
+    create->setCheckable(true);
+    auto* mark = findChild<QLabel*>(QStringLiteral("LoggerMark"));
+    const auto show = [this, create, mark] {
+        const DataLogger& l = station_.dataLogger();
+        create->setChecked(l.running());
+        mark->setText(l.runningSummary());
+        mark->setToolTip(l.running() ? QStringLiteral("Writing %1\nRecording > OFF Datalogger stops it")
+                                           .arg(QDir::toNativeSeparators(l.fileFor(1)).replace(QStringLiteral("_LE1"),
+                                                                                              QStringLiteral("_LE*")))
+                                     : QString());
+        mark->setVisible(l.running());
+    };
+    connect(&logger, &DataLogger::changed, this, show);
+    // A click on the ticked entry opens the form; the tick follows the logger, not the click.
+    connect(create, &QAction::triggered, this, show, Qt::QueuedConnection);
+    show();
 }
 
 DataloggerForm* LogWindow::openDatalogger()

@@ -18,6 +18,7 @@ void LogWindow::buildMenus()
     const auto menu = [this, bar](const char* name, const QString& caption, Access access) {
         QMenu* m = bar->addMenu(caption);
         m->setObjectName(QString::fromLatin1(name));
+        m->setToolTipsVisible(true); // a greyed entry says why
         m->menuAction()->setObjectName(QString::fromLatin1(name));
         addControl(m->menuAction(), access, true);
         return m;

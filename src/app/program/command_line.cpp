@@ -127,6 +127,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                               "Graphs its graph page; Saisie the motor speed entry of LE1).")
                    .arg(screenshotFormNames().join(QStringLiteral(", "))),
                "NAME"),
+        option("screenshot-mode",
+               QStringLiteral("The picture shows the window in user or service mode, entered just before it is "
+                              "taken (the program then ends; no password is asked, none is needed to use it)."),
+               "user|service"),
         option("quit-after",
                QStringLiteral("Exit after SECONDS (the screenshot is taken just before; default 2 with "
                               "--screenshot)."),
@@ -168,6 +172,9 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                QStringLiteral("Put the two default passwords back in the log-in file (the old file is kept beside "
                               "it under a dated name), then exit. For the administrator when the file is damaged "
                               "or the passwords are lost; opens no window.")),
+        option("check-ports",
+               QStringLiteral("Tell for each enabled port its device and whether this user can open it (missing, "
+                              "in use, no permission...), then exit with 0 when every one can; opens no window.")),
         option("plant-broker",
                QStringLiteral("Publish the engines to the MQTT broker at HOST:PORT for this run, over Plant.ini."),
                "HOST:PORT"),
@@ -207,6 +214,15 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                           parser.positionalArguments().join(QLatin1Char(' ')));
 
     o.folder = isSet("folder") ? value("folder") : defaultFolder();
+    o.com = parser.values(QStringLiteral("com"));
+    const QStringList badCom = ComMap().applyOverrides(o.com);
+    if (!badCom.isEmpty())
+        return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") +
+                          badCom.join(QStringLiteral(", ")));
+    if (isSet("check-ports")) {
+        o.command = Options::Command::CheckPorts;
+        return std::nullopt;
+    }
     if (isSet("export-history"))
         return parseExport(parser, o);
     o.noHistorian = isSet("no-historian");
@@ -224,6 +240,14 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
     if (!screenshotFormNames().contains(o.form))
         return usageError(QStringLiteral("--screenshot-form: one of %1, not ")
                               .arg(screenshotFormNames().join(QStringLiteral(", "))) + o.form);
+    if (isSet("screenshot-mode")) {
+        const QString mode = value("screenshot-mode");
+        if (mode != QLatin1String("user") && mode != QLatin1String("service"))
+            return usageError(QStringLiteral("--screenshot-mode: user or service, not ") + mode);
+        if (!isSet("screenshot"))
+            return usageError(QStringLiteral("--screenshot-mode goes with --screenshot FILE"));
+        o.screenshotMode = mode == QLatin1String("user") ? 0 : 1;
+    }
     if (isSet("time-scale")) {
         o.timeScale = value("time-scale").toInt();
         const auto& scales = TrendGraphs::kScalesMs;
@@ -247,11 +271,6 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         if (!ok || o.loggerTickMs < 10 || o.loggerTickMs > DataLogger::kTickMs)
             return usageError(QStringLiteral("--logger-tick: 10 to 60000 ms, not ") + value("logger-tick"));
     }
-    o.com = parser.values(QStringLiteral("com"));
-    const QStringList badCom = ComMap().applyOverrides(o.com);
-    if (!badCom.isEmpty())
-        return usageError(QStringLiteral("--com: N=DEVICE with N from 1 to 14, not ") +
-                          badCom.join(QStringLiteral(", ")));
     o.plantBroker = value("plant-broker");
     if (isSet("plant-broker") && !PlantSettings().setBroker(o.plantBroker))
         return usageError(QStringLiteral("--plant-broker: HOST:PORT, not ") + o.plantBroker);

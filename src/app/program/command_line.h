@@ -10,7 +10,7 @@ namespace tarvek {
 
 struct Options {
     // What the program does: run the station, or one headless command and exit.
-    enum class Command { Run, ResetPasswords, ExportHistory };
+    enum class Command { Run, ResetPasswords, ExportHistory, CheckPorts };
     Command command = Command::Run;
 
     QString folder;    // the station folder (settings files, Img, Datalogger)
@@ -20,6 +20,8 @@ struct Options {
     QString screenshot;
     QString form = QStringLiteral("Log");
     double quitAfter = -1; // seconds; below 0: runs until ended
+    // The mode the picture shows (--screenshot-mode): 0 user, 1 service; -1 as the station is.
+    int screenshotMode = -1;
     // Run: ports, display and load
     QStringList com;       // N=DEVICE, over ComDevices.ini for this run
     bool linkStats = false;

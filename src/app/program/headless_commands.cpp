@@ -22,6 +22,10 @@
 #include "app/setpoints/pw6_sliders.h"
 #include "app/setpoints/saisie.h"
 #include "historian/historian_export.h"
+#include "historian/historian_store.h"
+#include "serial/com_map.h"
+#include "serial/device_check.h"
+#include "serial/port_setup.h"
 #include "settings/display_coefficients.h"
 #include "settings/settings_files.h"
 #include "station/engine_rows.h"
@@ -33,6 +37,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QSerialPort>
 
 #include <algorithm>
 #include <cstdio>
@@ -125,6 +130,37 @@ int exportHistory(const Options& o)
     }
     std::fprintf(stderr, "%lld rows written to %s\n", static_cast<long long>(n), qPrintable(target));
     return 0;
+}
+
+int checkPorts(const Options& o)
+{
+    SettingsFiles files(o.folder);
+    StationSettings settings;
+    settings.loadPorts(files);
+    ComMap map;
+    for (const QString& fault : map.load(files))
+        std::fprintf(stderr, "%s\n", qPrintable(fault));
+    map.applyOverrides(o.com);
+    int refused = 0;
+    for (std::size_t i = 0; i < settings.portNumbers.size(); ++i) {
+        const QString number = settings.portNumbers[i].trimmed();
+        if (SettingsFiles::toNumber(settings.portEnabled[i]).value_or(0) != 1) {
+            std::printf("LE%d  off\n", static_cast<int>(i + 1));
+            continue;
+        }
+        const QString device = map.deviceFor(number.toInt());
+        DeviceVerdict verdict = inspectDevice(device);
+        if (verdict.ok()) {
+            QSerialPort port(device);
+            if (!port.open(QIODevice::ReadWrite))
+                verdict = explainOpenFailure(device, port.error(), port.errorString());
+        }
+        refused += verdict.ok() ? 0 : 1;
+        std::printf("LE%d  COM%s  %s  %s\n", static_cast<int>(i + 1), qPrintable(number),
+                    qPrintable(device.isEmpty() ? QStringLiteral("(no device)") : device),
+                    qPrintable(PortSetup::describe(verdict, QStringLiteral("can be opened")).text));
+    }
+    return refused == 0 ? 0 : 1;
 }
 
 namespace {

@@ -1,6 +1,6 @@
 #pragma once
 // What the station program does without showing a window: the administrator's password reset, the
-// historian's export, and the pictures of each window that --screenshot takes.
+// historian's export, the check of the ports, and the pictures of each window that --screenshot takes.
 #include <QStringList>
 
 class QWidget;
@@ -15,6 +15,8 @@ class Station;
 int resetPasswords(const Options& options);
 // --export-history: the historian's rows of one engine over a range as CSV.
 int exportHistory(const Options& options);
+// --check-ports: each enabled port's device and whether this user can open it; 0 when all can.
+int checkPorts(const Options& options);
 
 // Every window --screenshot-form can picture, by name ("Log" is the main window).
 QStringList screenshotFormNames();

@@ -65,7 +65,8 @@ HistorianTrends::HistorianTrends(Station& station, const QString& historianPath,
     range_ = new QComboBox;
     range_->setObjectName(QStringLiteral("HistorianRange"));
     range_->addItems({QStringLiteral("Last hour"), QStringLiteral("Last 8 hours"), QStringLiteral("Last 24 hours"),
-                      QStringLiteral("Last 7 days"), QStringLiteral("From / to")});
+                      QStringLiteral("Last 7 days"), QStringLiteral("From / to"), QStringLiteral("Custom")});
+    range_->setItemData(Custom, QStringLiteral("The range chosen by zooming or panning the plot"), Qt::ToolTipRole);
     fromEdit_ = new QDateTimeEdit;
     fromEdit_->setObjectName(QStringLiteral("HistorianFrom"));
     toEdit_ = new QDateTimeEdit;
@@ -74,7 +75,7 @@ HistorianTrends::HistorianTrends(Station& station, const QString& historianPath,
         e->setDisplayFormat(QString::fromLatin1(kDateFormat));
         e->setCalendarPopup(true);
         connect(e, &QDateTimeEdit::editingFinished, this, [this] {
-            if (range_->currentIndex() == FromTo)
+            if (range_->currentIndex() >= FromTo)
                 applyRange();
         });
     }
@@ -115,6 +116,13 @@ HistorianTrends::HistorianTrends(Station& station, const QString& historianPath,
     layout->addWidget(plot_, 1);
     connect(plot_, &HistorianPlot::cursorMoved, this, &HistorianTrends::updateReadout);
     connect(plot_, &HistorianPlot::rangeChanged, this, [this](qint64 from, qint64 to) {
+        // Zoomed or panned: no longer the range the choice names.
+        if (!applying_ && range_->currentIndex() != Custom) {
+            const QSignalBlocker c(range_);
+            range_->setCurrentIndex(Custom);
+            fromEdit_->setEnabled(true);
+            toEdit_->setEnabled(true);
+        }
         const QSignalBlocker a(fromEdit_), b(toEdit_);
         fromEdit_->setDateTime(QDateTime::fromSecsSinceEpoch(from));
         toEdit_->setDateTime(QDateTime::fromSecsSinceEpoch(to));
@@ -157,14 +165,16 @@ void HistorianTrends::applyRange()
     const int range = range_->currentIndex();
     if (!store_.isOpen() && store_.openForReading())
         status_->clear();
-    fromEdit_->setEnabled(range == FromTo);
-    toEdit_->setEnabled(range == FromTo);
-    if (range == FromTo) {
+    fromEdit_->setEnabled(range >= FromTo);
+    toEdit_->setEnabled(range >= FromTo);
+    applying_ = true;
+    if (range >= FromTo) {
         plot_->setRange(fromEdit_->dateTime().toSecsSinceEpoch(), toEdit_->dateTime().toSecsSinceEpoch());
-        return;
+    } else {
+        const qint64 now = station_.clock().now().toSecsSinceEpoch() + 1;
+        plot_->setRange(now - kRangeSeconds[range], now);
     }
-    const qint64 now = station_.clock().now().toSecsSinceEpoch() + 1;
-    plot_->setRange(now - kRangeSeconds[range], now);
+    applying_ = false;
 }
 
 void HistorianTrends::updateReadout()

@@ -22,7 +22,8 @@ class Station;
 class HistorianTrends : public QWidget {
     Q_OBJECT
 public:
-    enum Range { LastHour, Last8Hours, Last24Hours, Last7Days, FromTo };
+    // Custom: a range the operator chose by zoom or pan (or From / to moved since).
+    enum Range { LastHour, Last8Hours, Last24Hours, Last7Days, FromTo, Custom };
 
     HistorianTrends(Station& station, const QString& historianPath, QWidget* parent = nullptr);
 
@@ -52,6 +53,7 @@ private:
     QPushButton* export_;
     QLabel* readout_;
     QLabel* status_;
+    bool applying_ = false; // the plot's range is being set from the choice, not by zoom or pan
 };
 
 } // namespace tarvek

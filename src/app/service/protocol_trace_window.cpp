@@ -11,8 +11,10 @@
 #include <QHeaderView>
 #include <QLabel>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QSplitter>
 #include <QTableView>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -67,8 +69,25 @@ ProtocolTraceWindow::ProtocolTraceWindow(ProtocolTrace& trace, const QString& fo
     view_->setColumnWidth(ProtocolTrace::Length, ch * 6);
     view_->setColumnWidth(ProtocolTrace::Text, ch * 60);
     view_->horizontalHeader()->setStretchLastSection(true);
-    view_->setMinimumSize(ch * 130, 360);
-    outer->addWidget(view_, 1);
+    view_->setMinimumSize(ch * 130, 240);
+    // The selected line whole, text and hex, below the table.
+    detail_ = new QPlainTextEdit;
+    detail_->setObjectName(QStringLiteral("TraceDetail"));
+    detail_->setReadOnly(true);
+    detail_->setFont(view_->font());
+    detail_->setLineWrapMode(QPlainTextEdit::NoWrap);
+    detail_->setPlaceholderText(QStringLiteral("Select a line to see it whole, text and hex"));
+    auto* split = new QSplitter(Qt::Vertical);
+    split->setObjectName(QStringLiteral("TraceSplit"));
+    split->addWidget(view_);
+    split->addWidget(detail_);
+    detail_->setMinimumHeight(view_->fontMetrics().lineSpacing() * 12);
+    split->setStretchFactor(0, 1);
+    split->setStretchFactor(1, 1);
+    split->setChildrenCollapsible(false);
+    outer->addWidget(split, 1);
+    connect(view_->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
+            [this](const QModelIndex& current) { detail_->setPlainText(trace_.detail(current.row())); });
 
     count_ = new QLabel;
     count_->setObjectName(QStringLiteral("TraceCount"));
@@ -81,6 +100,7 @@ ProtocolTraceWindow::ProtocolTraceWindow(ProtocolTrace& trace, const QString& fo
     });
     connect(clear, &QPushButton::clicked, this, [this, &trace] {
         trace.clear();
+        detail_->clear();
         showCount();
     });
     connect(save, &QPushButton::clicked, this, [this] {

@@ -3,11 +3,13 @@
 // of the chosen engines, with its time, direction, turnaround, text and hex.
 //
 // Controls: TraceLE1..TraceLE6 (engines traced), TracePause, TraceClear, TraceSave, TraceView (the
-// table) and TraceCount (rows held, and what a pause skipped). The trace captures only while the
+// table), TraceDetail (the selected line whole, text and hex) and TraceCount (rows held, and what a
+// pause skipped). The trace captures only while the
 // window is open; the view follows the newest row unless the technician scrolled up.
 #include <QDialog>
 
 class QLabel;
+class QPlainTextEdit;
 class QPushButton;
 class QTableView;
 
@@ -34,6 +36,7 @@ private:
     ProtocolTrace& trace_;
     QString folder_;
     QTableView* view_ = nullptr;
+    QPlainTextEdit* detail_ = nullptr;
     QLabel* count_ = nullptr;
     QPushButton* pause_ = nullptr;
 };

@@ -40,12 +40,22 @@ Saisie::Saisie(ValueEntry& entry, QWidget* parent) : QDialog(parent), entry_(ent
     form->addRow(QStringLiteral("Max:"), maximum_);
     form->addRow(QStringLiteral("Value:"), text1_);
     outer->addLayout(form);
+    // What the typed value becomes, before it is sent (a motor speed rounded to its unit).
+    note_ = new QLabel;
+    note_->setObjectName(QStringLiteral("LabelNote"));
+    note_->setWordWrap(true);
+    note_->hide();
+    outer->addWidget(note_);
+    connect(&entry_, &ValueEntry::noteChanged, this, [this](const QString& note) {
+        note_->setText(note);
+        note_->setVisible(!note.isEmpty());
+    });
 
     // AnnulerSaisie goes through reject(), which cancels the entry.
     QPushButton* ok = addButtonRow(this, outer, {"ValidationSaisie", QStringLiteral("OK")},
                                    {"AnnulerSaisie", QStringLiteral("Cancel")});
     connect(ok, &QPushButton::clicked, this, [this] { entry_.validate(text1_->text()); });
-    connect(text1_, &QLineEdit::textEdited, &entry_, &ValueEntry::edited);
+    connect(text1_, &QLineEdit::textEdited, &entry_, [this](const QString& text) { entry_.edited(text); });
     connect(&entry_, &ValueEntry::opened, this, &Saisie::showEntry);
     connect(&entry_, &ValueEntry::warning, this, &Saisie::showWarning);
     connect(&entry_, &ValueEntry::closed, this, [this](bool accepted) {

@@ -2,7 +2,8 @@
 // The form Saisie: the checked entry of one whole number, shown for a ValueEntry.
 //
 // Controls: LabelHint (the caller's hint), LabelMin and LabelMax (the limits as given), Text1
-// (the entry), ValidationSaisie (accept) and AnnulerSaisie (cancel). A refusal opens a warning
+// (the entry), LabelNote (what the entry becomes, while typed), ValidationSaisie (accept) and
+// AnnulerSaisie (cancel). A refusal opens a warning
 // box (objectName MessageWarning) over the form and leaves the entry as typed.
 #include <QDialog>
 #include <QMessageBox>
@@ -35,6 +36,7 @@ private:
     QLabel* hint_ = nullptr;
     QLabel* minimum_ = nullptr;
     QLabel* maximum_ = nullptr;
+    QLabel* note_ = nullptr;
     QLineEdit* text1_ = nullptr;
     QPointer<QMessageBox> box_;
 };
