@@ -50,13 +50,13 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     });
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
     connect(watchdog_, &LinkWatchdog::linkRestored, this, &Station::reportRestored);
-    connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
     for (auto changed : {&SerialLink::portOpened, &SerialLink::portClosed})
         connect(link_, changed, this, &Station::updateLinkStates);
     connect(link_, &SerialLink::connectionChanged, this, &Station::updateLinkStates);
     connect(link_, &SerialLink::portLost, this, &Station::updateLinkStates);
-    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
-        if (outcome.good && linkState(slot) != LinkState::Yes)
+    connect(link_, &SerialLink::replyOverdue, this, &Station::updateLinkStates);
+    connect(link_, &SerialLink::statusReading, this, [this](int slot) {
+        if (linkState(slot) != LinkState::Yes)
             updateLinkStates();
     });
     // A settings file that cannot be written, or a value that is not a number: once, on the status
@@ -100,7 +100,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     protocolTrace_ = new ProtocolTrace(clock_, [this](TraceTap* tap) { link_->setTraceTap(tap); }, this);
     trendGraphs_ = new TrendGraphs(
         tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
-        {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
+        {[this](int i) { return linkState(i + 1) == LinkState::Yes; },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); },
          [this] { return clock_.now(); }},
         this);
@@ -111,8 +111,8 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
 
 void Station::buildLogger()
 {
-    // The logger writes what the main window shows: the last reading held, empty before any, and
-    // empty while the engine is not answering, so a gap shows in the file as one.
+    // The logger writes what the main window shows as live: the last reading while it is fresh,
+    // empty before any and from the moment a reply is overdue, so a gap shows in the file as one.
     dataLogger_ = new DataLogger(files_, clock_, [this](int i, LoggerColumn column) {
         static constexpr std::array<std::pair<int, int>, kLoggerColumns> kSource{{
             {pos::Lpc, coefficients::Lpc}, {pos::Lfc, coefficients::Lfc}, {pos::Vis, coefficients::Vis}, {pos::Ir, coefficients::Ir},
@@ -167,11 +167,12 @@ void Station::buildService()
         // The start spy compares with the registers this engine's controller last gave.
         if (outcome.parametersRead)
             startSpy_->registersKnown(slot, r.ParameterImage[18], r.ParameterImage[19], r.ParameterImage[20]);
-        if (outcome.good && outcome.replyType != kParameterReplyType) {
-            wearCounters_->observe(slot, r.Phase);
-            startSpy_->observe(slot, r.Phase, r.FaultCode);
-        }
         hardwareTests_->onReply(slot, outcome.good, outcome.replyType);
+    });
+    connect(link_, &SerialLink::statusReading, this, [this](int slot) {
+        const LightEngineRecord& r = tables_.at(slot - 1);
+        wearCounters_->observe(slot, r.Phase);
+        startSpy_->observe(slot, r.Phase, r.FaultCode);
     });
     // The counters' last minutes reach the disk before the program ends.
     connect(this, &Station::quitting, wearCounters_, &WearCounters::save);
@@ -216,10 +217,11 @@ void Station::buildOperation()
     connect(engineOperation_, &EngineOperation::runEnded, faultLogger_, &FaultLogger::clearFlags);
     connect(rest_, &RestCountdown::engineStatus, this,
             [this](int engine, const QString& text) { setEngineStatusText(engine - 1, text); });
-    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
-        engineOperation_->onReply(slot, outcome);
-        if (outcome.good && outcome.replyType != kParameterReplyType)
-            faultLogger_->log(slot, tables_.at(slot - 1).FaultCode);
+    connect(link_, &SerialLink::replyHandled, engineOperation_, &EngineOperation::onReply);
+    // Faults and alarms are judged on readings only, never on a register block.
+    connect(link_, &SerialLink::statusReading, this, [this](int slot) {
+        faultLogger_->log(slot, tables_.at(slot - 1).FaultCode);
+        alarmSupervision_->onReply(slot);
     });
 
     connect(engineOperation_, &EngineOperation::question, this, [this](int engine, const QString& caption, const QString& text) {
@@ -422,14 +424,6 @@ void Station::reportRestored(int engine)
     history_->append(QStringLiteral("0"), text);
     alarmSupervision_->linkRestored(engine);
     lostLinks_->restored(engine);
-}
-
-void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
-{
-    // A parameter block carries registers, not readings.
-    if (!outcome.good || outcome.replyType == 2)
-        return;
-    alarmSupervision_->onReply(slot);
 }
 
 void Station::selectEngine(int engine)

@@ -154,7 +154,12 @@ public:
     void setPortIndicator(int engine, bool active);
 
     // Per engine LE1..LE6: what the station knows of its link; linkStateChanged() tells of a change.
+    // Yes means fresh: a good status reply came within link_timing::kReplyDueMs. Whatever shows,
+    // records or publishes an engine's values as live asks this, and nothing else.
     LinkState linkState(int engine) const { return linkStates_.at(static_cast<std::size_t>(engine - 1)); }
+    // The engine answered on this link, which is still open, neither lost nor closed, but its next
+    // status reply is overdue: its last values are known and no longer live.
+    bool stale(int engine) const;
     // Engines whose open link reports phase 1..6.
     QList<int> runningEngines() const;
     // The connect button: opens the links, or closes them, asking first while engines run.
@@ -263,7 +268,6 @@ private:
     LinkState computeLinkState(int engine) const;
     void updateLinkStates();
     void closeLinks();
-    void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
     void buildLogger();
     void buildService();
