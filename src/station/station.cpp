@@ -91,8 +91,14 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     parameterEditor_ = new ParameterEditor(tables_, files_, portOpen, this);
     connect(parameterEditor_, &ParameterEditor::warning, this, [this](const QString& caption, const QString& text) {
         warn(caption, text);
-        tellNotAtRest(QStringLiteral("to change its parameters"));
+        if (text == parameter_texts::kNotInPhase0)
+            tellNotAtRest(QStringLiteral("to change its parameters"));
     });
+    connect(parameterEditor_, &ParameterEditor::question, this, [this](int token, const QString& caption, const QString& text) {
+        ask(caption, text, [this, token](bool yes) { parameterEditor_->answer(token, yes); });
+    });
+    connect(parameterEditor_, &ParameterEditor::journal, this,
+            [this](const QString& text) { history_->append(QStringLiteral("0"), text); });
     connect(link_, &SerialLink::frameSent, parameterEditor_, &ParameterEditor::onFrameSent);
     connect(link_, &SerialLink::replyHandled, parameterEditor_, &ParameterEditor::onReply);
     ioReadOut_ = new IoReadOut(tables_, portOpen, this);
@@ -431,6 +437,7 @@ void Station::selectEngine(int engine)
     if (engine < 1 || engine > kEngines)
         return;
     tables_.selectedEngine = static_cast<std::int16_t>(engine);
+    parameterEditor_->selectionChanged();
     selectedCaption_ = QStringLiteral("Selected LE = ") + QString::number(engine);
     emit selectedCaptionChanged(selectedCaption_);
 }
