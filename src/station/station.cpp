@@ -142,6 +142,8 @@ void Station::buildService()
 {
     coefficients_ = new CoefficientsEditor(files_, settings_, this);
     connect(coefficients_, &CoefficientsEditor::warning, this, &Station::warn);
+    connect(coefficients_, &CoefficientsEditor::saved, this,
+            [this](const QString& what) { history_->append(QStringLiteral("0"), what); });
     wearCounters_ = new WearCounters(files_, clock_, this);
     connect(wearCounters_, &WearCounters::warning, this, &Station::warn);
     startSpy_ = new StartSpy(clock_, this);
@@ -474,15 +476,23 @@ void Station::requestQuit()
 {
     ask(QString::fromLatin1(kQuitCaption), QString::fromLatin1(kQuitQuestion), [this](bool yes) {
         if (yes)
-            quit();
+            quit(QStringLiteral("Quit"));
     });
 }
 
-void Station::quit()
+void Station::quit(const QString& road)
 {
     if (quitting_)
         return;
     quitting_ = true;
+    // The last line of a run says how it ended and which engines were left running.
+    QStringList running;
+    for (int k : runningEngines())
+        running << QStringLiteral("LE%1").arg(k);
+    history_->append(QStringLiteral("0"), QStringLiteral("Station ended%1: %2")
+                                              .arg(road.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(road),
+                                                   running.isEmpty() ? QStringLiteral("no engine running")
+                                                                     : QStringLiteral("running ") + running.join(QStringLiteral(", "))));
     // Every timer the station or its subsystems own, the polling timers included.
     const auto timers = findChildren<QTimer*>();
     for (QTimer* t : timers)

@@ -217,7 +217,9 @@ public slots:
     // mnuQuit: asks first.
     void requestQuit();
     // QuitteProg, and a "yes" to the quit question: stops every timer and ends the program.
-    void quit();
+    // `road` names the way it ended ("Quit", "Exit control", "SIGTERM") in the history line that
+    // lists the engines left running.
+    void quit(const QString& road = QString());
 
 signals:
     void warning(const QString& caption, const QString& text);

@@ -61,6 +61,11 @@ bool Station::logIn(const QString& password)
         refuseLogIn();
         return false;
     }
+    const bool service = tables_.mode == OperatingMode::Service;
+    history_->append(QStringLiteral("0"),
+                     QStringLiteral("Logged in (%1 mode)%2")
+                         .arg(service ? QStringLiteral("service") : QStringLiteral("user"),
+                              before == OperatingMode::Service && !service ? QStringLiteral(": service mode ended") : QString()));
     emit modeChanged(static_cast<int>(tables_.mode));
     return true;
 }
@@ -80,8 +85,10 @@ QString Station::changePassword(int record, const QString& password, const QStri
     if (!files_.writeValues(SettingsFiles::loginFileName(), {records[0], records[1]}, LineFormat::Quoted))
         return QStringLiteral("Cannot write the log-in file.");
     settings_.passwords = records;
-    emit statusText(record == 0 ? QStringLiteral("The user password was changed")
-                                : QStringLiteral("The service password was changed"));
+    const QString changed = record == 0 ? QStringLiteral("The user password was changed")
+                                        : QStringLiteral("The service password was changed");
+    history_->append(QStringLiteral("0"), changed);
+    emit statusText(changed);
     return {};
 }
 
@@ -105,7 +112,9 @@ void Station::enterUserMode()
     serviceMarker_ = false;
     quitAvailable_ = false;
     functionsAvailable_ = software_.userModeOption;
-    emit statusText(QStringLiteral("Service mode timed out: back in user mode"));
+    const QString text = QStringLiteral("Service mode timed out: back in user mode");
+    history_->append(QStringLiteral("0"), text);
+    emit statusText(text);
     emit modeChanged(static_cast<int>(tables_.mode));
 }
 

@@ -118,6 +118,9 @@ private slots:
         // Timer62 gives the label its resting caption back.
         QTRY_COMPARE_WITH_TIMEOUT(label->text(), QString("Connect/Disconnect"), 10000);
         WindowRig::save(rig.window.get(), "log_connected.png");
+        // The end of the station names the engines it leaves running.
+        rig.station->quit(QStringLiteral("Exit control"));
+        QCOMPARE(historyLines(*rig.station, "Station ended (Exit control): running LE2, LE4"), 1);
     }
 
     void portConfigurationForm()

@@ -150,6 +150,7 @@ private slots:
         const QList<QByteArray> lines = test::readBytes(station.files().pathOf("\\Coefficients.ini")).split('\n');
         QCOMPARE(lines.size(), 37);
         QCOMPARE(lines.mid(15, 3), (QList<QByteArray>{"1\r", "5\r", "1\r"}));
+        QCOMPARE(historyLines(station, "LE Data saved: SBV offset 0->1, factor 4->5, decimals 2->1"), 1);
 
         // A station started on the folder reads them back.
         ManualClock clock;

@@ -356,7 +356,7 @@ void LogWindow::buildCentral()
     auto* quitteProg = new QPushButton(QStringLiteral("Exit"));
     quitteProg->setObjectName(QStringLiteral("QuitteProg"));
     quitteProg->setToolTip(QStringLiteral("Ends the program without asking"));
-    connect(quitteProg, &QPushButton::clicked, &station_, &Station::quit);
+    connect(quitteProg, &QPushButton::clicked, &station_, [this] { station_.quit(QStringLiteral("Exit control")); });
     addControl(quitteProg, Access::Service, true);
     top->addWidget(quitteProg);
     outer->addLayout(top);
