@@ -112,7 +112,8 @@ Received Subscriber::last(const QString& topic) const
     return {};
 }
 
-PlantStation::PlantStation(const QString& brokerAddress, const QString& name, const QByteArray& password, bool looseFile)
+PlantStation::PlantStation(const QString& brokerAddress, const QString& name, const QByteArray& password, bool looseFile,
+                           const QStringList& moreOptions)
 {
     const QString ports = dir_.filePath("ports");
     const QString folder = this->folder();
@@ -140,7 +141,7 @@ PlantStation::PlantStation(const QString& brokerAddress, const QString& name, co
     env.insert("QT_QPA_PLATFORM", "offscreen");
     station_.setProcessEnvironment(env);
     station_.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
-                   QStringList{"--folder", folder, "--plant-broker", brokerAddress, "--plant-name", name});
+                   QStringList{"--folder", folder, "--plant-broker", brokerAddress, "--plant-name", name} + moreOptions);
 }
 
 PlantStation::~PlantStation()
@@ -149,6 +150,12 @@ PlantStation::~PlantStation()
         p->kill();
         p->waitForFinished(10'000);
     }
+}
+
+bool PlantStation::terminate()
+{
+    station_.terminate();
+    return station_.waitForFinished(30'000) && station_.exitCode() == 0;
 }
 
 void PlantStation::kill9()

@@ -6,6 +6,7 @@
 #include <QList>
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -60,11 +61,14 @@ private:
 class PlantStation {
 public:
     PlantStation(const QString& brokerAddress, const QString& name, const QByteArray& password = {},
-                 bool looseFile = false);
-    PlantStation(const Broker& broker, const QString& name) : PlantStation(broker.address(), name) {}
+                 bool looseFile = false, const QStringList& moreOptions = {});
+    PlantStation(const Broker& broker, const QString& name, const QStringList& moreOptions = {})
+        : PlantStation(broker.address(), name, {}, false, moreOptions) {}
     ~PlantStation();
     void simulator(const QByteArray& command) { sim_.write(command + '\n'); }
     void kill9();
+    // SIGTERM, and waits for the end: the files are closed and whole.
+    bool terminate();
     QString errors();
     QString folder() const { return dir_.path() + QStringLiteral("/station"); }
 

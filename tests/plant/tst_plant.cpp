@@ -1,12 +1,15 @@
 // Stations publishing to a real Mosquitto: what a plant subscriber sees, and what the broker's
 // faults do to it.
+#include "historian/historian_store.h"
 #include "plant_rig.h"
 #include "test_registry.h"
 
+#include <QFile>
 #include <QJsonArray>
 #include <QTcpServer>
 #include <QTest>
 
+using namespace tarvek;
 using namespace tarvek::test;
 
 namespace {
@@ -92,6 +95,79 @@ private slots:
 
         station.kill9();
         QTRY_VERIFY_WITH_TIMEOUT(after.last("tarvek/st1/status").payload == R"({"online":false})", 30'000);
+    }
+
+    // While the historian, a data logger and the publisher all record, LE2 answers with its
+    // register block for a few seconds and LE3 falls silent for less than the loss: neither is a
+    // reading, so nothing records or publishes a register as a value or a silent second as live.
+    void registerBlocksAndSilentSecondsAreNoReadings()
+    {
+        Broker broker;
+        QVERIFY(broker.start());
+        Subscriber page(broker, "page");
+        PlantStation station(broker, "st1", {"--logger-tick", "250"});
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        station.simulator("block 2 40");
+        station.simulator("silence 3 on");
+        const auto notLive = [&page](int n) {
+            const QJsonObject o = page.last(engineTopic("st1", n)).json();
+            return o["link"].toString() == "no" && o["rows"].toArray().isEmpty();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(notLive(2) && notLive(3), 10'000);
+        QTest::qWait(1500);
+        station.simulator("silence 3 off");
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        QTest::qWait(2000);
+        QVERIFY(station.terminate());
+
+        // The broker: LE2's values are always a status reply's (MAT is 0 in the block, never at rest).
+        for (const Received& r : page.received())
+            if (r.topic == engineTopic("st1", 2))
+                for (const QJsonValue row : r.json()["rows"].toArray())
+                    if (row["name"].toString() == "MAT")
+                        QVERIFY2(row["value"].toString().toDouble() > 0, r.payload.constData());
+
+        // The historian: a gap of seconds without values in each, with a state row in it, and no
+        // register among LE2's values.
+        HistorianStore store(station.folder() + "/" + HistorianStore::fileName());
+        QVERIFY(store.open(true));
+        for (int n : {2, 3}) {
+            qint64 lastValues = 0, longestGap = 0;
+            int statesInGaps = 0;
+            store.forEachRow({n}, 0, std::numeric_limits<qint64>::max(), [&](const HistorianSample& s, bool values) {
+                if (!values) {
+                    statesInGaps += lastValues > 0 ? 1 : 0;
+                    return;
+                }
+                if (n == 2)
+                    QVERIFY2(s.values[3] > 0 && s.values[10] > 0, qPrintable(QString::number(s.time))); // MAT, SBV
+                if (lastValues > 0)
+                    longestGap = std::max(longestGap, s.time - lastValues);
+                lastValues = s.time;
+            });
+            QVERIFY2(longestGap >= 2, qPrintable(QString("LE%1: %2 s").arg(n).arg(longestGap)));
+            QVERIFY(statesInGaps >= 1);
+        }
+
+        // The data logger: empty cells while the reply was overdue, never a register. MAT ends a row.
+        for (int n : {2, 3}) {
+            QFile file(station.folder() + QString("/Datalogger/bench_LE%1.txt").arg(n));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            bool answered = false;
+            int emptyAfter = 0;
+            for (const QByteArray& line : file.readAll().split('\n')) {
+                const QList<QByteArray> cells = line.trimmed().split(',');
+                if (cells.size() < 4 || cells[0].toInt() <= 0)
+                    continue; // header, blank
+                const QByteArray mat = cells.last();
+                if (mat.isEmpty())
+                    emptyAfter += answered ? 1 : 0;
+                else
+                    QVERIFY2(mat.toDouble() > 0, line.constData());
+                answered = answered || !mat.isEmpty();
+            }
+            QVERIFY2(emptyAfter >= 4, qPrintable(QString("LE%1: %2").arg(n).arg(emptyAfter)));
+        }
     }
 
     // A broker that refuses the station, one that never answers, a password file others may read:
