@@ -1,5 +1,6 @@
 #include "maintenance/parameter_editor.h"
 
+#include "maintenance/parameter_changes.h"
 #include "protocol/parameter_block.h"
 #include "recording/named_timer.h"
 #include "settings/settings_files.h"
@@ -258,7 +259,7 @@ void ParameterEditor::writeConfig()
     engine_ = engine;
     setExchange(Exchange::ConfirmAsked);
     finish(QStringLiteral("Write to LE%1: answer the question first").arg(engine));
-    emit question(pending_.token, parameter_texts::kPortCaption, askText(engine, bytes, reasons));
+    emit question(pending_.token, parameter_texts::kPortCaption, parameter_changes::question(engine, reasons, known(engine), bytes));
 }
 
 QStringList ParameterEditor::reasonsToAsk(int engine, const Registers& bytes) const
@@ -268,63 +269,11 @@ QStringList ParameterEditor::reasonsToAsk(int engine, const Registers& bytes) co
         reasons << (source_ == Source::Read
                         ? QStringLiteral("These values were read from LE%1, not from LE%2.").arg(sourceEngine_).arg(engine)
                         : QStringLiteral("These values were not read from LE%1 or loaded from a file.").arg(engine));
-    if (const auto& old = known_[static_cast<std::size_t>(engine - 1)]) {
-        QStringList zeroed;
-        for (int i = 1; i < kRegisters; ++i)
-            if ((*old)[static_cast<std::size_t>(i)] != 0 && bytes[static_cast<std::size_t>(i)] == 0)
-                zeroed << QString::number(i);
-        if (!zeroed.isEmpty())
-            reasons << QStringLiteral("Register%1 %2 would go to 0.")
-                           .arg(zeroed.size() == 1 ? QString() : QStringLiteral("s"), zeroed.join(QStringLiteral(", ")));
-    }
+    const QStringList zeroed = parameter_changes::zeroed(known(engine), bytes);
+    if (!zeroed.isEmpty())
+        reasons << QStringLiteral("Register%1 %2 would go to 0.")
+                       .arg(zeroed.size() == 1 ? QString() : QStringLiteral("s"), zeroed.join(QStringLiteral(", ")));
     return reasons;
-}
-
-QString ParameterEditor::askText(int engine, const Registers& bytes, const QStringList& reasons) const
-{
-    QStringList lines{parameter_texts::kWriteQuestion + QStringLiteral("%1?").arg(engine), QString()};
-    lines << reasons << QString();
-    const auto& old = known_[static_cast<std::size_t>(engine - 1)];
-    if (!old) {
-        QStringList all;
-        for (int i = 1; i < kRegisters; ++i)
-            all << QStringLiteral("%1=%2").arg(i).arg(bytes[static_cast<std::size_t>(i)]);
-        lines << QStringLiteral("LE%1 was not read here: what it holds is not known. Registers 1 to 31 would be:").arg(engine)
-              << all.join(QStringLiteral(", "));
-        return lines.join(QLatin1Char('\n'));
-    }
-    QStringList changed;
-    for (int i = 1; i < kRegisters; ++i) {
-        const auto idx = static_cast<std::size_t>(i);
-        if ((*old)[idx] == bytes[idx])
-            continue;
-        const QString label = labels()[idx].trimmed();
-        changed << QStringLiteral("%1%2: %3 \u2192 %4")
-                       .arg(i)
-                       .arg(label.isEmpty() ? QString() : QStringLiteral(" ") + label)
-                       .arg((*old)[idx])
-                       .arg(bytes[idx]);
-    }
-    lines << (changed.isEmpty() ? QStringLiteral("No register changes from LE%1's last read.").arg(engine)
-                                : QStringLiteral("Registers that change (last read from LE%1 \u2192 new):").arg(engine));
-    lines << changed;
-    return lines.join(QLatin1Char('\n'));
-}
-
-QString ParameterEditor::changes(int engine, const Registers& bytes) const
-{
-    QStringList parts;
-    const auto& old = known_[static_cast<std::size_t>(engine - 1)];
-    for (int i = 1; i < kRegisters; ++i) {
-        const auto idx = static_cast<std::size_t>(i);
-        if (!old)
-            parts << QStringLiteral("%1=%2").arg(i).arg(bytes[idx]);
-        else if ((*old)[idx] != bytes[idx])
-            parts << QStringLiteral("%1 %2->%3").arg(i).arg((*old)[idx]).arg(bytes[idx]);
-    }
-    if (!old)
-        return QStringLiteral("not read before, registers ") + parts.join(QStringLiteral(" "));
-    return parts.isEmpty() ? QStringLiteral("no change") : parts.join(QStringLiteral(", "));
 }
 
 void ParameterEditor::answer(int token, bool yes)
@@ -335,7 +284,7 @@ void ParameterEditor::answer(int token, bool yes)
     pending_ = PendingWrite{};
     setExchange(Exchange::Idle);
     if (!yes) {
-        emit journal(QStringLiteral("Register write to LE%1 declined: %2").arg(p.engine).arg(changes(p.engine, p.bytes)));
+        emit journal(QStringLiteral("Register write to LE%1 declined: %2").arg(p.engine).arg(parameter_changes::journal(known(p.engine), p.bytes)));
         finish(QStringLiteral("Write to LE%1 not sent: declined").arg(p.engine));
         return;
     }
@@ -455,7 +404,7 @@ void ParameterEditor::onFrameSent(int slot, const QByteArray& frame)
             Registers sent{};
             for (int i = 0; i < kRegisters && i < frame.size(); ++i)
                 written_[static_cast<std::size_t>(i)] = sent[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(frame[i]);
-            emit journal(QStringLiteral("Registers written to LE%1: %2").arg(slot).arg(changes(slot, sent)));
+            emit journal(QStringLiteral("Registers written to LE%1: %2").arg(slot).arg(parameter_changes::journal(known(slot), sent)));
             tables_.at(slot - 1).parameterReadRequest = true;
             setExchange(Exchange::ReadBackAsked);
         }

@@ -156,10 +156,7 @@ private:
     Registers entries() const;
     bool chosenFor(int engine) const;
     QStringList reasonsToAsk(int engine, const Registers& bytes) const;
-    QString askText(int engine, const Registers& bytes, const QStringList& reasons) const;
-    // Each register that changes from what the engine held at its last read, "18 50->60", or
-    // "no change"; every value when the engine was not read.
-    QString changes(int engine, const Registers& bytes) const;
+    const std::optional<Registers>& known(int engine) const { return known_.at(static_cast<std::size_t>(engine - 1)); }
     void send(int engine, const Registers& bytes);
     void refuse(int engine, const QString& why);
     bool checkPort();
