@@ -543,7 +543,7 @@ void ParameterEditor::timedOut()
     setExchange(Exchange::Idle);
     if (step == Exchange::ReadAsked || step == Exchange::ReadSent) {
         restore(beforeRead_);
-        text += QStringLiteral(": the values held before the read are shown again");
+        text += QStringLiteral("; the values held before the read are shown again");
     }
     finish(text);
 }

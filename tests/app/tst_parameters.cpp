@@ -120,7 +120,7 @@ private slots:
     {
         QTest::addColumn<QString>("command");
         QTest::addColumn<QString>("said");
-        const QString back = ": the values held before the read are shown again";
+        const QString back = "; the values held before the read are shown again";
         QTest::newRow("silent engine") << "silence 3 on" << "LE3 sent no reply in 5 s: the request was not sent" + back;
         QTest::newRow("status reply only") << "block-type 3 0" << "No answer from LE3 to the parameter read in 5 s" + back;
         QTest::newRow("answer after the notice") << "late" << "No answer from LE3 to the parameter read in 5 s" + back;
