@@ -81,6 +81,8 @@ private slots:
             }
         };
         seconds(5);
+        clock.advanceSeconds(1);
+        historian.sample(); // a new second, but no reply came since the last row: no row
         // LE3 falls silent: from its overdue reply on, a state row and no values, before and
         // after the loss.
         engines.simulator->engine(3)->model().setSilent(true);
