@@ -236,6 +236,13 @@ private slots:
         QVERIFY(history().contains("Register write to LE3 refused: LE4 was selected meanwhile"));
         QCOMPARE(rig.station->tables().commandCode, 0);
 
+        // Another engine chosen before a write went out: withdrawn, so no engine gets it.
+        rig.station->selectEngine(2);
+        editor.writeConfig();
+        rig.station->selectEngine(3);
+        QCOMPARE(rig.station->tables().commandCode, 0);
+        QVERIFY(history().contains("Register write to LE2 withdrawn: LE3 was selected before it went out"));
+
         // LE2 falls silent once its write went out: not confirmed, and said so.
         rig.station->selectEngine(2);
         connect(&editor, &ParameterEditor::exchangeChanged, this, [&rig, &editor] {
