@@ -203,7 +203,7 @@ int main(int argc, char** argv)
     TerminationSignals signalQuit;
     QObject::connect(&signalQuit, &TerminationSignals::received, &station, [&station](const QString& name) {
         std::fprintf(stderr, "tarvek-station: %s received, ending\n", qPrintable(name));
-        station.quit();
+        station.quit(name);
     });
 
     // The plant view: read-only to the plant, beside the serial side; the core does not know it.
@@ -218,7 +218,7 @@ int main(int argc, char** argv)
         const auto finish = [&] {
             if (!options.screenshot.isEmpty() && !takeScreenshot(window, station, options.form, options.screenshot))
                 exitCode = 1;
-            station.quit();
+            station.quit(QStringLiteral("--quit-after"));
         };
         QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&, finish] {
             if (options.screenshotMode < 0)

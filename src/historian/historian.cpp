@@ -56,10 +56,13 @@ void Historian::sample()
     for (int n = 1; n <= kEngines; ++n) {
         const auto k = static_cast<std::size_t>(n - 1);
         const LinkState link = historianLinkState(station_, n);
-        // Values once a second while the link answers; any other state once, when it begins.
-        if (link == LinkState::Yes ? lastTime_[k] == now && lastState_[k] == int(link)
+        const quint64 readings = station_.link().statusReadings(n);
+        // Values once a second while the link answers, and only when a status reply came since the
+        // last row: a silent second is never a repeated row. Any other state once, when it begins.
+        if (link == LinkState::Yes ? (lastTime_[k] == now && lastState_[k] == int(link)) || readings == lastReadings_[k]
                                    : lastState_[k] == int(link))
             continue;
+        lastReadings_[k] = readings;
         HistorianSample s;
         s.time = now;
         s.engine = n;

@@ -1,7 +1,7 @@
 #pragma once
-// The historian: every second, one row per engine whose link answers, written to
-// "\Historian.sqlite" by a thread of its own so a commit never holds up the frame cycle. It only
-// observes the station: the station does not know it is there.
+// The historian: every second, one row per engine that sent a status reply in that second,
+// written to "\Historian.sqlite" by a thread of its own so a commit never holds up the frame
+// cycle. It only observes the station: the station does not know it is there.
 #include "historian/historian_writer.h"
 
 #include <QElapsedTimer>
@@ -57,6 +57,7 @@ private:
     HistorianWriter* writer_;
     std::array<qint64, 6> lastTime_{};
     std::array<int, 6> lastState_{};
+    std::array<quint64, 6> lastReadings_{}; // the engine's status readings at its last row
 };
 
 } // namespace tarvek

@@ -4,6 +4,7 @@
 #include "settings/station_settings.h"
 
 #include <QDir>
+#include <QStringList>
 
 #include <algorithm>
 
@@ -57,7 +58,23 @@ bool CoefficientsEditor::save()
                          QStringLiteral(": the display keeps its coefficients"));
         return false;
     }
+    // Which quantities changed, each column old to new, for the activity history.
+    static const std::array<const char*, coefficients::kColumns> kColumnNames{"offset", "factor", "decimals"};
+    const coefficients::Values before = inUse();
+    QStringList rows;
+    for (int row = 0; row < coefficients::kRows; ++row) {
+        QStringList columns;
+        for (int c = 0; c < coefficients::kColumns; ++c)
+            if (coefficients::at(before, row, c) != coefficients::at(edited_, row, c))
+                columns << QStringLiteral("%1 %2->%3")
+                               .arg(QLatin1String(kColumnNames[static_cast<std::size_t>(c)]))
+                               .arg(coefficients::at(before, row, c))
+                               .arg(coefficients::at(edited_, row, c));
+        if (!columns.isEmpty())
+            rows << coefficients::rowName(row) + QLatin1Char(' ') + columns.join(QStringLiteral(", "));
+    }
     std::copy(edited_.begin(), edited_.end(), settings_.coefficients.begin());
+    emit saved(QStringLiteral("LE Data saved: ") + (rows.isEmpty() ? QStringLiteral("no change") : rows.join(QStringLiteral("; "))));
     emit applied();
     return true;
 }

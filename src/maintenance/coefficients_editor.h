@@ -39,6 +39,8 @@ signals:
     void editedChanged();
     // The values in use changed: the main display shows them from now on.
     void applied();
+    // A save went through: which quantities changed, each value old to new, for the history.
+    void saved(const QString& what);
     void warning(const QString& caption, const QString& text);
 
 private:

@@ -1,5 +1,6 @@
 #include "maintenance/parameter_editor.h"
 
+#include "maintenance/parameter_changes.h"
 #include "protocol/parameter_block.h"
 #include "recording/named_timer.h"
 #include "settings/settings_files.h"
@@ -84,11 +85,10 @@ std::uint8_t ParameterEditor::byteOf(const QString& text)
     return static_cast<std::uint8_t>(SettingsFiles::toNumber(text).value_or(0) & 0xFF);
 }
 
-void ParameterEditor::setValue(int reg, const QString& text)
+void ParameterEditor::put(int reg, const QString& text)
 {
     const auto i = static_cast<std::size_t>(reg);
     values_.at(i) = text;
-    tables_.parameterEntries.at(i) = byteOf(text);
     if (!marks_[i].isEmpty()) {
         marks_[i].clear();
         emit marksChanged();
@@ -96,19 +96,87 @@ void ParameterEditor::setValue(int reg, const QString& text)
     emit valuesChanged();
 }
 
+void ParameterEditor::setValue(int reg, const QString& text)
+{
+    put(reg, text);
+    setSource(source_, sourceEngine_, true);
+}
+
+void ParameterEditor::setSource(Source s, int engine, bool edited)
+{
+    if (s == source_ && engine == sourceEngine_ && edited == edited_)
+        return;
+    source_ = s;
+    sourceEngine_ = engine;
+    edited_ = edited;
+    emit sourceChanged();
+}
+
+ParameterEditor::Held ParameterEditor::held() const
+{
+    return Held{values_, marks_, source_, sourceEngine_, edited_};
+}
+
+void ParameterEditor::restore(const Held& h)
+{
+    for (int r = 0; r < kRegisters; ++r)
+        put(r, h.values[static_cast<std::size_t>(r)]);
+    marks_ = h.marks;
+    emit marksChanged();
+    setSource(h.source, h.sourceEngine, h.edited);
+}
+
+Registers ParameterEditor::entries() const
+{
+    Registers bytes{};
+    for (int r = 1; r < kRegisters; ++r)
+        bytes[static_cast<std::size_t>(r)] = byteOf(values_[static_cast<std::size_t>(r)]);
+    return bytes;
+}
+
+bool ParameterEditor::chosenFor(int engine) const
+{
+    return source_ == Source::File || (source_ == Source::Read && sourceEngine_ == engine);
+}
+
+QString ParameterEditor::sourceText() const
+{
+    const int selected = tables_.selectedEngine;
+    const QString edited = edited_ ? QStringLiteral(", then changed here") : QString();
+    switch (source_) {
+    case Source::Read:
+        return QStringLiteral("Read from LE%1%2").arg(sourceEngine_).arg(edited) +
+               (servable(selected) && selected != sourceEngine_
+                    ? QStringLiteral(": LE%1 is selected, a write to it asks first").arg(selected)
+                    : QString());
+    case Source::File: return QStringLiteral("Loaded from ParamSt.ini") + edited;
+    case Source::None: break;
+    }
+    return servable(selected)
+               ? QStringLiteral("Not read: these values are not LE%1's. Read FADEC (or Load File) first.").arg(selected)
+               : QStringLiteral("Not read: choose an LE on the main window, then Read FADEC.");
+}
+
+bool ParameterEditor::isWriteQuestion(const QString& text)
+{
+    return text.startsWith(parameter_texts::kWriteQuestion);
+}
+
 void ParameterEditor::paramDefault()
 {
     clearMarks();
     const Registers& d = defaultRegisters();
     for (int r = 0; r < kRegisters; ++r)
-        setValue(r, QString::number(d[static_cast<std::size_t>(r)]));
+        put(r, QString::number(d[static_cast<std::size_t>(r)]));
+    setSource(source_, sourceEngine_, true);
 }
 
 void ParameterEditor::paramZero()
 {
     clearMarks();
     for (int r = 0; r < kRegisters; ++r)
-        setValue(r, QStringLiteral("0"));
+        put(r, QStringLiteral("0"));
+    setSource(source_, sourceEngine_, true);
 }
 
 bool ParameterEditor::writeConfHdd()
@@ -118,10 +186,13 @@ bool ParameterEditor::writeConfHdd()
 
 void ParameterEditor::readParamHdd()
 {
-    paramZero();
+    clearMarks();
+    for (int r = 0; r < kRegisters; ++r)
+        put(r, QStringLiteral("0"));
     const QStringList lines = files_.readValues(parameter_texts::kFile);
     for (int r = 0; r < kRegisters && r < lines.size(); ++r)
-        setValue(r, lines[r]);
+        put(r, lines[r]);
+    setSource(Source::File, 0, false);
 }
 
 bool ParameterEditor::checkPort()
@@ -138,37 +209,162 @@ bool ParameterEditor::checkPort()
 
 void ParameterEditor::readConfig()
 {
+    const int engine = tables_.selectedEngine;
+    if (!servable(engine))
+        return;
+    if (exchange_ != Exchange::Idle) {
+        finish(QStringLiteral("LE%1: wait for the end of the exchange in progress").arg(engine_));
+        return;
+    }
+    beforeRead_ = held();
     clearMarks();
     for (int r = 0; r < kRegisters; ++r)
-        setValue(r, QStringLiteral("0"));
-    if (!checkPort())
+        put(r, QStringLiteral("0"));
+    if (!checkPort()) {
+        setSource(Source::None, 0, false); // the boxes hold the zeros of a read that never went
         return;
+    }
     tables_.commandCode = static_cast<std::uint8_t>(CommandCode::ReadParameters);
+    engine_ = engine;
     begin(Exchange::ReadAsked);
-    finish(QStringLiteral("Reading the parameters of LE%1...").arg(tables_.selectedEngine));
+    finish(QStringLiteral("Reading the parameters of LE%1...").arg(engine));
 }
 
 void ParameterEditor::writeConfig()
 {
-    if (!checkPort())
+    const int engine = tables_.selectedEngine;
+    if (!servable(engine))
         return;
+    if (exchange_ != Exchange::Idle) {
+        finish(QStringLiteral("LE%1: wait for the end of the exchange in progress").arg(engine_));
+        return;
+    }
+    if (!checkPort()) {
+        refuse(engine, QStringLiteral("its port is not open"));
+        return;
+    }
+    const LightEngineRecord& r = tables_.at(engine - 1);
+    if (r.everReported && r.Phase != 0) {
+        emit warning(parameter_texts::kPhaseCaption, parameter_texts::kNotInPhase0);
+        refuse(engine, QStringLiteral("not in phase 0 (phase %1)").arg(r.Phase));
+        return;
+    }
+    const Registers bytes = entries();
+    const QStringList reasons = reasonsToAsk(engine, bytes);
+    if (reasons.isEmpty()) {
+        send(engine, bytes);
+        return;
+    }
+    pending_ = PendingWrite{nextToken_++, engine, bytes};
+    engine_ = engine;
+    setExchange(Exchange::ConfirmAsked);
+    finish(QStringLiteral("Write to LE%1: answer the question first").arg(engine));
+    emit question(pending_.token, parameter_texts::kPortCaption, parameter_changes::question(engine, reasons, known(engine), bytes));
+}
+
+QStringList ParameterEditor::reasonsToAsk(int engine, const Registers& bytes) const
+{
+    QStringList reasons;
+    if (!chosenFor(engine))
+        reasons << (source_ == Source::Read
+                        ? QStringLiteral("These values were read from LE%1, not from LE%2.").arg(sourceEngine_).arg(engine)
+                        : QStringLiteral("These values were not read from LE%1 or loaded from a file.").arg(engine));
+    const QStringList zeroed = parameter_changes::zeroed(known(engine), bytes);
+    if (!zeroed.isEmpty())
+        reasons << QStringLiteral("Register%1 %2 would go to 0.")
+                       .arg(zeroed.size() == 1 ? QString() : QStringLiteral("s"), zeroed.join(QStringLiteral(", ")));
+    return reasons;
+}
+
+void ParameterEditor::answer(int token, bool yes)
+{
+    if (exchange_ != Exchange::ConfirmAsked || token != pending_.token)
+        return;
+    const PendingWrite p = pending_;
+    pending_ = PendingWrite{};
+    setExchange(Exchange::Idle);
+    if (!yes) {
+        emit journal(QStringLiteral("Register write to LE%1 declined: %2").arg(p.engine).arg(parameter_changes::journal(known(p.engine), p.bytes)));
+        finish(QStringLiteral("Write to LE%1 not sent: declined").arg(p.engine));
+        return;
+    }
+    // The shared request goes with the selected engine's frame, and what was asked is what goes.
+    if (tables_.selectedEngine != p.engine)
+        refuse(p.engine, QStringLiteral("LE%1 was selected meanwhile").arg(tables_.selectedEngine));
+    else if (entries() != p.bytes)
+        refuse(p.engine, QStringLiteral("the values changed while the question was open"));
+    else if (!portOpen_(p.engine))
+        refuse(p.engine, QStringLiteral("its port is not open"));
+    else
+        send(p.engine, p.bytes);
+}
+
+void ParameterEditor::send(int engine, const Registers& bytes)
+{
     for (int r = 0; r < kRegisters; ++r)
-        tables_.parameterEntries[static_cast<std::size_t>(r)] = byteOf(values_[static_cast<std::size_t>(r)]);
+        tables_.parameterEntries[static_cast<std::size_t>(r)] = bytes[static_cast<std::size_t>(r)];
     tables_.commandCode = static_cast<std::uint8_t>(CommandCode::WriteParameters);
     clearMarks();
+    engine_ = engine;
     begin(Exchange::WriteAsked);
-    finish(QStringLiteral("Writing the parameters of LE%1...").arg(tables_.selectedEngine));
+    finish(QStringLiteral("Writing the parameters of LE%1...").arg(engine));
+}
+
+void ParameterEditor::refuse(int engine, const QString& why)
+{
+    emit journal(QStringLiteral("Register write to LE%1 refused: %2").arg(engine).arg(why));
+    finish(QStringLiteral("Write to LE%1 not sent: %2").arg(engine).arg(why));
+}
+
+void ParameterEditor::selectionChanged()
+{
+    emit sourceChanged(); // the top of the form names the selected engine
+    const int now = tables_.selectedEngine;
+    if (now == engine_)
+        return;
+    if (exchange_ == Exchange::ReadAsked) {
+        tables_.commandCode = 0;
+        setExchange(Exchange::Idle);
+        restore(beforeRead_);
+        finish(QStringLiteral("Read of LE%1 withdrawn: LE%2 was selected before it went out; the values held before are "
+                              "shown again")
+                   .arg(engine_)
+                   .arg(now));
+    } else if (exchange_ == Exchange::WriteAsked) {
+        tables_.commandCode = 0;
+        setExchange(Exchange::Idle);
+        emit journal(QStringLiteral("Register write to LE%1 withdrawn: LE%2 was selected before it went out").arg(engine_).arg(now));
+        finish(QStringLiteral("Write to LE%1 withdrawn: LE%2 was selected before it went out").arg(engine_).arg(now));
+    }
 }
 
 void ParameterEditor::quit()
 {
-    answer_->stop();
+    switch (exchange_) {
+    case Exchange::ReadAsked:
+        tables_.commandCode = 0;
+        [[fallthrough]];
+    case Exchange::ReadSent:
+        restore(beforeRead_);
+        finish(QStringLiteral("Read of LE%1 stopped: the form was closed").arg(engine_));
+        break;
+    case Exchange::WriteAsked:
+        tables_.commandCode = 0;
+        emit journal(QStringLiteral("Register write to LE%1 withdrawn: the form was closed").arg(engine_));
+        finish(QStringLiteral("Write to LE%1 withdrawn: the form was closed").arg(engine_));
+        break;
+    case Exchange::ConfirmAsked:
+        emit journal(QStringLiteral("Register write to LE%1 declined: the form was closed").arg(engine_));
+        finish(QStringLiteral("Write to LE%1 not sent: the form was closed").arg(engine_));
+        break;
+    default: break;
+    }
+    pending_ = PendingWrite{};
     setExchange(Exchange::Idle);
 }
 
 void ParameterEditor::begin(Exchange e)
 {
-    engine_ = 0;
     setExchange(e);
     answer_->start(); // also when the same request is asked again
 }
@@ -178,10 +374,11 @@ void ParameterEditor::setExchange(Exchange e)
     if (e == exchange_)
         return;
     exchange_ = e;
-    if (e == Exchange::Idle)
+    // Each step with the engine has its own time to see its answer; the operator's has none.
+    if (e == Exchange::Idle || e == Exchange::ConfirmAsked)
         answer_->stop();
     else
-        answer_->start(); // each step has its own time to see its answer
+        answer_->start();
     emit exchangeChanged();
 }
 
@@ -199,16 +396,15 @@ void ParameterEditor::onFrameSent(int slot, const QByteArray& frame)
     // The shared request goes with the selected engine's frame; a read-back asks its own engine.
     switch (exchange_) {
     case Exchange::ReadAsked:
-        if (tables_.isSelected(slot - 1) && code == static_cast<std::uint8_t>(CommandCode::ReadParameters)) {
-            engine_ = slot;
+        if (slot == engine_ && tables_.isSelected(slot - 1) && code == static_cast<std::uint8_t>(CommandCode::ReadParameters))
             setExchange(Exchange::ReadSent);
-        }
         break;
     case Exchange::WriteAsked:
-        if (tables_.isSelected(slot - 1) && code == static_cast<std::uint8_t>(CommandCode::WriteParameters)) {
-            engine_ = slot;
+        if (slot == engine_ && tables_.isSelected(slot - 1) && code == static_cast<std::uint8_t>(CommandCode::WriteParameters)) {
+            Registers sent{};
             for (int i = 0; i < kRegisters && i < frame.size(); ++i)
-                written_[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(frame[i]);
+                written_[static_cast<std::size_t>(i)] = sent[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(frame[i]);
+            emit journal(QStringLiteral("Registers written to LE%1: %2").arg(slot).arg(parameter_changes::journal(known(slot), sent)));
             tables_.at(slot - 1).parameterReadRequest = true;
             setExchange(Exchange::ReadBackAsked);
         }
@@ -250,8 +446,13 @@ std::array<QString, kParameterCount> ParameterEditor::referenceTexts(QString* na
 
 void ParameterEditor::showRead(const LightEngineRecord& r)
 {
-    for (int i = 0; i < kRegisters; ++i)
-        setValue(i, QString::number(r.ParameterImage[static_cast<std::size_t>(i)]));
+    Registers read{};
+    for (int i = 0; i < kRegisters; ++i) {
+        read[static_cast<std::size_t>(i)] = r.ParameterImage[static_cast<std::size_t>(i)];
+        put(i, QString::number(r.ParameterImage[static_cast<std::size_t>(i)]));
+    }
+    known_[static_cast<std::size_t>(engine_ - 1)] = read;
+    setSource(Source::Read, engine_, false);
     QString name;
     const auto reference = referenceTexts(&name);
     QStringList differing;
@@ -278,6 +479,10 @@ void ParameterEditor::showRead(const LightEngineRecord& r)
 
 void ParameterEditor::confirmWrite(const LightEngineRecord& r)
 {
+    Registers held{};
+    for (int i = 0; i < kRegisters; ++i)
+        held[static_cast<std::size_t>(i)] = r.ParameterImage[static_cast<std::size_t>(i)];
+    known_[static_cast<std::size_t>(engine_ - 1)] = held;
     QStringList differing;
     for (int i = 1; i < kRegisters; ++i) {
         const auto idx = static_cast<std::size_t>(i);
@@ -289,6 +494,12 @@ void ParameterEditor::confirmWrite(const LightEngineRecord& r)
     emit marksChanged();
     const int engine = engine_;
     setExchange(Exchange::Idle);
+    // The boxes hold what was sent to this engine: chosen for it, changed where it differs.
+    setSource(Source::Read, engine, !differing.isEmpty());
+    if (!differing.isEmpty())
+        emit journal(QStringLiteral("Register write to LE%1 not confirmed: read back differently: %2")
+                         .arg(engine)
+                         .arg(differing.join(QStringLiteral(", "))));
     finish(differing.isEmpty()
                ? QStringLiteral("LE%1: write confirmed, registers 1 to 31 read back as sent").arg(engine)
                : QStringLiteral("LE%1: write NOT confirmed, registers read back differently: %2")
@@ -298,16 +509,19 @@ void ParameterEditor::confirmWrite(const LightEngineRecord& r)
 
 void ParameterEditor::timedOut()
 {
-    const int engine = engine_ ? engine_ : tables_.selectedEngine;
+    const int engine = engine_;
     const int seconds = parameter_timing::kAnswerMs / 1000;
+    const Exchange step = exchange_;
     QString text;
-    switch (exchange_) {
+    switch (step) {
     case Exchange::ReadAsked:
     case Exchange::WriteAsked:
         // Nothing went out: the engine sent no reply to answer. The request is withdrawn so it
         // cannot surprise anyone later.
         tables_.commandCode = 0;
         text = QStringLiteral("LE%1 sent no reply in %2 s: the request was not sent").arg(engine).arg(seconds);
+        if (step == Exchange::WriteAsked)
+            emit journal(QStringLiteral("Register write to LE%1 not sent: no reply in %2 s").arg(engine).arg(seconds));
         break;
     case Exchange::ReadSent:
         text = QStringLiteral("No answer from LE%1 to the parameter read in %2 s").arg(engine).arg(seconds);
@@ -316,13 +530,21 @@ void ParameterEditor::timedOut()
         tables_.at(engine - 1).parameterReadRequest = false;
         [[fallthrough]];
     case Exchange::ReadBackSent:
+        // What the engine holds now is not known: the next write lists every register.
+        known_[static_cast<std::size_t>(engine - 1)].reset();
         text = QStringLiteral("Write sent to LE%1, but its registers could not be read back in %2 s: not confirmed")
                    .arg(engine)
                    .arg(seconds);
+        emit journal(QStringLiteral("Register write to LE%1 not confirmed: no read-back in %2 s").arg(engine).arg(seconds));
         break;
-    case Exchange::Idle: return;
+    case Exchange::Idle:
+    case Exchange::ConfirmAsked: return;
     }
     setExchange(Exchange::Idle);
+    if (step == Exchange::ReadAsked || step == Exchange::ReadSent) {
+        restore(beforeRead_);
+        text += QStringLiteral("; the values held before the read are shown again");
+    }
     finish(text);
 }
 

@@ -1,6 +1,7 @@
 #include "plant/mqtt_connection.h"
 
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHostInfo>
 #include <QSocketNotifier>
@@ -234,8 +235,25 @@ void MqttConnection::stop(const QByteArray& lastWord)
     lookup_ = -1;
     if (mosq_) {
         if (isLinked()) {
-            if (!options_.willTopic.isEmpty())
-                publish(options_.willTopic, lastWord.isEmpty() ? options_.willPayload : lastWord, 1, true);
+            if (!options_.willTopic.isEmpty()) {
+                // The last word is waited for (a second at most) before the goodbye: messages
+                // still in flight just before it (a last history line) could otherwise hold it back
+                // until the socket is gone, and the broker would keep the will instead.
+                const QByteArray word = lastWord.isEmpty() ? options_.willPayload : lastWord;
+                RetainedProperties properties;
+                int mid = 0;
+                if (mosquitto_publish_v5(mosq_, &mid, options_.willTopic.toUtf8().constData(), int(word.size()),
+                                         word.constData(), 1, true, properties.list) == MOSQ_ERR_SUCCESS) {
+                    QElapsedTimer waited;
+                    waited.start();
+                    const auto acked = [this, mid] {
+                        return std::any_of(acks_.cbegin(), acks_.cend(), [mid](const auto& a) { return a.first == mid; });
+                    };
+                    while (!acked() && waited.elapsed() < 1000 &&
+                           mosquitto_loop(mosq_, 50, 1) == MOSQ_ERR_SUCCESS) {
+                    }
+                }
+            }
             mosquitto_disconnect(mosq_);
             mosquitto_loop_write(mosq_, 1);
         }

@@ -19,8 +19,8 @@ PlantPublisher::PlantPublisher(Station& station, QObject* parent)
         if (s != MqttConnection::State::Off)
             setText(text, s == MqttConnection::State::Waiting || s == MqttConnection::State::Refused);
     });
-    connect(&station.link(), &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
-        if (outcome.good && slot >= 1 && slot <= kEngines)
+    connect(&station.link(), &SerialLink::statusReading, this, [this](int slot) {
+        if (slot >= 1 && slot <= kEngines)
             lastReply_[static_cast<std::size_t>(slot - 1)] = station_.clock().now();
     });
     connect(&station.alarmSupervision().summary(), &AlarmSummary::changed, this, [this] { alarmsDirty_ = true; });

@@ -90,6 +90,7 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
     r.rawReply.assign(reply);
     const bool full = reply.size() >= static_cast<std::size_t>(kReplyLength);
     bool syncRead = false;
+    std::array<bool, kReplyFields> converted{};
     for (int k = 0; k < kReplyFields; ++k) {
         std::optional<long> value;
         long fast = 0;
@@ -105,9 +106,8 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
         if (k == pos::Sync)
             syncRead = true;
         r.frame[static_cast<std::size_t>(k)] = static_cast<std::uint16_t>(v16);
-        r.reported[static_cast<std::size_t>(k)] = v16;
+        converted[static_cast<std::size_t>(k)] = true;
     }
-    r.everReported = true;
     for (std::size_t k = 0; k < kReplyFields; ++k)
         r.lastReceived[k] = static_cast<std::uint8_t>(r.frame[k] & 0xFF);
 
@@ -118,13 +118,20 @@ ReplyOutcome decodeReply(EngineTables& tables, int index, std::string_view reply
 
     r.ReplyType = static_cast<std::uint8_t>(r.frame[pos::ReplyType]);
     out.replyType = static_cast<std::int16_t>(r.frame[pos::ReplyType]);
-    if (r.ReplyType != kParameterReplyType)
+    // A reply of type 2 carries registers where a status reply carries readings: the frame buffer
+    // and the last-received image take it like any reply, but the reading the station shows,
+    // records and judges stays that of the last status reply.
+    if (r.ReplyType != kParameterReplyType) {
+        for (std::size_t k = 0; k < kReplyFields; ++k)
+            if (converted[k])
+                r.reported[k] = static_cast<std::int16_t>(r.frame[k]);
+        r.everReported = true;
         r.Phase = static_cast<std::uint8_t>(r.frame[pos::Phase]);
-
-    r.FaultCode = static_cast<std::int16_t>(r.frame[pos::FaultCode]);
-    if (r.FaultCode >= 3 && r.FaultCode <= 6) {
-        r.RunCommand = 2;
-        out.stopRaised = true;
+        r.FaultCode = static_cast<std::int16_t>(r.frame[pos::FaultCode]);
+        if (r.FaultCode >= 3 && r.FaultCode <= 6) {
+            r.RunCommand = 2;
+            out.stopRaised = true;
+        }
     }
 
     // Only a good reply may load registers: a garbled block must not reach the parameter form.

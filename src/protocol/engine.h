@@ -48,10 +48,11 @@ struct LightEngineRecord {
     std::uint8_t Phase = 0;
     std::uint8_t ReplyType = 0;
     std::int16_t FaultCode = 0;
-    // Every position as last converted from a reply, kept apart from the frame buffer because
-    // the sender overwrites the command positions there.
+    // Every position as last converted from a status reply (never from a register block, a reply
+    // of type 2), kept apart from the frame buffer because the sender overwrites the command
+    // positions there. Phase and FaultCode, too, come from status replies only.
     std::array<std::int16_t, kReplyFields> reported{};
-    bool everReported = false;           // false until a first reply was decoded
+    bool everReported = false;           // false until a first status reply was decoded
 
     std::array<std::uint8_t, kParameterCount + 1> ParameterImage{};
     std::array<std::uint8_t, kFrameBufferSize> lastReceived{};

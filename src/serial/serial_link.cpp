@@ -1,5 +1,6 @@
 #include "serial/serial_link.h"
 
+#include "protocol/parameter_block.h"
 #include "recording/named_timer.h"
 #include "serial/device_check.h"
 #include "serial/port_events.h"
@@ -67,6 +68,9 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
         // A coarse timer may end the rest some milliseconds after the reply is whole.
         s.rest->setTimerType(Qt::PreciseTimer);
         connect(s.rest, &QTimer::timeout, this, [this, k] { wakeReading(k); });
+
+        s.due = namedTimer(this, QStringLiteral("ReplyDueLE%1").arg(k), kReplyDueMs, true);
+        connect(s.due, &QTimer::timeout, this, [this, k] { emit replyOverdue(k); });
     }
     // The sender's time, kept to the microsecond; its QTimer stays the sender that is seen, started
     // and stopped, and answers on its own where the loop has no finer clock.
@@ -131,6 +135,9 @@ SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
     return d;
 }
 quint64 SerialLink::repliesReceived(int slot) const { return at(slot).replies; }
+quint64 SerialLink::statusReadings(int slot) const { return at(slot).readings; }
+bool SerialLink::fresh(int slot) const { return at(slot).due->isActive(); }
+QTimer* SerialLink::replyDueTimer(int slot) const { return at(slot).due; }
 quint64 SerialLink::staleDrops(int slot) const { return at(slot).staleDrops + at(slot).framer.staleDrops(); }
 
 QString SerialLink::deviceName(int slot) const
@@ -263,6 +270,7 @@ void SerialLink::closeSlot(int slot)
     s.rested = false;
     s.port->setReadBufferSize(0);
     s.indicator->stop();
+    s.due->stop();
     emit linkIndicator(slot, false);
     emit portClosed(slot);
 }
@@ -552,7 +560,14 @@ void SerialLink::handleReply(int slot, std::string_view reply)
     } else if (!s.answered) {
         ++s.badBeforeAnswer;
     }
+    const bool reading = outcome.good && outcome.replyType != kParameterReplyType;
+    if (reading) {
+        ++s.readings;
+        s.due->start();
+    }
     emit replyHandled(slot, outcome);
+    if (reading)
+        emit statusReading(slot);
     if (outcome.parametersRead)
         emit statusText(QStringLiteral("Reading the settings on LE%1 went well ! ").arg(slot));
     supervision_->start();

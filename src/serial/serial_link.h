@@ -34,6 +34,14 @@ inline constexpr int kReconnectMs = 1000;       // ReconnectLE1..6: a port lost 
 // to that; the next reply starts at the earliest 30 ms (our sender) plus 18 ms (34 characters at
 // 19200 baud) after the last one, so every reply begins after such a pause.
 inline constexpr int kQuietLineMs = 32;
+// ReplyDueLE1..6: an engine's reading is fresh while its last good status reply is younger than
+// this. A FADEC answers each frame within one cycle of about 131 ms (83 ms of reply at 19200
+// baud, our 30 ms, 18 ms of frame); a parameter read or write puts a register block in the place
+// of one status reply, so two cycles (262 ms) may pass between readings in normal work. 500 ms is
+// that, plus room for the event loop and a USB adapter's bursts, and still well under the 1 s
+// after which a FADEC whose reply went unanswered repeats it: any reply that is really missing
+// shows at once, long before the watchdog calls the link lost at 5 s.
+inline constexpr int kReplyDueMs = 500;
 } // namespace link_timing
 
 class SerialLink : public QObject {
@@ -68,6 +76,12 @@ public:
     Delays replyToFrameDelays(int slot) const;
     quint64 framesSent(int slot) const;
     quint64 repliesReceived(int slot) const;
+    // Good status replies since the station started (see statusReading).
+    quint64 statusReadings(int slot) const;
+    // The engine's last reading is fresh: a good status reply came less than kReplyDueMs ago.
+    // replyOverdue() tells the moment it is not.
+    bool fresh(int slot) const;
+    QTimer* replyDueTimer(int slot) const;
     // Parts of replies dropped because the line went quiet before they were whole.
     quint64 staleDrops(int slot) const;
     // The first byte received since the port opened, or -1 while nothing came.
@@ -142,7 +156,14 @@ signals:
     void portOpened(int slot);
     void portOpenFailed(int slot, const QString& reason);
     void portClosed(int slot);
+    // Every reply that was decoded, good or not, status or register block: the parameter
+    // exchange and the read-outs need them all.
     void replyHandled(int slot, const tarvek::ReplyOutcome& outcome);
+    // A good status reply: a reading of the engine. A register block (a reply of type 2) is never
+    // one; whoever shows, records or judges readings listens here.
+    void statusReading(int slot);
+    // The slot's next status reply is overdue: its last reading is no longer fresh.
+    void replyOverdue(int slot);
     // The device went away under an open port (unplugged, hung up), and came back.
     void portLost(int slot, const QString& device, const QString& reason);
     void portRestored(int slot, const QString& device);
@@ -159,6 +180,7 @@ private:
         QTimer* indicator = nullptr; // Timer30..Timer35
         QTimer* reconnect = nullptr; // ReconnectLE1..ReconnectLE6
         QTimer* rest = nullptr;      // ReadLE1..ReadLE6: reading rests until a reply can be whole
+        QTimer* due = nullptr;       // ReplyDueLE1..ReplyDueLE6: runs while the last reading is fresh
         ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
         qint64 replySeenNs = 0;              // the reply the sender will answer
         bool rested = false;                 // reading rested once for the reply being gathered
@@ -175,6 +197,7 @@ private:
         QString openDevice;
         quint64 frames = 0;
         quint64 replies = 0;
+        quint64 readings = 0;
         int goodSinceTick = 0;
         int firstByte = -1;
         bool dropped = false;

@@ -286,7 +286,9 @@ std::string FadecModel::reply()
     if (silent_)
         return {};
     std::string text;
-    if (parameterBlockNext_) {
+    if (parameterBlockNext_ || unaskedBlocks_ > 0) {
+        if (!parameterBlockNext_)
+            --unaskedBlocks_;
         text = encodeParameterBlock(registers_);
         if (blockType_ != kParameterReplyType) {
             char cell[16];

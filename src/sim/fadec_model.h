@@ -76,6 +76,8 @@ public:
     // The reply type a parameter block carries at position 0: 2 normally; anything else is a
     // controller that answers a read with the wrong kind of reply.
     void setBlockType(int type) { blockType_ = type; }
+    // The next `count` replies are the register block, though no read asked for it.
+    void sendBlocks(int count) { unaskedBlocks_ += count; }
     // Alarm triggers: SHT reads DEGREES and LFC reads VALUE while forced (-1 gives the model back);
     // a faulty QTH relay reports the opposite of what the station commands.
     void forceSht(int degrees) { forcedSht_ = degrees; }
@@ -150,6 +152,7 @@ private:
     int forcedLfc_ = -1;
     bool qthRelayFault_ = false;
     bool parameterBlockNext_ = false;
+    int unaskedBlocks_ = 0;
 
     std::string lastFrame_;
     FadecCounts counts_;

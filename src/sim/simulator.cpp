@@ -34,7 +34,7 @@ const QStringList& commandWords()
 {
     static const QStringList words = {"help",    "state",     "registers", "fault",
                                       "silence", "garbage",   "drop-byte", "nosync",
-                                      "type",    "block-type", "keep-running", "vanish",
+                                      "type",    "block-type", "block", "keep-running", "vanish",
                                       "stall", "sht", "lfc", "qth-fault", "start", "quit"};
     return words;
 }
@@ -151,6 +151,7 @@ QString Simulator::helpText()
         "  nosync N              N's next reply lacks the synchronisation value 123\n"
         "  type N T              N's status replies carry reply type T at position 0 (0 = normal)\n"
         "  block-type N T        N answers a parameter read with reply type T (2 = normal)\n"
+        "  block N [COUNT]       N's next COUNT replies (default 1) are its register block, unasked\n"
         "  keep-running N on|off N ignores stop requests / obeys them again\n"
         "  vanish N SECONDS      N's port disappears and comes back SECONDS later\n"
         "  stall N MS [POS]      N's next reply pauses MS ms after POS characters (default 80)\n"
@@ -306,6 +307,15 @@ QString Simulator::execute(const QString& line)
         }
         m.setBlockType(*type);
         return le + QStringLiteral("parameter blocks of reply type %1").arg(*type);
+    }
+    if (command == QLatin1String("block")) {
+        if (words.size() != 2 && !argumentCount(3))
+            return error;
+        const auto count = words.size() == 3 ? parseInt(words[2], 1, 100000) : std::optional<int>(1);
+        if (!count)
+            return QStringLiteral("error: block N 1..100000");
+        m.sendBlocks(*count);
+        return le + QStringLiteral("next %1 replies are the register block").arg(*count);
     }
     if (command == QLatin1String("stall")) {
         if (words.size() != 3 && !argumentCount(4))

@@ -7,8 +7,9 @@
 namespace tarvek {
 
 enum class LinkState {
-    No,     // not answering: never answered since the link was opened, or its port is not in use
-    Yes,    // answering
+    No,     // not answering: never answered since the link was opened, its port is not in use,
+            // or its next status reply is overdue (Station::stale)
+    Yes,    // answering: its last good status reply is fresh
     Lost,   // answered, then went silent or its device went away
     Closed, // the operator closed the links; the engine runs on as its controller has it
 };

@@ -50,13 +50,13 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     });
     connect(watchdog_, &LinkWatchdog::lossDetected, this, &Station::reportLoss);
     connect(watchdog_, &LinkWatchdog::linkRestored, this, &Station::reportRestored);
-    connect(link_, &SerialLink::replyHandled, this, &Station::judgeAlarms);
     for (auto changed : {&SerialLink::portOpened, &SerialLink::portClosed})
         connect(link_, changed, this, &Station::updateLinkStates);
     connect(link_, &SerialLink::connectionChanged, this, &Station::updateLinkStates);
     connect(link_, &SerialLink::portLost, this, &Station::updateLinkStates);
-    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
-        if (outcome.good && linkState(slot) != LinkState::Yes)
+    connect(link_, &SerialLink::replyOverdue, this, &Station::updateLinkStates);
+    connect(link_, &SerialLink::statusReading, this, [this](int slot) {
+        if (linkState(slot) != LinkState::Yes)
             updateLinkStates();
     });
     // A settings file that cannot be written, or a value that is not a number: once, on the status
@@ -91,8 +91,14 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     parameterEditor_ = new ParameterEditor(tables_, files_, portOpen, this);
     connect(parameterEditor_, &ParameterEditor::warning, this, [this](const QString& caption, const QString& text) {
         warn(caption, text);
-        tellNotAtRest(QStringLiteral("to change its parameters"));
+        if (text == parameter_texts::kNotInPhase0)
+            tellNotAtRest(QStringLiteral("to change its parameters"));
     });
+    connect(parameterEditor_, &ParameterEditor::question, this, [this](int token, const QString& caption, const QString& text) {
+        ask(caption, text, [this, token](bool yes) { parameterEditor_->answer(token, yes); });
+    });
+    connect(parameterEditor_, &ParameterEditor::journal, this,
+            [this](const QString& text) { history_->append(QStringLiteral("0"), text); });
     connect(link_, &SerialLink::frameSent, parameterEditor_, &ParameterEditor::onFrameSent);
     connect(link_, &SerialLink::replyHandled, parameterEditor_, &ParameterEditor::onReply);
     ioReadOut_ = new IoReadOut(tables_, portOpen, this);
@@ -100,7 +106,7 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
     protocolTrace_ = new ProtocolTrace(clock_, [this](TraceTap* tap) { link_->setTraceTap(tap); }, this);
     trendGraphs_ = new TrendGraphs(
         tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
-        {[this](int i) { return tables_.at(i).everReported && !linkLost.at(static_cast<std::size_t>(i)); },
+        {[this](int i) { return linkState(i + 1) == LinkState::Yes; },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); },
          [this] { return clock_.now(); }},
         this);
@@ -111,8 +117,8 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
 
 void Station::buildLogger()
 {
-    // The logger writes what the main window shows: the last reading held, empty before any, and
-    // empty while the engine is not answering, so a gap shows in the file as one.
+    // The logger writes what the main window shows as live: the last reading while it is fresh,
+    // empty before any and from the moment a reply is overdue, so a gap shows in the file as one.
     dataLogger_ = new DataLogger(files_, clock_, [this](int i, LoggerColumn column) {
         static constexpr std::array<std::pair<int, int>, kLoggerColumns> kSource{{
             {pos::Lpc, coefficients::Lpc}, {pos::Lfc, coefficients::Lfc}, {pos::Vis, coefficients::Vis}, {pos::Ir, coefficients::Ir},
@@ -136,6 +142,8 @@ void Station::buildService()
 {
     coefficients_ = new CoefficientsEditor(files_, settings_, this);
     connect(coefficients_, &CoefficientsEditor::warning, this, &Station::warn);
+    connect(coefficients_, &CoefficientsEditor::saved, this,
+            [this](const QString& what) { history_->append(QStringLiteral("0"), what); });
     wearCounters_ = new WearCounters(files_, clock_, this);
     connect(wearCounters_, &WearCounters::warning, this, &Station::warn);
     startSpy_ = new StartSpy(clock_, this);
@@ -167,11 +175,12 @@ void Station::buildService()
         // The start spy compares with the registers this engine's controller last gave.
         if (outcome.parametersRead)
             startSpy_->registersKnown(slot, r.ParameterImage[18], r.ParameterImage[19], r.ParameterImage[20]);
-        if (outcome.good && outcome.replyType != kParameterReplyType) {
-            wearCounters_->observe(slot, r.Phase);
-            startSpy_->observe(slot, r.Phase, r.FaultCode);
-        }
         hardwareTests_->onReply(slot, outcome.good, outcome.replyType);
+    });
+    connect(link_, &SerialLink::statusReading, this, [this](int slot) {
+        const LightEngineRecord& r = tables_.at(slot - 1);
+        wearCounters_->observe(slot, r.Phase);
+        startSpy_->observe(slot, r.Phase, r.FaultCode);
     });
     // The counters' last minutes reach the disk before the program ends.
     connect(this, &Station::quitting, wearCounters_, &WearCounters::save);
@@ -216,10 +225,11 @@ void Station::buildOperation()
     connect(engineOperation_, &EngineOperation::runEnded, faultLogger_, &FaultLogger::clearFlags);
     connect(rest_, &RestCountdown::engineStatus, this,
             [this](int engine, const QString& text) { setEngineStatusText(engine - 1, text); });
-    connect(link_, &SerialLink::replyHandled, this, [this](int slot, const ReplyOutcome& outcome) {
-        engineOperation_->onReply(slot, outcome);
-        if (outcome.good && outcome.replyType != kParameterReplyType)
-            faultLogger_->log(slot, tables_.at(slot - 1).FaultCode);
+    connect(link_, &SerialLink::replyHandled, engineOperation_, &EngineOperation::onReply);
+    // Faults and alarms are judged on readings only, never on a register block.
+    connect(link_, &SerialLink::statusReading, this, [this](int slot) {
+        faultLogger_->log(slot, tables_.at(slot - 1).FaultCode);
+        alarmSupervision_->onReply(slot);
     });
 
     connect(engineOperation_, &EngineOperation::question, this, [this](int engine, const QString& caption, const QString& text) {
@@ -424,19 +434,12 @@ void Station::reportRestored(int engine)
     lostLinks_->restored(engine);
 }
 
-void Station::judgeAlarms(int slot, const ReplyOutcome& outcome)
-{
-    // A parameter block carries registers, not readings.
-    if (!outcome.good || outcome.replyType == 2)
-        return;
-    alarmSupervision_->onReply(slot);
-}
-
 void Station::selectEngine(int engine)
 {
     if (engine < 1 || engine > kEngines)
         return;
     tables_.selectedEngine = static_cast<std::int16_t>(engine);
+    parameterEditor_->selectionChanged();
     selectedCaption_ = QStringLiteral("Selected LE = ") + QString::number(engine);
     emit selectedCaptionChanged(selectedCaption_);
 }
@@ -473,15 +476,23 @@ void Station::requestQuit()
 {
     ask(QString::fromLatin1(kQuitCaption), QString::fromLatin1(kQuitQuestion), [this](bool yes) {
         if (yes)
-            quit();
+            quit(QStringLiteral("Quit"));
     });
 }
 
-void Station::quit()
+void Station::quit(const QString& road)
 {
     if (quitting_)
         return;
     quitting_ = true;
+    // The last line of a run says how it ended and which engines were left running.
+    QStringList running;
+    for (int k : runningEngines())
+        running << QStringLiteral("LE%1").arg(k);
+    history_->append(QStringLiteral("0"), QStringLiteral("Station ended%1: %2")
+                                              .arg(road.isEmpty() ? QString() : QStringLiteral(" (%1)").arg(road),
+                                                   running.isEmpty() ? QStringLiteral("no engine running")
+                                                                     : QStringLiteral("running ") + running.join(QStringLiteral(", "))));
     // Every timer the station or its subsystems own, the polling timers included.
     const auto timers = findChildren<QTimer*>();
     for (QTimer* t : timers)

@@ -48,6 +48,7 @@
 #include <QTimer>
 
 #include <array>
+#include <optional>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -154,7 +155,12 @@ public:
     void setPortIndicator(int engine, bool active);
 
     // Per engine LE1..LE6: what the station knows of its link; linkStateChanged() tells of a change.
+    // Yes means fresh: a good status reply came within link_timing::kReplyDueMs. Whatever shows,
+    // records or publishes an engine's values as live asks this, and nothing else.
     LinkState linkState(int engine) const { return linkStates_.at(static_cast<std::size_t>(engine - 1)); }
+    // The engine answered on this link, which is still open, neither lost nor closed, but its next
+    // status reply is overdue: its last values are known and no longer live.
+    bool stale(int engine) const;
     // Engines whose open link reports phase 1..6.
     QList<int> runningEngines() const;
     // The connect button: opens the links, or closes them, asking first while engines run.
@@ -215,7 +221,9 @@ public slots:
     // mnuQuit: asks first.
     void requestQuit();
     // QuitteProg, and a "yes" to the quit question: stops every timer and ends the program.
-    void quit();
+    // `road` names the way it ended ("Quit", "Exit control", "SIGTERM") in the history line that
+    // lists the engines left running.
+    void quit(const QString& road = QString());
 
 signals:
     void warning(const QString& caption, const QString& text);
@@ -255,7 +263,8 @@ signals:
 
 private:
     // The effects of a matching user password, then of a matching service password.
-    void grantMode(bool user, bool service);
+    // Opens a mode; loggedInFrom, for a log-in, is the mode it leaves (the history says so).
+    void grantMode(bool user, bool service, std::optional<OperatingMode> loggedInFrom = std::nullopt);
     void startUp();
     void openLink();
     void watchdogTick();
@@ -268,7 +277,6 @@ private:
     LinkState computeLinkState(int engine) const;
     void updateLinkStates();
     void closeLinks();
-    void judgeAlarms(int slot, const ReplyOutcome& outcome);
     void buildOperation();
     void buildLogger();
     void buildService();

@@ -13,9 +13,16 @@ LinkState Station::computeLinkState(int engine) const
     const bool answeredBefore = tables_.at(engine - 1).everReported;
     if (watchdog_->linkLost(engine) || (link.reconnecting(engine) && answeredBefore))
         return LinkState::Lost;
-    if (link.portOpen(engine) && link.answered(engine))
+    // Live only while readings come: an overdue reply makes it "no" at once, not at the loss.
+    if (link.portOpen(engine) && link.answered(engine) && link.fresh(engine))
         return LinkState::Yes;
     return LinkState::No;
+}
+
+bool Station::stale(int engine) const
+{
+    return linkState(engine) == LinkState::No && link_->portOpen(engine) && link_->answered(engine) &&
+           tables_.at(engine - 1).everReported;
 }
 
 void Station::updateLinkStates()

@@ -41,7 +41,7 @@ bool Station::logIn(const QString& password)
         return false;
     }
     // A station whose two passwords are the same logs in to service mode, the later check.
-    grantMode(user, service);
+    grantMode(user, service, before);
     return true;
 }
 
@@ -50,7 +50,7 @@ void Station::enterMode(OperatingMode mode)
     grantMode(mode == OperatingMode::User, mode == OperatingMode::Service);
 }
 
-void Station::grantMode(bool user, bool service)
+void Station::grantMode(bool user, bool service, std::optional<OperatingMode> loggedInFrom)
 {
     if (user) {
         tables_.mode = OperatingMode::User;
@@ -73,6 +73,14 @@ void Station::grantMode(bool user, bool service)
         timer8_->start();
         timer9_->start();
     }
+    if (loggedInFrom) {
+        const bool inService = tables_.mode == OperatingMode::Service;
+        history_->append(QStringLiteral("0"),
+                         QStringLiteral("Logged in (%1 mode)%2")
+                             .arg(inService ? QStringLiteral("service") : QStringLiteral("user"),
+                                  *loggedInFrom == OperatingMode::Service && !inService ? QStringLiteral(": service mode ended")
+                                                                                        : QString()));
+    }
     emit modeChanged(static_cast<int>(tables_.mode));
 }
 
@@ -91,8 +99,10 @@ QString Station::changePassword(int record, const QString& password, const QStri
     if (!files_.writeValues(SettingsFiles::loginFileName(), {records[0], records[1]}, LineFormat::Quoted))
         return QStringLiteral("Cannot write the log-in file.");
     settings_.passwords = records;
-    emit statusText(record == 0 ? QStringLiteral("The user password was changed")
-                                : QStringLiteral("The service password was changed"));
+    const QString changed = record == 0 ? QStringLiteral("The user password was changed")
+                                        : QStringLiteral("The service password was changed");
+    history_->append(QStringLiteral("0"), changed);
+    emit statusText(changed);
     return {};
 }
 
@@ -116,7 +126,9 @@ void Station::enterUserMode()
     serviceMarker_ = false;
     quitAvailable_ = false;
     functionsAvailable_ = software_.userModeOption;
-    emit statusText(QStringLiteral("Service mode timed out: back in user mode"));
+    const QString text = QStringLiteral("Service mode timed out: back in user mode");
+    history_->append(QStringLiteral("0"), text);
+    emit statusText(text);
     emit modeChanged(static_cast<int>(tables_.mode));
 }
 

@@ -202,6 +202,7 @@ private slots:
         const QString out = QString::fromLocal8Bit(station.readAllStandardOutput());
         QVERIFY2(out.contains("link COM6 - frames "), qPrintable(out));
         QCOMPARE(lockFilesOf(pid), QStringList{});
+        QCOMPARE(readBytes(engines.folder + "/Histo.txt").count("Station ended (SIGTERM): no engine running"), 1);
 
         station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station", logger + QStringList{"--quit-after", "2"});
         QVERIFY(station.waitForFinished(30'000));

@@ -189,25 +189,37 @@ private slots:
         station.load();
         for (int n = 0; n < 6; ++n)
             QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(n).everReported, 15'000);
-        const auto seconds = [&](int count) {
+        // A second in which every engine but a silent one sends a status reply.
+        const auto seconds = [&](int count, int silent = 0) {
             for (int i = 0; i < count; ++i) {
+                std::array<quint64, 6> before{};
+                for (int n = 1; n <= 6; ++n)
+                    before[n - 1] = station.link().statusReadings(n);
+                for (int n = 1; n <= 6; ++n)
+                    QTRY_VERIFY_WITH_TIMEOUT(n == silent || station.link().statusReadings(n) > before[n - 1], 15'000);
                 clock.advanceSeconds(1);
                 historian.sample();
                 historian.sample(); // the same second again: no second row
             }
         };
         seconds(5);
+        clock.advanceSeconds(1);
+        historian.sample(); // a new second, but no reply came since the last row: no row
+        // LE3 falls silent: from its overdue reply on, a state row and no values, before and
+        // after the loss.
         engines.simulator->engine(3)->model().setSilent(true);
+        QTRY_VERIFY_WITH_TIMEOUT(station.stale(3), 15'000);
+        seconds(2, 3);
         QTRY_VERIFY_WITH_TIMEOUT(station.linkLost[2], 20'000);
-        seconds(3);
-        clock.advanceSeconds(60); // the minute is over: it is summed up for long ranges
-        historian.sample();
+        seconds(3, 3);
+        clock.advanceSeconds(59); // the minute is over: it is summed up for long ranges
+        seconds(1, 3);
         historian.waitForWriter();
 
         HistorianStore store(historian.path());
         QVERIFY(store.openForReading());
-        QCOMPARE(rowsOf(store, 1), std::make_pair(9, 0));
-        QCOMPARE(rowsOf(store, 3), std::make_pair(5, 1));
+        QCOMPARE(rowsOf(store, 1), std::make_pair(11, 0));
+        QCOMPARE(rowsOf(store, 3), std::make_pair(5, 2));
         // The values are the raw ones the FADEC reported, not the shown ones.
         HistorianSample last;
         store.forEachRow({2}, 0, std::numeric_limits<qint64>::max(), [&](const HistorianSample& s, bool) { last = s; });
@@ -221,11 +233,11 @@ private slots:
 
         // The clock set back an hour: the hour is written again beside what it holds, and summed up.
         clock.advanceSeconds(-3600);
-        seconds(1);
-        clock.advanceSeconds(60);
-        historian.sample();
+        seconds(1, 3);
+        clock.advanceSeconds(59);
+        seconds(1, 3);
         historian.waitForWriter();
-        QCOMPARE(rowsOf(store, 1), std::make_pair(11, 0));
+        QCOMPARE(rowsOf(store, 1), std::make_pair(13, 0));
         const qint64 back = clock.now().toSecsSinceEpoch() / 60 * 60 - 60;
         QCOMPARE(store.buckets(1, back, back + 60, 60).size(), std::size_t(1));
 
@@ -250,7 +262,8 @@ private slots:
                     after.end());
         QCOMPARE(after, before);
         const qint64 again = block + 5;
-        packed(again - 1);
+        clock.set(QDateTime::fromSecsSinceEpoch(again - 1));
+        seconds(1, 3);
         packed(block + 13 * 60);
         QCOMPARE(count(historian.path(), "SELECT count(*) FROM blocks WHERE engine = 1"), 2);
         std::vector<Row> twice;

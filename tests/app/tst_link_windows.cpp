@@ -62,8 +62,23 @@ private slots:
         WindowRig::save(rig.window.get(), "found_running.png");
         QTest::mouseClick(rig.button(4), Qt::LeftButton);
         QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(3).Phase), 5, kRigWaitMs);
+        // LE6 answers with its register block for a while and LE3 falls silent: neither sends a
+        // reading, so from the overdue reply on each column keeps its last status values in the
+        // look of a lost link, its link cell reads "late", and no register is shown as a value.
+        rig.engines.simulator->execute("block 6 100");
         rig.engines.model(3).setSilent(true);
+        for (int n : {6, 3}) {
+            QTRY_COMPARE_WITH_TIMEOUT(cell(n), QString("late"), kRigWaitMs);
+            for (QLabel* l : valueLabels(rig, n))
+                QCOMPARE(colours::background(l), colours::alert());
+            for (const char* row : {"Mat", "Sht", "Sbv", "Vcc"}) // 0 in the block, never at rest
+                QVERIFY2(rig.get<QLabel>(QString("LE%1%2").arg(n).arg(row))->text().section(' ', 0, 0).toDouble() > 0, row);
+        }
+        WindowRig::save(rig.window.get(), "stale_column.png");
+        QTRY_COMPARE_WITH_TIMEOUT(cell(6), QString("yes"), kRigWaitMs);
+        QCOMPARE(colours::background(rig.get<QLabel>("LE6Mat")), QPalette().color(QPalette::Window));
         QTRY_COMPARE_WITH_TIMEOUT(cell(3), QString("lost"), kRigWaitMs);
+        QVERIFY(allDashes(rig, 3));
         WindowRig::save(rig.window.get(), "lost_link_events.png");
 
         QSignalSpy questions(rig.station.get(), &Station::question);
@@ -109,6 +124,9 @@ private slots:
         // Timer62 gives the label its resting caption back.
         QTRY_COMPARE_WITH_TIMEOUT(label->text(), QString("Connect/Disconnect"), 10000);
         WindowRig::save(rig.window.get(), "log_connected.png");
+        // The end of the station names the engines it leaves running.
+        rig.station->quit(QStringLiteral("Exit control"));
+        QCOMPARE(historyLines(*rig.station, "Station ended (Exit control): running LE2, LE4"), 1);
     }
 
     // The form on six running engines: "All activated", the port-number warning (saved all the

@@ -299,6 +299,12 @@ private slots:
         QVERIFY(station.logIn("ORCA"));
         QCOMPARE(station.mode(), OperatingMode::User);
         QVERIFY(passwords::isHashed(station.settings().passwords[0]));
+        // Each log-in, the end of service mode and the change are in the history, not the password.
+        const QByteArray journal = test::readBytes(station.files().pathOf("\\Histo.txt"));
+        QCOMPARE(journal.count("Logged in (service mode)"), 1);
+        QCOMPARE(journal.count("Logged in (user mode): service mode ended"), 1);
+        QCOMPARE(journal.count("The user password was changed"), 1);
+        QVERIFY(!journal.toUpper().contains("ORCA"));
 
         // The same password again is salted afresh. Leaving service mode closes the form.
         QVERIFY(station.logIn("dolphin"));
@@ -405,6 +411,7 @@ private slots:
         QVERIFY(!f.window->action("mnuFunctions")->isEnabled());
         QVERIFY(!f.get<QLabel>("Picture10")->isVisible());
         QVERIFY(!timer8->isActive());
+        QCOMPARE(historyLines(*f.station, "Service mode timed out: back in user mode"), 1);
     }
 
     void displayShowsTheRecord()
@@ -497,6 +504,9 @@ private slots:
             QTest::mouseClick(f.get<QPushButton>("QuitteProg"), Qt::LeftButton);
         }
         QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, kWaitMs);
+        QCOMPARE(historyLines(*f.station, closeButton ? "Station ended (Quit): no engine running"
+                                                      : "Station ended (Exit control): no engine running"),
+                 1);
         QCOMPARE(asked.count(), closeButton ? 2 : 1);
         QVERIFY(!f.window->isVisible());
         QVERIFY(!form->isVisible());

@@ -1,5 +1,7 @@
 // The maintenance windows on the main window: FadecParameters, ValeurDesParam and the protocol
 // trace, their menu entries and guards, and their pictures.
+#include "app/common/colours.h"
+#include "app/common/question_window.h"
 #include "app/service/fadec_parameters.h"
 #include "app/service/protocol_trace_window.h"
 #include "app/setpoints/saisie.h"
@@ -65,6 +67,12 @@ private slots:
         QCOMPARE(form->findChild<QLabel*>("Label9")->text(), QString());
         QCOMPARE(form->findChild<QLabel*>("Label24")->text(), QString("Desactivated Magn. Temp                 "));
 
+        // Never read: said at the top, on an orange framed cell.
+        auto* source = form->findChild<QLabel*>("LabelSource");
+        QCOMPARE(source->text(), QString("Not read: these values are not LE2's. Read FADEC (or Load File) first."));
+        QCOMPARE(colours::background(source), colours::fault());
+        WindowRig::save(form, "FadecParametersNotRead.png");
+
         // Read through the form: the values and the mark of a register that differs from the file.
         Registers held = defaultRegisters();
         held[19] = 42;
@@ -75,7 +83,30 @@ private slots:
         QCOMPARE(form->findChild<QLineEdit*>("Text51")->toolTip(), QString("ParamSt.ini: 20"));
         QCOMPARE(form->findChild<QLabel*>("Mark50")->text(), QString());
         QVERIFY(form->findChild<QLabel*>("LabelOutcome")->text().contains("1 differs from ParamSt.ini"));
+        QCOMPARE(source->text(), QString("Read from LE2"));
+        QCOMPARE(source->frameWidth(), 1);
         WindowRig::save(form, "FadecParameters.png");
+
+        // A read that gets no answer gives the boxes back; Zero then asks in the question window.
+        rig.engines.model(2).setSilent(true);
+        rig.station->parameterEditor().answerTimer()->setInterval(1500);
+        QTest::mouseClick(form->findChild<QPushButton*>("ReadConfig"), Qt::LeftButton);
+        QCOMPARE(form->findChild<QLineEdit*>("Text51")->text(), QString("0"));
+        QTRY_VERIFY_WITH_TIMEOUT(form->findChild<QLabel*>("LabelOutcome")->text().endsWith("shown again"), kRigWaitMs);
+        QCOMPARE(form->findChild<QLineEdit*>("Text51")->text(), QString("42"));
+        QCOMPARE(form->findChild<QLabel*>("Mark51")->text(), QString("\u2260"));
+        WindowRig::save(form, "FadecParametersFailedRead.png");
+        rig.engines.model(2).setSilent(false);
+        QTest::mouseClick(form->findChild<QPushButton*>("ParamZero"), Qt::LeftButton);
+        QTest::mouseClick(form->findChild<QPushButton*>("WriteConfig"), Qt::LeftButton);
+        auto* fen = rig.get<FenQuestion>("FenQuestion");
+        QVERIFY(fen && fen->isVisible());
+        QVERIFY(fen->question().startsWith("Write the registers of LE2?"));
+        WindowRig::save(fen, "FadecParametersQuestion.png");
+        QTest::mouseClick(fen->findChild<QPushButton*>("NonQuestion"), Qt::LeftButton);
+        QVERIFY(!fen->isVisible());
+        QCOMPARE(historyLines(*rig.station, "Register write to LE2 declined: 8 16->0, 18 50->0"), 1);
+        QCOMPARE(rig.engines.model(2).counts().parameterWrites, 0);
 
         // Read-out of LE2 in both directions: position 8 carries an alarm reset out, the FADEC
         // reports its relay off.
@@ -181,7 +212,6 @@ private slots:
                 QTest::mouseClick(saisie->findChild<QPushButton*>("AnnulerSaisie"), Qt::LeftButton);
             }
             QCOMPARE(box->text(), QString(c.stored));
-            QCOMPARE(int(rig.station->tables().parameterEntries[18]), QString(c.stored).toInt());
         }
         WindowRig::save(form, "FadecParametersAlone.png");
     }
@@ -208,6 +238,7 @@ private slots:
         QCOMPARE(test::readBytes(rig.station->files().pathOf("\\ParamSt.ini")),
                  QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
                             "50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n"));
+        QCOMPARE(historyLines(*rig.station, "Register write to LE5 refused: its port is not open"), 0);
         for (const char* exchange : {"WriteConfig", "ReadConfig"}) {
             click(exchange);
             QCOMPARE(warnings.size(), 1);
@@ -221,14 +252,14 @@ private slots:
             box->close();
         }
         QCOMPARE(form->findChild<QLineEdit*>("Text40")->text(), QString("0"));
+        QCOMPARE(historyLines(*rig.station, "Register write to LE5 refused: its port is not open"), 1);
 
         // A short file fills what it has; the rest reads "0"; a text that is no number travels as 0.
         test::writeBytes(rig.station->files().pathOf("\\ParamSt.ini"), "7\r\n8\r\nx9\r\n");
         click("ReadParamHdd");
         QCOMPARE(editor.values().mid(0, 4), (QStringList{"7", "8", "x9", "0"}));
         QCOMPARE(editor.values().mid(3), QStringList(29, "0"));
-        QCOMPARE(int(rig.station->tables().parameterEntries[1]), 8);
-        QCOMPARE(int(rig.station->tables().parameterEntries[2]), 0);
+        QCOMPARE(form->findChild<QLabel*>("LabelSource")->text(), QString("Loaded from ParamSt.ini"));
         click("ParamZero");
         QCOMPARE(editor.values(), QStringList(32, "0"));
 

@@ -114,14 +114,20 @@ private slots:
         QCOMPARE(editor.mark(21), QString("Sent 9, LE2 holds 4"));
     }
 
-    void aReadWithoutAnswerSaysSo_data()
+    // A read that gets no register block in time, or is withdrawn before it goes out, puts back
+    // what the boxes held and says so; a block that comes after the notice changes nothing.
+    void aReadWithoutAnswerPutsTheValuesBack_data()
     {
         QTest::addColumn<QString>("command");
         QTest::addColumn<QString>("said");
-        QTest::newRow("silent engine") << "silence 3 on" << "LE3 sent no reply in 5 s: the request was not sent";
-        QTest::newRow("no parameter block") << "block-type 3 0" << "No answer from LE3 to the parameter read in 5 s";
+        const QString back = "; the values held before the read are shown again";
+        QTest::newRow("silent engine") << "silence 3 on" << "LE3 sent no reply in 5 s: the request was not sent" + back;
+        QTest::newRow("status reply only") << "block-type 3 0" << "No answer from LE3 to the parameter read in 5 s" + back;
+        QTest::newRow("answer after the notice") << "late" << "No answer from LE3 to the parameter read in 5 s" + back;
+        QTest::newRow("another engine selected")
+            << "select" << "Read of LE3 withdrawn: LE4 was selected before it went out; the values held before are shown again";
     }
-    void aReadWithoutAnswerSaysSo()
+    void aReadWithoutAnswerPutsTheValuesBack()
     {
         QFETCH(QString, command);
         QFETCH(QString, said);
@@ -129,14 +135,126 @@ private slots:
         QVERIFY(answering(rig));
         ParameterEditor& editor = rig.station->parameterEditor();
         rig.station->selectEngine(3);
-        rig.engines.simulator->execute(command);
-        QTest::qWait(1000); // a reply already on its way is answered before the engine falls silent
+        editor.paramDefault();
+        editor.setValue(18, "77");
+        const QStringList before = editor.values();
+        if (command == "late") {
+            connect(&editor, &ParameterEditor::exchangeChanged, this, [&rig, &editor] {
+                if (editor.exchange() == Exchange::ReadSent)
+                    rig.engines.model(3).setSilent(true);
+            });
+        } else if (command != "select") {
+            rig.engines.simulator->execute(command);
+            QTest::qWait(1000); // a reply already on its way is answered before the engine falls silent
+        }
+        editor.answerTimer()->setInterval(1500); // the notice still names the 5 s of a station
         QSignalSpy outcomes(&editor, &ParameterEditor::outcomeChanged);
         editor.readConfig();
+        QCOMPARE(editor.values(), QStringList(32, "0")); // while the read waits
+        if (command == "select")
+            rig.station->selectEngine(4);
         QTRY_COMPARE_WITH_TIMEOUT(editor.exchange(), Exchange::Idle, kWaitMs);
         QCOMPARE(editor.outcome(), said);
-        QCOMPARE(rig.station->tables().commandCode, 0);
         QCOMPARE(outcomes.size(), 2); // "Reading...", then the verdict
+        QCOMPARE(editor.values(), before);
+        QCOMPARE(editor.source(), ParameterEditor::Source::None);
+        QCOMPARE(rig.station->tables().commandCode, 0);
+        if (command == "late") {
+            rig.engines.model(3).setSilent(false);
+            QTRY_VERIFY_WITH_TIMEOUT(!rig.engines.model(3).parameterBlockPending(), kWaitMs);
+            const quint64 readings = rig.station->link().statusReadings(3);
+            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().statusReadings(3) > readings, kWaitMs);
+            QCOMPARE(editor.values(), before);
+            QCOMPARE(editor.outcome(), said);
+        }
+        if (command == "select")
+            for (int n : {3, 4})
+                QCOMPARE(rig.engines.model(n).counts().parameterReads, 0);
+    }
+
+    // Values nobody chose for an engine, and zeros over what it holds, are asked about first, with
+    // each change; every write, declined or not, is in the history.
+    void aWriteSendsOnlyWhatWasChosenForThatEngine()
+    {
+        EngineStation rig;
+        QVERIFY(answering(rig));
+        ParameterEditor& editor = rig.station->parameterEditor();
+        Registers held = defaultRegisters();
+        held[18] = 7;
+        rig.engines.model(2).setRegisters(held);
+        rig.station->selectEngine(2);
+        QSignalSpy questions(rig.station.get(), &Station::question);
+        const auto history = [&rig] { return QString::fromLatin1(test::readBytes(rig.station->files().pathOf("\\Histo.txt"))); };
+
+        // Never read: the form says so, and a write asks, listing every value it would send.
+        QVERIFY(editor.sourceText().startsWith("Not read: these values are not LE2's"));
+        editor.writeConfig();
+        QCOMPARE(editor.exchange(), Exchange::ConfirmAsked);
+        QCOMPARE(questions.size(), 1);
+        const QString asked = questions.last().at(2).toString();
+        QVERIFY2(asked.startsWith("Write the registers of LE2?\n\nThese values were not read from LE2 or loaded from a file."),
+                 qPrintable(asked));
+        QVERIFY(asked.contains("Registers 1 to 31 would be:\n1=0, 2=0,"));
+        QTest::qWait(300); // frames go on meanwhile, none with the write
+        rig.station->answer(questions.last().at(0).toInt(), false);
+        QCOMPARE(rig.engines.model(2).counts().parameterWrites, 0);
+        QVERIFY(history().contains("Register write to LE2 declined: not read before, registers 1=0 2=0 3=0"));
+
+        // Read, then edited: written at once, each change in the history.
+        editor.readConfig();
+        QTRY_COMPARE_WITH_TIMEOUT(editor.exchange(), Exchange::Idle, kWaitMs);
+        editor.setValue(19, "33");
+        editor.writeConfig();
+        QTRY_COMPARE_WITH_TIMEOUT(editor.exchange(), Exchange::Idle, kWaitMs);
+        QCOMPARE(questions.size(), 1);
+        QVERIFY(editor.outcome().contains("write confirmed"));
+        QVERIFY(history().contains("Registers written to LE2: 19 20->33"));
+        editor.writeConfig(); // the same again
+        QTRY_COMPARE_WITH_TIMEOUT(editor.exchange(), Exchange::Idle, kWaitMs);
+        QVERIFY(history().contains("Registers written to LE2: no change"));
+
+        // Zero after a read: asked, because registers LE2 holds would go to 0; yes writes them.
+        editor.paramZero();
+        editor.writeConfig();
+        QCOMPARE(questions.size(), 2);
+        const QString zeros = questions.last().at(2).toString();
+        QVERIFY2(zeros.contains("Registers 8, 18, 19, 20, 21, 23, 24, 25, 26, 27, 28, 30, 31 would go to 0."), qPrintable(zeros));
+        QVERIFY(zeros.contains("\n18 z1 Generator Start Delay: 7 \u2192 0\n"));
+        rig.station->answer(questions.last().at(0).toInt(), true);
+        QTRY_COMPARE_WITH_TIMEOUT(editor.exchange(), Exchange::Idle, kWaitMs);
+        QVERIFY(history().contains("Registers written to LE2: 8 16->0, 18 7->0, 19 33->0"));
+
+        // Another engine: asked; an answer after the selection moved on writes nothing.
+        editor.paramDefault();
+        rig.station->selectEngine(3);
+        QVERIFY(editor.sourceText().endsWith("LE3 is selected, a write to it asks first"));
+        editor.writeConfig();
+        QCOMPARE(questions.size(), 3);
+        QVERIFY(questions.last().at(2).toString().contains("These values were read from LE2, not from LE3."));
+        rig.station->selectEngine(4);
+        rig.station->answer(questions.last().at(0).toInt(), true);
+        QVERIFY(history().contains("Register write to LE3 refused: LE4 was selected meanwhile"));
+        QCOMPARE(rig.station->tables().commandCode, 0);
+
+        // Another engine chosen before a write went out: withdrawn, so no engine gets it.
+        rig.station->selectEngine(2);
+        editor.writeConfig();
+        rig.station->selectEngine(3);
+        QCOMPARE(rig.station->tables().commandCode, 0);
+        QVERIFY(history().contains("Register write to LE2 withdrawn: LE3 was selected before it went out"));
+
+        // LE2 falls silent once its write went out: not confirmed, and said so.
+        rig.station->selectEngine(2);
+        connect(&editor, &ParameterEditor::exchangeChanged, this, [&rig, &editor] {
+            if (editor.exchange() == Exchange::ReadBackAsked)
+                rig.engines.model(2).setSilent(true);
+        });
+        editor.answerTimer()->setInterval(1500);
+        editor.writeConfig(); // Default over what LE2 holds: nothing goes to 0, so at once
+        QTRY_COMPARE_WITH_TIMEOUT(editor.exchange(), Exchange::Idle, kWaitMs);
+        QCOMPARE(questions.size(), 3);
+        QVERIFY2(editor.outcome().endsWith("could not be read back in 5 s: not confirmed"), qPrintable(editor.outcome()));
+        QVERIFY(history().contains("Register write to LE2 not confirmed: no read-back in 5 s"));
     }
 
     void traceShowsTheBytesBothWays()

@@ -50,8 +50,8 @@ private slots:
         const std::array<qint64, 7> stepMs{0, 1000, 2500, 1000, 1000, 3000, 3000}; // phase 2 is the slow one
         qint64 runningMs = 0, lampMs = 0, pendingRunning = 0, pendingLamp = 0;
         int lastPhase = 0;
-        connect(&station.link(), &SerialLink::replyHandled, this, [&](int slot, const ReplyOutcome& outcome) {
-            if (slot != 1 || !outcome.good || outcome.replyType == kParameterReplyType)
+        connect(&station.link(), &SerialLink::statusReading, this, [&](int slot) {
+            if (slot != 1)
                 return;
             const int phase = station.tables().at(0).Phase;
             // In phase 5 the clock also moves with every reply, so running time builds up.
@@ -150,6 +150,7 @@ private slots:
         const QList<QByteArray> lines = test::readBytes(station.files().pathOf("\\Coefficients.ini")).split('\n');
         QCOMPARE(lines.size(), 37);
         QCOMPARE(lines.mid(15, 3), (QList<QByteArray>{"1\r", "5\r", "1\r"}));
+        QCOMPARE(historyLines(station, "LE Data saved: SBV offset 0->1, factor 4->5, decimals 2->1"), 1);
 
         // A station started on the folder reads them back.
         ManualClock clock;

@@ -205,7 +205,7 @@ PlantStation::PlantStation(const QString& brokerAddress, const QString& name, co
     env.insert("QT_QPA_PLATFORM", "offscreen");
     station_.setProcessEnvironment(env);
     station_.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
-                   QStringList{"--folder", folder, "--plant-broker", brokerAddress, "--plant-name", name});
+                   QStringList{"--folder", folder, "--plant-broker", brokerAddress, "--plant-name", name} + options.more);
 }
 
 PlantStation::~PlantStation()

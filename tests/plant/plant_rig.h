@@ -87,9 +87,11 @@ public:
         QByteArray password;  // passwordOf(user) when empty
         bool looseFile = false; // the password file readable by everyone
         QString caFile;       // TLS
+        QStringList more;     // further options of the station program
     };
     PlantStation(const QString& brokerAddress, const QString& name, const Options& options);
-    PlantStation(const Broker& broker, const QString& name) : PlantStation(broker.address(), name, Options{}) {}
+    PlantStation(const Broker& broker, const QString& name, const QStringList& more = {})
+        : PlantStation(broker.address(), name, Options{{}, {}, false, {}, more}) {}
     ~PlantStation();
     void simulator(const QByteArray& command) { sim_.write(command + '\n'); }
     void kill9();

@@ -1,12 +1,14 @@
 // Stations publishing to real Mosquitto brokers, configured as the project ships them: what a
 // plant subscriber sees, and what faults, intruders, TLS and bridges do to it.
 #include "plant/plant_settings.h"
+#include "historian/historian_store.h"
 #include "plant_rig.h"
 #include "settings/settings_files.h"
 #include "test_registry.h"
 #include "test_support.h"
 
 #include <QDir>
+#include <QFile>
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -164,8 +166,84 @@ private slots:
         Subscriber later(central, "page");
         QTRY_COMPARE_WITH_TIMEOUT(later.last("tarvek/st1/status").json()["online"], QJsonValue(false), 20'000);
         QVERIFY(later.last("tarvek/st1/status").retained);
-        QVERIFY(!later.last("tarvek/st1/status").json()["time"].toString().isEmpty()); // not the will
+        QVERIFY2(!later.last("tarvek/st1/status").json()["time"].toString().isEmpty(), qPrintable(station.errors() + later.last("tarvek/st1/status").payload)); // not the will
         QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
+    }
+
+    // While the historian, a data logger and the publisher all record, LE2 answers with its
+    // register block for a few seconds and LE3 falls silent for less than the loss: neither is a
+    // reading, so nothing records or publishes a register as a value or a silent second as live.
+    void registerBlocksAndSilentSecondsAreNoReadings()
+    {
+        Broker broker;
+        QVERIFY(broker.start());
+        Subscriber page(broker, "page");
+        PlantStation station(broker, "st1", {"--logger-tick", "250"});
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        // A few seconds of readings first, so that the gap shows between recorded seconds.
+        const auto yesStates = [&page](int n) {
+            int count = 0;
+            for (const Received& r : page.received())
+                count += r.topic == engineTopic("st1", n) && r.json()["link"].toString() == "yes";
+            return count;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(yesStates(2) >= 3, 30'000);
+        station.simulator("block 2 40");
+        station.simulator("silence 3 on");
+        const auto notLive = [&page](int n) {
+            const QJsonObject o = page.last(engineTopic("st1", n)).json();
+            return o["link"].toString() == "no" && o["rows"].toArray().isEmpty();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(notLive(2) && notLive(3), 10'000);
+        QTest::qWait(1500);
+        station.simulator("silence 3 off");
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        QTest::qWait(2000);
+        QVERIFY(station.terminate());
+
+        // The broker: LE2's values are always a status reply's (MAT is 0 in the block, never at rest).
+        for (const Received& r : page.received())
+            if (r.topic == engineTopic("st1", 2))
+                for (const QJsonValue row : r.json()["rows"].toArray())
+                    if (row["name"].toString() == "MAT")
+                        QVERIFY2(row["value"].toString().toDouble() > 0, r.payload.constData());
+
+        // The historian: a gap of seconds without values in each, with a state row in it, and no
+        // register among LE2's values.
+        HistorianStore store(station.folder() + "/" + HistorianStore::fileName());
+        QVERIFY(store.openForReading());
+        for (int n : {2, 3}) {
+            qint64 last = 0, longestGap = 0, statesInGaps = 0;
+            store.forEachRow({n}, 0, std::numeric_limits<qint64>::max(), [&](const HistorianSample& s, bool values) {
+                statesInGaps += !values && last > 0;
+                if (values) {
+                    QVERIFY(s.values[3] > 0 && s.values[10] > 0); // MAT, SBV
+                    longestGap = last > 0 ? std::max(longestGap, s.time - last) : 0;
+                    last = s.time;
+                }
+            });
+            QVERIFY2(longestGap >= 2 && statesInGaps >= 1, qPrintable(QString("LE%1: %2 s").arg(n).arg(longestGap)));
+        }
+
+        // The data logger: empty cells while the reply was overdue, never a register. MAT ends a row.
+        for (int n : {2, 3}) {
+            QFile file(station.folder() + QString("/Datalogger/bench_LE%1.txt").arg(n));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            bool answered = false;
+            int emptyAfter = 0;
+            for (const QByteArray& line : file.readAll().split('\n')) {
+                const QList<QByteArray> cells = line.trimmed().split(',');
+                if (cells.size() < 4 || cells[0].toInt() <= 0)
+                    continue; // header, blank
+                const QByteArray mat = cells.last();
+                if (mat.isEmpty())
+                    emptyAfter += answered ? 1 : 0;
+                else
+                    QVERIFY2(mat.toDouble() > 0, line.constData());
+                answered = answered || !mat.isEmpty();
+            }
+            QVERIFY2(emptyAfter >= 4, qPrintable(QString("LE%1: %2").arg(n).arg(emptyAfter)));
+        }
     }
 
     // A broker that refuses the station or its messages, one that never answers, a password file
@@ -213,7 +291,7 @@ private slots:
                                               {"tls-expired", QString("localhost:%1").arg(expired)},
                                               {"tls-elsewhere", QString("localhost:%1").arg(elsewhere)}};
         Subscriber page(broker, "page");
-        PlantStation station(address[to], name, {"st1", password, loose, ca.isEmpty() ? QString() : broker.file(ca + ".crt")});
+        PlantStation station(address[to], name, {"st1", password, loose, ca.isEmpty() ? QString() : broker.file(ca + ".crt"), {}});
         if (told.isEmpty()) {
             QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
             QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));

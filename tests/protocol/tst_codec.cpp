@@ -206,10 +206,19 @@ private slots:
         regs[30] = 255;
         regs[31] = 254;
         regs[1] = 59;
+        regs[pos::FaultCode] = 4; // would stop the engine, were it a fault code
+        const auto reading = t.at(5).reported;
         const auto out = decodeReply(t, 5, encodeParameterBlock(regs));
         QVERIFY(out.good);
         QVERIFY(out.parametersRead);
-        QCOMPARE(t.at(5).Phase, 5); // a parameter block never moves the phase
+        // Registers are no reading: phase, fault code and the reported values stay the status
+        // reply's; the frame buffer and the last-received image take the block as the FADEC sent it.
+        QCOMPARE(t.at(5).Phase, 5);
+        QCOMPARE(t.at(5).FaultCode, 0);
+        QVERIFY(!out.stopRaised);
+        QCOMPARE(t.at(5).RunCommand, 0);
+        QVERIFY(t.at(5).reported == reading);
+        QCOMPARE(int(t.at(5).lastReceived[pos::Mat]), int(regs[pos::Mat]));
         for (int i = 1; i < kParameterCount; ++i)
             QCOMPARE(int(t.at(5).ParameterImage[static_cast<std::size_t>(i)]), int(regs[static_cast<std::size_t>(i)]));
         QCOMPARE(int(t.at(5).ParameterImage[0]), 2);

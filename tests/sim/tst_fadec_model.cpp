@@ -120,8 +120,8 @@ private slots:
         QCOMPARE(b.fadec.phase(), 5); // runs until told to stop
     }
 
-    // A stop cools down to rest and refuses a start meanwhile. A reply of type 2 on the way gives
-    // the station its fields but not its phase.
+    // A stop cools down to rest and refuses a start meanwhile. A reply of type 2 on the way is no
+    // reading: the station keeps the phase and fault code of the status before it.
     void stopCoolsDownToRestAndRefusesAStartMeanwhile()
     {
         Bench b;
@@ -135,7 +135,7 @@ private slots:
         QVERIFY(b.last.good);
         QCOMPARE(b.last.replyType, 2);
         QCOMPARE(b.record().Phase, 5);
-        QCOMPARE(b.record().FaultCode, 18); // "Stop activated"
+        QCOMPARE(b.record().FaultCode, 20);
         QCOMPARE(b.record().ReplyType, 0);
         b.fadec.setReplyType(0);
         b.exchange();

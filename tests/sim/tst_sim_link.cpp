@@ -149,6 +149,7 @@ private slots:
         QTest::newRow("keep running") << "keep-running 1 on" << "LE1: keep-running on";
         QTest::newRow("type") << "type 2 2" << "LE2: reply type 2";
         QTest::newRow("block type, none") << "block-type 1" << "error:";
+        QTest::newRow("blocks, none") << "block 1 0" << "error:";
         QTest::newRow("drop anywhere") << "drop-byte 1" << "LE1: a byte";
         QTest::newRow("drop past the end") << "drop-byte 1 160" << "error:";
         QTest::newRow("garbage") << "  garbage   1 " << "LE1: next reply is garbage";

@@ -88,6 +88,8 @@ void FenQuestion::showNext()
     current_ = question;
     setWindowTitle(caption);
     text_->setText(question);
+    // A question that lists things reads down a left edge; a one-liner stays centred.
+    text_->setAlignment(question.contains(QLatin1Char('\n')) ? Qt::AlignLeft | Qt::AlignVCenter : Qt::AlignCenter);
     no_->setFocus();
     open();
 }

@@ -1,6 +1,7 @@
 #include "app/main_window/log_window.h"
 
 #include "app/common/colours.h"
+#include "app/common/question_window.h"
 #include "app/alarms/messages_error.h"
 #include "app/main_window/page_tabs.h"
 #include "station/engine_rows.h"
@@ -328,7 +329,7 @@ void LogWindow::buildCentral()
     auto* quitteProg = new QPushButton(QStringLiteral("Exit"));
     quitteProg->setObjectName(QStringLiteral("QuitteProg"));
     quitteProg->setToolTip(QStringLiteral("Ends the program without asking"));
-    connect(quitteProg, &QPushButton::clicked, &station_, &Station::quit);
+    connect(quitteProg, &QPushButton::clicked, &station_, [this] { station_.quit(QStringLiteral("Exit control")); });
     addControl(quitteProg, Access::Service, true);
     cornerRow->addWidget(quitteProg);
     menuBar()->setCornerWidget(corner, Qt::TopRightCorner);
@@ -521,6 +522,17 @@ void LogWindow::onWarning(const QString& caption, const QString& text)
 
 void LogWindow::onQuestion(int id, const QString& caption, const QString& text)
 {
+    // A register write is asked in the shared question window; its text names the engine and
+    // every change, so it is unique while it is asked.
+    if (ParameterEditor::isWriteQuestion(text)) {
+        const auto answered = [this, id, text](bool yes) {
+            router_->removeHandler(text);
+            station_.answer(id, yes);
+        };
+        router_->setHandler(text, this, [answered] { answered(true); }, [answered] { answered(false); });
+        router_->ask(caption, text);
+        return;
+    }
     auto* box = new QMessageBox(QMessageBox::NoIcon, caption, text, QMessageBox::Yes | QMessageBox::No, this);
     box->setObjectName(QStringLiteral("MessageQuestion"));
     box->setAttribute(Qt::WA_DeleteOnClose);

@@ -247,6 +247,8 @@ private:
     std::array<EngineWidgets, kEngines> engines_{};
     // Per engine: its port closed (link stopped, device gone) since its last good reply.
     std::array<bool, kEngines> portClosed_{};
+    // Per engine: its values are shown in the stale look (its next reply is overdue).
+    std::array<bool, kEngines> staleShown_{};
 
     QPointer<Station> hosted_; // the station, while it hangs under this window for lookups by name
     QPointer<SoftwareSettingsForm> settingsForm_;

@@ -8,6 +8,10 @@
 
 namespace tarvek {
 
+namespace {
+const QString kStaleTip = QStringLiteral("No reply for more than half a second: the last values, not live");
+} // namespace
+
 void LogWindow::updatePortLabels()
 {
     const StationSettings& s = station_.settings();
@@ -80,6 +84,15 @@ void LogWindow::refreshEngine(int index)
         colours::paint(e.status, station_.engineStatusIdle(index) ? colours::idle() : QColor());
     }
 
+    // Values whose next reply is overdue stay in view, in the look of a lost link: known, not live.
+    const bool stale = live && station_.stale(index + 1);
+    if (staleShown_[k] != stale) {
+        staleShown_[k] = stale;
+        for (QLabel* l : {e.phase, e.motor, e.fan1, e.fan2, e.mat, e.sht, e.lpc, e.lfc, e.vis, e.ir, e.rh, e.sbv, e.vcc}) {
+            colours::attention(l, stale ? colours::alert() : QColor());
+            l->setToolTip(stale ? kStaleTip : QString());
+        }
+    }
     if (!live) {
         // Links closed on purpose: the phase last reported stays, the engine did not stop for it.
         e.phase->setText(link == LinkState::Closed && lastRunning ? QString::number(r.Phase) : kNoValue);
@@ -111,7 +124,7 @@ void LogWindow::refreshEngine(int index)
     e.fault->setToolTip(QStringLiteral("Fault code %1").arg(code));
     // At rest (0), stop activated (18) and the blank of a running engine (20) are states, not faults.
     const bool isFault = code != kFaultStopped && code != kFaultStopActivated && code != kFaultCodesFilled - 1;
-    colours::attention(e.fault, isFault ? colours::fault() : QColor());
+    colours::attention(e.fault, stale ? colours::alert() : isFault ? colours::fault() : QColor());
 }
 
 void LogWindow::showLink(int index)
@@ -124,15 +137,23 @@ void LogWindow::showLink(int index)
     case LinkState::Lost:
     case LinkState::Closed:
         l->setText(linkStateText(state));
+        l->setToolTip(QString());
         colours::attention(l, state == LinkState::Lost ? colours::alert() : colours::closed());
         return;
     case LinkState::No:
     case LinkState::Yes:
         break;
     }
+    if (station_.stale(index + 1)) {
+        l->setText(QStringLiteral("late"));
+        l->setToolTip(kStaleTip);
+        colours::attention(l, colours::alert());
+        return;
+    }
     l->setText(yes ? QStringLiteral("yes") : QStringLiteral("no"));
+    l->setToolTip(QString());
     if (l->lineWidth() > 1)
-        colours::attention(l, QColor()); // back from lost or closed
+        colours::attention(l, QColor()); // back from lost, closed or late
     colours::paint(l, yes ? colours::linkYes() : QColor());
 }
 

@@ -1,5 +1,6 @@
 #include "app/service/fadec_parameters.h"
 
+#include "app/common/colours.h"
 #include "maintenance/parameter_editor.h"
 #include "protocol/engine.h"
 #include "setpoints/value_entry.h"
@@ -45,6 +46,13 @@ FadecParameters::FadecParameters(ParameterEditor& editor, ValueEntry& entry, con
     compareWith_->setToolTip(QStringLiteral("Values that differ after a read are marked \u2260"));
     top->addWidget(compareWith_);
     outer->addLayout(top);
+    // Where the values come from: a form never read says so before anything else.
+    source_ = new QLabel;
+    source_->setObjectName(QStringLiteral("LabelSource"));
+    source_->setFont(bold);
+    source_->setWordWrap(true);
+    source_->setMargin(4);
+    outer->addWidget(source_);
 
     const QFont fixed = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     auto* grid = new QGridLayout;
@@ -121,9 +129,11 @@ FadecParameters::FadecParameters(ParameterEditor& editor, ValueEntry& entry, con
     connect(&editor, &ParameterEditor::valuesChanged, this, &FadecParameters::showValues);
     connect(&editor, &ParameterEditor::marksChanged, this, &FadecParameters::showMarks);
     connect(&editor, &ParameterEditor::outcomeChanged, outcome_, &QLabel::setText);
+    connect(&editor, &ParameterEditor::sourceChanged, this, &FadecParameters::showSource);
     showValues();
     showMarks();
     showSelected();
+    showSource();
     outcome_->setText(editor.outcome());
 }
 
@@ -132,6 +142,13 @@ void FadecParameters::showSelected()
     const int engine = tables_.selectedEngine;
     selected_->setText(parameter_texts::selected(engine) +
                        (engine < 1 || engine > kEngines ? QStringLiteral("  (choose an LE on the main window)") : QString()));
+}
+
+void FadecParameters::showSource()
+{
+    source_->setText(editor_.sourceText());
+    // Values nobody chose for the selected engine ask for a look, in words and with a frame.
+    colours::attention(source_, editor_.sourceChosen() ? QColor() : colours::fault());
 }
 
 void FadecParameters::showValues()

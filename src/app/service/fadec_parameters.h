@@ -6,7 +6,8 @@
 // 0..255), Mark32..Mark63 ("≠" beside a value that differs from the reference or did not read back
 // as written; the box's tip says why), CompareWith (ParamSt.ini or the defaults), LabelOutcome
 // (where the last read or write stands), and the buttons ReadConfig, WriteConfig, WriteConfHdd,
-// ReadParamHdd, ParamDefault, ParamZero and CDMQuitter.
+// ReadParamHdd, ParamDefault, ParamZero and CDMQuitter. LabelSource, at the top, says where the
+// values come from ("Not read: ..." on an orange, framed cell until a read or a loaded file).
 #include <QDialog>
 
 #include <array>
@@ -44,6 +45,7 @@ protected:
 private:
     void showValues();
     void showMarks();
+    void showSource();
 
     ParameterEditor& editor_;
     ValueEntry& entry_;
@@ -51,6 +53,7 @@ private:
     std::function<void()> showEntry_;
     QLabel* selected_ = nullptr;
     QLabel* outcome_ = nullptr;
+    QLabel* source_ = nullptr;
     QComboBox* compareWith_ = nullptr;
     std::array<QLineEdit*, 32> boxes_{};
     std::array<QLabel*, 32> marks_{};
