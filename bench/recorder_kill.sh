@@ -10,16 +10,10 @@ build="${BUILD_DIR:-$root/build}"
 runs="${1:-20}"
 work="$(mktemp -d)"
 ports="$work/ports"; station="$work/station"
-mkdir -p "$ports" "$station"
-for n in 1 2 3 4 5 6; do printf '"%d"\r\n"1"\r\n' "$n"; done > "$station/ParamComx.ini"
-{ for n in 1 2 3 4 5 6; do printf '%s\r\n' "$ports/COM$n"; done; for n in $(seq 7 14); do printf '\r\n'; done; } \
-  > "$station/ComDevices.ini"
-mkfifo "$work/control"
-exec 3<>"$work/control"
-"$build/src/sim/program/fadec-sim" --engines 6 --dir "$ports" <&3 > "$work/sim.log" 2>&1 &
-sim=$!
-trap 'kill "$sim" 2>/dev/null || true; rm -rf "$work"' EXIT
-for _ in $(seq 1 100); do [ -e "$ports/COM6" ] && break; sleep 0.1; done
+source "$root/scripts/lib/simulated-engines.sh"
+trap 'kill "${sim_pid:-}" 2>/dev/null || true; rm -rf "$work"' EXIT
+simulated_engines "$build" "$work" || { echo "the simulator did not start: $work/sim.log" >&2; exit 1; }
+sim=$sim_pid
 
 losses=()
 for i in $(seq 1 "$runs"); do

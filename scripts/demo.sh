@@ -9,33 +9,14 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 "$root/scripts/build.sh" tarvek-station fadec-sim
 build="${BUILD_DIR:-$root/build}"
 demo="${DEMO_DIR:-$root/demo}"
-ports="$demo/sim-ports"
+source "$root/scripts/lib/simulated-engines.sh"
+mkdir -p "$demo"
+ports="$demo/ports"
 station="$demo/station"
-mkdir -p "$ports" "$station"
-
-# COM1..COM6 are the simulator's links, all enabled; the rest keep their defaults.
-{
-  for n in 1 2 3 4 5 6; do printf '"%d"\r\n"1"\r\n' "$n"; done
-} > "$station/ParamComx.ini"
-{
-  for n in 1 2 3 4 5 6; do printf '%s\r\n' "$ports/COM$n"; done
-  for n in $(seq 7 14); do printf '\r\n'; done
-} > "$station/ComDevices.ini"
-
 control="$demo/sim-control"
-rm -f "$control"
-mkfifo "$control"
-exec 3<>"$control" # held open both ways, so the simulator never sees its input end
-"$build/src/sim/program/fadec-sim" --engines 6 --dir "$ports" <&3 > "$demo/sim.log" 2>&1 &
-sim=$!
-cleanup() { kill "$sim" 2>/dev/null || true; wait "$sim" 2>/dev/null || true; rm -f "$control"; }
+cleanup() { kill "${sim_pid:-}" 2>/dev/null || true; wait "${sim_pid:-}" 2>/dev/null || true; rm -f "$control"; }
 trap cleanup EXIT
-
-for _ in $(seq 1 100); do
-  [ -e "$ports/COM6" ] && break
-  sleep 0.1
-done
-[ -e "$ports/COM6" ] || { echo "The simulator did not start; see $demo/sim.log" >&2; exit 1; }
+simulated_engines "$build" "$demo" || { echo "The simulator did not start; see $demo/sim.log" >&2; exit 1; }
 echo "Six simulated engines on $ports (log: $demo/sim.log)."
 echo "Steer them with: echo \"help\" > $control   (answers in $demo/sim.log)"
 echo "Passwords: user \"harvests\", service \"dolphin\". End the demo by closing the window or with Ctrl+C."
@@ -43,7 +24,10 @@ echo "Passwords: user \"harvests\", service \"dolphin\". End the demo by closing
 args=(--folder "$station")
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ]; then
   echo "No screen here: running the station offscreen for ${DEMO_SECONDS:-15} seconds and saving $demo/station.png."
-  QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen}" "$build/src/app/tarvek-station" "${args[@]}" \
+  # An offscreen screen of the size the station is made for (the plain one is 800x600).
+  printf '{"screens": [{"name": "s", "x": 0, "y": 0, "width": 1366, "height": 768, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]}\n' \
+    > "$demo/screen.json"
+  QT_QPA_PLATFORM="${QT_QPA_PLATFORM:-offscreen:configfile=$demo/screen.json}" "$build/src/app/tarvek-station" "${args[@]}" \
     --screenshot "$demo/station.png" --quit-after "${DEMO_SECONDS:-15}"
   echo "Saved $demo/station.png"
 else
