@@ -156,6 +156,8 @@ int main(int argc, char** argv)
     }
     if (options.timeScale > 0)
         station.trendGraphs().setTimeScale(options.timeScale);
+    if (!options.screenshotStart.isEmpty())
+        startForPicture(station, options.screenshotStart);
     if (options.showGraphs)
         window.pages()->setCurrentIndex(1);
     if (options.loggerTickMs > 0)
@@ -221,11 +223,11 @@ int main(int argc, char** argv)
             station.quit(QStringLiteral("--quit-after"));
         };
         QTimer::singleShot(static_cast<int>(options.quitAfter * 1000), &app, [&, finish] {
-            if (options.screenshotMode < 0)
+            // The mode and what the form needs, only for the picture, taken once they have shown.
+            const int settle = stageScreenshot(window, station, options);
+            if (settle <= 0)
                 return finish();
-            // The mode only for the picture, taken once the window has laid itself out for it.
-            station.enterMode(options.screenshotMode == 0 ? OperatingMode::User : OperatingMode::Service);
-            QTimer::singleShot(300, &app, finish);
+            QTimer::singleShot(settle, &app, finish);
         });
     }
     const int rc = app.exec();

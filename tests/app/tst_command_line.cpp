@@ -98,6 +98,8 @@ private slots:
         QTest::newRow("replay from no time") << QStringList{"--replay", "/", "--from", "tonight"} << 64 << "" << "not \"tonight\"";
         QTest::newRow("speed without replay") << QStringList{"--speed", "2"} << 64 << "" << "go with --replay";
         QTest::newRow("bad picture mode") << QStringList{"--screenshot", "x.png", "--screenshot-mode", "admin"} << 64 << "" << "user or service, not admin";
+        QTest::newRow("bad picture start") << QStringList{"--screenshot", "x.png", "--screenshot-start", "1,7"} << 64 << "" << "engines 1 to 6 separated by commas, not 1,7";
+        QTest::newRow("picture start without picture") << QStringList{"--screenshot-start", "2"} << 64 << "" << "--screenshot-start goes with --screenshot FILE";
     }
     void answeredWithoutADisplay()
     {

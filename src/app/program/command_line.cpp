@@ -131,6 +131,10 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                QStringLiteral("The picture shows the window in user or service mode, entered just before it is "
                               "taken (the program then ends; no password is asked, none is needed to use it)."),
                "user|service"),
+        option("screenshot-start",
+               QStringLiteral("The station starts these engines (e.g. 1,2,3,4,5,6) as START LE-n does, each as soon "
+                              "as it answers at rest, for a picture of running engines (goes with --screenshot)."),
+               "N,..."),
         option("quit-after",
                QStringLiteral("Exit after SECONDS (the screenshot is taken just before; default 2 with "
                               "--screenshot)."),
@@ -247,6 +251,19 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         if (!isSet("screenshot"))
             return usageError(QStringLiteral("--screenshot-mode goes with --screenshot FILE"));
         o.screenshotMode = mode == QLatin1String("user") ? 0 : 1;
+    }
+    if (isSet("screenshot-start")) {
+        if (!isSet("screenshot"))
+            return usageError(QStringLiteral("--screenshot-start goes with --screenshot FILE"));
+        for (const QString& word : value("screenshot-start").split(QLatin1Char(','))) {
+            bool ok = false;
+            const int n = word.trimmed().toInt(&ok);
+            if (!ok || n < 1 || n > kEngines)
+                return usageError(QStringLiteral("--screenshot-start: engines 1 to 6 separated by commas, not ") +
+                                  value("screenshot-start"));
+            if (!o.screenshotStart.contains(n))
+                o.screenshotStart << n;
+        }
     }
     if (isSet("time-scale")) {
         o.timeScale = value("time-scale").toInt();

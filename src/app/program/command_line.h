@@ -22,6 +22,9 @@ struct Options {
     double quitAfter = -1; // seconds; below 0: runs until ended
     // The mode the picture shows (--screenshot-mode): 0 user, 1 service; -1 as the station is.
     int screenshotMode = -1;
+    // The engines the station starts for the picture (--screenshot-start), each as START LE-n does
+    // once it answers at rest.
+    QList<int> screenshotStart;
     // Run: ports, display and load
     QStringList com;       // N=DEVICE, over ComDevices.ini for this run
     bool linkStats = false;

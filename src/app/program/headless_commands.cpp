@@ -23,25 +23,34 @@
 #include "app/setpoints/saisie.h"
 #include "historian/historian_export.h"
 #include "historian/historian_store.h"
+#include "maintenance/parameter_editor.h"
+#include "maintenance/protocol_trace.h"
 #include "serial/com_map.h"
 #include "serial/device_check.h"
 #include "serial/port_setup.h"
 #include "settings/display_coefficients.h"
 #include "settings/settings_files.h"
+#include "setpoints/value_entry.h"
 #include "station/engine_rows.h"
 #include "station/station.h"
 
+#include <QAbstractButton>
 #include <QAction>
+#include <QCoreApplication>
 #include <QDialog>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLineEdit>
+#include <QMessageBox>
 #include <QSaveFile>
 #include <QSerialPort>
+#include <QTableView>
 
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <numeric>
 #include <span>
 #include <vector>
@@ -165,10 +174,21 @@ int checkPorts(const Options& o)
 
 namespace {
 // Every form --screenshot-form can picture, and how the main window opens it; one line a form.
+// A form that shows what takes a moment (a read answered, lines recorded) is staged first, and
+// opened for the picture kStageMs later.
 struct ScreenshotForm {
     const char* name;
     std::function<QWidget*(LogWindow&, Station&)> open;
+    std::function<void(LogWindow&, Station&)> stage = {};
 };
+constexpr int kStageMs = 1500;
+constexpr int kModeMs = 300; // the window lays itself out for the mode entered
+
+void click(QWidget* parent, const char* button)
+{
+    if (auto* b = parent ? parent->findChild<QAbstractButton*>(QString::fromLatin1(button)) : nullptr)
+        b->click();
+}
 const std::vector<ScreenshotForm>& screenshotForms()
 {
     using W = LogWindow;
@@ -188,7 +208,24 @@ const std::vector<ScreenshotForm>& screenshotForms()
         {"GraphiqueScreen", [](W& w, S&) -> QWidget* { return w.openGraphiqueScreen(); }},
         {"PW6Sliders", [](W& w, S&) -> QWidget* { return w.openPowerSetPoints(); }},
         {"Saisie", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openMotorSpeedEntry(); }},
+        // A speed the unit of 30 rpm rounds, as typed: the entry says what goes out.
+        {"SaisieRounded", [](W& w, S& s) -> QWidget* {
+             s.selectEngine(1);
+             Saisie* form = w.openMotorSpeedEntry();
+             if (auto* text = form ? form->findChild<QLineEdit*>(QStringLiteral("Text1")) : nullptr) {
+                 text->setText(QStringLiteral("2500"));
+                 s.valueEntry().edited(text->text());
+             }
+             return form;
+         }},
         {"ConfigurationRS232", [](W& w, S&) -> QWidget* { return w.openPortConfiguration(); }},
+        // STOP (RS232) answered Yes: the links closed by the operator while engines run on.
+        {"LinksClosed", [](W& w, S&) -> QWidget* { return &w; },
+         [](W& w, S& s) {
+             s.requestLinkToggle();
+             if (auto* box = w.findChild<QMessageBox*>(QStringLiteral("MessageQuestion")))
+                 box->button(QMessageBox::Yes)->click();
+         }},
         {"Histo", [](W& w, S&) -> QWidget* {
              HistoWindow* histo = w.openHistory();
              histo->loadList(); // what Timer1 does just after the window opens
@@ -226,6 +263,38 @@ const std::vector<ScreenshotForm>& screenshotForms()
              return w.findChild<QDialog*>(QStringLiteral("PlantForm"));
          }},
         {"ProtocolTraceWindow", [](W& w, S&) -> QWidget* { return w.openProtocolTrace(); }},
+        // The trace paused on the first reply that answers a recorded frame, shown whole below the table.
+        {"TraceDetail", [](W& w, S& s) -> QWidget* {
+             ProtocolTraceWindow* trace = w.openProtocolTrace();
+             click(trace, "TracePause");
+             auto* view = trace->findChild<QTableView*>(QStringLiteral("TraceView"));
+             const ProtocolTrace& lines = s.protocolTrace();
+             for (int row = 0; view && row < lines.rowCount(); ++row)
+                 if (lines.entry(row).bytes.size() == kReplyLength && lines.entry(row).turnaroundUs >= 0) {
+                     view->setCurrentIndex(lines.index(row, 0));
+                     break;
+                 }
+             return trace;
+         },
+         [](W& w, S&) { w.openProtocolTrace(); }},
+        // LE2's registers read, one emptied and one raised, Write FADEC pressed: a register going to 0
+        // is asked first, with every change.
+        {"FadecParametersQuestion", [](W& w, S& s) -> QWidget* {
+             ParameterEditor& editor = s.parameterEditor();
+             editor.setValue(20, QStringLiteral("0"));
+             editor.setValue(26, QString::number(ParameterEditor::byteOf(editor.value(26)) + 5));
+             click(w.findChild<FadecParameters*>(), "WriteConfig");
+             return w.findChild<FenQuestion*>();
+         },
+         [](W& w, S& s) {
+             s.selectEngine(2);
+             click(w.openFadecParameters(), "ReadConfig");
+         }},
+        // The replay bar's list of the frames that differ from the recorded ones.
+        {"ReplayDifferences", [](W& w, S&) -> QWidget* {
+             click(&w, "ReplayDifferences");
+             return w.findChild<QDialog*>(QStringLiteral("ReplayDifferencesList"));
+         }},
         {"Coefficients", [](W& w, S&) -> QWidget* { return w.openCoefficients(); }},
         {"Usures", [](W& w, S&) -> QWidget* { return w.openUsures(); }},
         {"EspionStart", [](W& w, S& s) -> QWidget* { s.selectEngine(1); return w.openEspionStart(); }},
@@ -249,12 +318,45 @@ QStringList screenshotFormNames()
     return names;
 }
 
+void startForPicture(Station& station, const QList<int>& engines)
+{
+    for (int n : engines) {
+        auto once = std::make_shared<QMetaObject::Connection>();
+        const auto startAtRest = [&station, n, once](int engine, LinkState state) {
+            if (engine != n || state != LinkState::Yes || station.tables().at(n - 1).Phase != 0)
+                return;
+            QObject::disconnect(*once);
+            station.engineOperation().press(n);
+        };
+        *once = QObject::connect(&station, &Station::linkStateChanged, &station, startAtRest);
+    }
+}
+
+int stageScreenshot(LogWindow& window, Station& station, const Options& options)
+{
+    if (options.screenshot.isEmpty())
+        return 0;
+    int wait = 0;
+    if (options.screenshotMode >= 0) {
+        station.enterMode(options.screenshotMode == 0 ? OperatingMode::User : OperatingMode::Service);
+        wait = kModeMs;
+    }
+    for (const ScreenshotForm& f : screenshotForms())
+        if (options.form == QLatin1String(f.name) && f.stage) {
+            f.stage(window, station);
+            wait = kStageMs;
+        }
+    return wait;
+}
+
 bool takeScreenshot(LogWindow& window, Station& station, const QString& form, const QString& file)
 {
     QWidget* target = &window;
     for (const ScreenshotForm& f : screenshotForms())
         if (form == QLatin1String(f.name))
             target = f.open(window, station);
+    // What the form was just given (a question's text, a row chosen) is laid out before it is drawn.
+    QCoreApplication::processEvents();
     const bool ok = target && target->grab().save(file, "PNG");
     std::fprintf(stderr, ok ? "screenshot saved: %s\n" : "cannot save screenshot: %s\n",
                  qPrintable(QDir::toNativeSeparators(file)));
