@@ -74,10 +74,18 @@ constexpr const char* kUnitsLegend =
     "lost, no reply yet)";
 // A scroll area that asks for room for its whole content: the window opens showing every row
 // when the screen has room, and scrolls only when it has not.
-// It tells when its room changes, so the values can take the size that fits it.
+// It tells when its room changes, so the values can take the size that fits it, and when its
+// content asks for another size (a cell framed for a lost link, a status on two lines).
 class EngineScroll : public QScrollArea {
 public:
     std::function<void()> resized;
+    std::function<void()> contentChanged;
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (watched == widget() && event->type() == QEvent::LayoutRequest && contentChanged)
+            contentChanged();
+        return QScrollArea::eventFilter(watched, event);
+    }
     QSize sizeHint() const override
     {
         const int f = 2 * frameWidth();
@@ -417,6 +425,10 @@ void LogWindow::buildCentral()
     auto* scroll = new EngineScroll;
     scroll->setObjectName(QStringLiteral("EngineScroll"));
     scroll->resized = [this] { fitTimer_->start(); };
+    scroll->contentChanged = [this] {
+        contentChanged_ = true;
+        fitTimer_->start();
+    };
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
     scroll->setWidget(panels);

@@ -274,6 +274,7 @@ private:
     QPointer<QMessageBox> quitBox_;
     bool closing_ = false;
     QTimer* fitTimer_ = nullptr;   // TimerFitValues
+    bool contentChanged_ = false;  // a cell asked for another size since the last fit
     int preferredValueSize_ = 0;   // "\Display.ini"
     int valueSize_ = 0;            // as fitted
     QSize fittedRoom_;

@@ -11,6 +11,7 @@
 #include <QStyle>
 
 #include <algorithm>
+#include <utility>
 
 namespace tarvek {
 
@@ -94,7 +95,8 @@ void LogWindow::fitValues()
     auto* scroll = findChild<QScrollArea*>(QStringLiteral("EngineScroll"));
     QWidget* panels = scroll ? scroll->widget() : nullptr;
     const QSize room = scroll ? scroll->maximumViewportSize() : QSize();
-    if (!panels || preferredValueSize_ == 0 || room == fittedRoom_ || room.isEmpty())
+    const bool contentOnly = std::exchange(contentChanged_, false) && room == fittedRoom_;
+    if (!panels || preferredValueSize_ == 0 || (room == fittedRoom_ && !contentOnly) || room.isEmpty())
         return;
     fittedRoom_ = room;
     const auto fits = [panels, room] {
@@ -102,7 +104,11 @@ void LogWindow::fitValues()
         const int height = panels->hasHeightForWidth() ? panels->heightForWidth(room.width()) : panels->sizeHint().height();
         return least.width() <= room.width() && std::max(height, least.height()) <= room.height();
     };
-    int size = preferredValueSize_;
+    // A cell that grew (a thick frame, a second line) in the same room: smaller values when they no
+    // longer fit, and nothing at all while they do, so the fit never wakes itself again.
+    if (contentOnly && fits())
+        return;
+    int size = contentOnly ? valueSize_ : preferredValueSize_;
     setValueFonts(size);
     while (size > kSmallestValueSize && !fits())
         setValueFonts(--size);

@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace tarvek {
 
 ProtocolTraceWindow::ProtocolTraceWindow(ProtocolTrace& trace, const QString& folder, QWidget* parent)
@@ -62,12 +64,18 @@ ProtocolTraceWindow::ProtocolTraceWindow(ProtocolTrace& trace, const QString& fo
     view_->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     view_->verticalHeader()->setDefaultSectionSize(view_->fontMetrics().height() + 4);
     const int ch = view_->fontMetrics().horizontalAdvance(QLatin1Char('0'));
-    view_->setColumnWidth(ProtocolTrace::Time, ch * 14);
-    view_->setColumnWidth(ProtocolTrace::Engine, ch * 5);
-    view_->setColumnWidth(ProtocolTrace::Direction, ch * 5);
-    view_->setColumnWidth(ProtocolTrace::Turnaround, ch * 11);
-    view_->setColumnWidth(ProtocolTrace::Length, ch * 6);
-    view_->setColumnWidth(ProtocolTrace::Text, ch * 60);
+    // Room for the values in the table's fixed font, and never less than the heading's own.
+    const QFontMetrics heading = view_->horizontalHeader()->fontMetrics();
+    const auto columnWidth = [&](int column, int characters) {
+        const QString title = trace.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        view_->setColumnWidth(column, std::max(ch * characters, heading.horizontalAdvance(title) + 2 * ch));
+    };
+    columnWidth(ProtocolTrace::Time, 14);
+    columnWidth(ProtocolTrace::Engine, 5);
+    columnWidth(ProtocolTrace::Direction, 5);
+    columnWidth(ProtocolTrace::Turnaround, 11);
+    columnWidth(ProtocolTrace::Length, 6);
+    columnWidth(ProtocolTrace::Text, 60);
     view_->horizontalHeader()->setStretchLastSection(true);
     view_->setMinimumSize(ch * 130, 240);
     // The selected line whole, text and hex, below the table.
