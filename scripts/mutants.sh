@@ -9,16 +9,21 @@
 #   Fault: what goes wrong, in words
 #   Tests: the CTest names that must catch it (protocol, serial, app, plant, plant_page, ...)
 # The faults are applied to a scratch copy of the working tree (MUTANT_DIR, default a folder under
-# /tmp), never to the tree itself. A fault is caught when one of its tests fails; a patch that no
-# longer applies or builds is told as such, and counts as neither. Too slow for CI (each fault
-# rebuilds what it touches and runs whole test executables): run it before a change to the tests.
+# /tmp), never to the tree itself. The tests of a fault run one after another in the order of its
+# Tests: line, and the first that fails catches it: put the quickest one that walks the path first.
+# A fault is caught when one of its tests fails; a patch that no longer applies or builds, or that
+# names a test the build does not have, is told as such, and counts as neither. Too slow for CI
+# (each fault rebuilds what its tests need and runs whole test executables): run it before a change
+# to the tests.
 set -euo pipefail
+# Read whole before it runs: the script may be edited while it runs its hour.
+main() {
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 faults=("$root"/scripts/mutants/*.patch)
 field() { sed -n "s/^$1: *//p" "$2" | head -1; }
 
 if [ "${1:-}" = "--list" ]; then
-  for f in "${faults[@]}"; do printf '%-34s %-22s %s\n' "$(basename "$f" .patch)" "$(field Tests "$f")" "$(field Fault "$f")"; done
+  for f in "${faults[@]}"; do printf '%-42s %-22s %s\n' "$(basename "$f" .patch)" "$(field Tests "$f")" "$(field Fault "$f")"; done
   exit 0
 fi
 if (($#)); then
@@ -29,46 +34,90 @@ fi
 
 "$root/scripts/deps.sh" --browser >/dev/null
 scratch="${MUTANT_DIR:-/tmp/tarvek-mutants}"
-mkdir -p "$scratch"
-# The working tree as it is (committed or not, but what git ignores), times kept so that a second
-# run rebuilds only what changed.
-rm -rf "$scratch/src" && mkdir -p "$scratch/src"
-(cd "$root" && git ls-files -z -co --exclude-standard | tar --null -T - --ignore-failed-read -cf - 2>/dev/null) |
-  tar -xf - -C "$scratch/src"
-(cd "$scratch/src/web" && npm ci --no-audit --no-fund --silent >/dev/null)
+mkdir -p "$scratch/src"
+scratch="$(cd "$scratch" && pwd)"
+# The scratch copy is no git work tree of its own, even inside one: git apply patches it as files.
+export GIT_CEILING_DIRECTORIES="$scratch"
+
+# The working tree as it is (committed or not, but what git ignores). A file is copied only when its
+# content differs from the scratch copy's, and then gets a new time: the build redoes exactly what
+# changed, and a fault left applied by an interrupted run is undone and rebuilt, never kept.
+declare -A wanted=()
+copied_lock=0
+while IFS= read -r -d '' f; do
+  [ -f "$root/$f" ] || continue # deleted, not yet committed
+  wanted["$f"]=1
+  if ! cmp -s "$root/$f" "$scratch/src/$f"; then
+    mkdir -p "$(dirname "$scratch/src/$f")"
+    rm -f "$scratch/src/$f"
+    cp --preserve=mode "$root/$f" "$scratch/src/$f"
+    [ "$f" = web/package-lock.json ] && copied_lock=1
+  fi
+done < <(cd "$root" && git ls-files -z -co --exclude-standard)
+# What the tree no longer has goes too: the build takes every file of a folder.
+while IFS= read -r -d '' f; do
+  f="${f#./}"
+  [ -n "${wanted["$f"]:-}" ] || rm -f "$scratch/src/$f"
+done < <(cd "$scratch/src" && find . -path ./web/node_modules -prune -o -type f -print0)
+if [ "$copied_lock" = 1 ] || [ ! -d "$scratch/src/web/node_modules" ]; then
+  (cd "$scratch/src/web" && npm ci --no-audit --no-fund --silent >/dev/null)
+fi
+
 launcher=(); command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 cmake -S "$scratch/src" -B "$scratch/build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo "${launcher[@]}" >/dev/null
 echo "Building the unchanged tree in $scratch/build ..."
 cmake --build "$scratch/build" -j "$(nproc)" >/dev/null
+known="$(cd "$scratch/build" && ctest -N | sed -n 's/^ *Test *#[0-9]*: //p')"
+
+# What a test needs built: its executable, or for the page's test the programs its demo runs.
+targets_of() {
+  case "$1" in
+    plant_page) echo tarvek-station fadec-sim ;;
+    *) echo "test_$1" ;;
+  esac
+}
 
 results=()
 caught=0 survived=0 broken=0
 for f in "${faults[@]}"; do
   name="$(basename "$f" .patch)"
-  tests="$(field Tests "$f")"
-  if ! (cd "$scratch/src" && git apply -p1 "$f" 2>/dev/null); then
-    results+=("$(printf '%-34s %-10s %s' "$name" "STALE" "the patch no longer applies")"); broken=$((broken + 1))
-    continue
+  read -r -a tests <<< "$(field Tests "$f")"
+  verdict="" why=""
+  targets=()
+  for t in "${tests[@]}"; do
+    grep -qxF "$t" <<< "$known" || { verdict="NOTEST"; why="no test named \"$t\" in the build"; break; }
+    read -r -a more <<< "$(targets_of "$t")"
+    targets+=("${more[@]}")
+  done
+  if [ -z "$verdict" ] && [ "${#tests[@]}" -eq 0 ]; then
+    verdict="NOTEST" why="no Tests: line"
   fi
-  verdict="SURVIVED" why=""
-  if ! cmake --build "$scratch/build" -j "$(nproc)" > "$scratch/$name.build.log" 2>&1; then
-    verdict="NOBUILD" why="does not build (see $scratch/$name.build.log)"
-  else
-    pattern="^($(echo "$tests" | tr ' ' '|'))\$"
-    if ! (cd "$scratch/build" && QT_QPA_PLATFORM=offscreen ctest -R "$pattern" -j "$(nproc)" \
-            --output-on-failure > "$scratch/$name.test.log" 2>&1); then
-      verdict="caught"
-      why="$(grep -m3 -oE '^FAIL!  : [A-Za-z_]+::[A-Za-z_]+' "$scratch/$name.test.log" | sed 's/^FAIL!  : //' | paste -sd, -)"
-      [ -n "$why" ] || why="$(grep -m1 -oE '[0-9]+ - [a-z_]+ \(Failed\)' "$scratch/$name.test.log" || true)"
+  if [ -z "$verdict" ] && ! (cd "$scratch/src" && git apply -p1 "$f" 2>/dev/null); then
+    verdict="STALE" why="the patch no longer applies"
+  elif [ -z "$verdict" ]; then
+    verdict="SURVIVED"
+    if ! cmake --build "$scratch/build" -j "$(nproc)" --target "${targets[@]}" > "$scratch/$name.build.log" 2>&1; then
+      verdict="NOBUILD" why="does not build (see $scratch/$name.build.log)"
+    else
+      : > "$scratch/$name.test.log"
+      for t in "${tests[@]}"; do
+        if ! (cd "$scratch/build" && QT_QPA_PLATFORM=offscreen ctest -R "^$t\$" --output-on-failure \
+                >> "$scratch/$name.test.log" 2>&1); then
+          verdict="caught"
+          why="$(grep -m3 -oE '^FAIL!  : [A-Za-z_]+::[A-Za-z_]+' "$scratch/$name.test.log" | sed 's/^FAIL!  : //' | paste -sd, -)"
+          [ -n "$why" ] || why="$(grep -m1 -oE '[0-9]+ - [a-z_]+ \([^)]*\)' "$scratch/$name.test.log" | sed 's/^[0-9]* - //' || true)"
+          break
+        fi
+      done
     fi
+    (cd "$scratch/src" && git apply -p1 -R "$f")
   fi
-  (cd "$scratch/src" && git apply -p1 -R "$f")
   case "$verdict" in
     caught) caught=$((caught + 1)) ;;
     SURVIVED) survived=$((survived + 1)) ;;
     *) broken=$((broken + 1)) ;;
   esac
-  line="$(printf '%-34s %-10s %s' "$name" "$verdict" "$why")"
+  line="$(printf '%-42s %-10s %s' "$name" "$verdict" "$why")"
   results+=("$line")
   echo "$line"
 done
@@ -76,8 +125,11 @@ done
 cmake --build "$scratch/build" -j "$(nproc)" >/dev/null 2>&1 || true
 
 echo
-printf '%-34s %-10s %s\n' "fault" "verdict" "first tests that failed"
+printf '%-42s %-10s %s\n' "fault" "verdict" "first tests that failed"
 printf '%s\n' "${results[@]}"
 echo
-echo "$caught caught, $survived survived, $broken stale or not building, of ${#faults[@]}"
+echo "$caught caught, $survived survived, $broken stale, not building or naming no test, of ${#faults[@]}"
 [ "$survived" -eq 0 ] && [ "$broken" -eq 0 ]
+}
+main "$@"
+exit

@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QSerialPort>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -131,35 +130,27 @@ private slots:
         }
     }
 
-    // --check-ports names, per port, what keeps its device from carrying it, each in its own words.
+    // --check-ports names, per port, what keeps its device from carrying it, in the words the port
+    // form uses (each kind of refusal is walked there).
     void checkPortsTellsWhyADeviceCannotServe()
     {
         QTemporaryDir dir;
-        QVERIFY(QDir(dir.path()).mkdir("folder"));
-        tarvek::test::writeBytes(dir.filePath("file"), "not a port");
-        Pty held, free;
-        QVERIFY(!held.path.isEmpty() && !free.path.isEmpty());
-        QSerialPort other(held.path); // another program's port: its lock file is taken
-        QVERIFY(other.open(QIODevice::ReadWrite));
-        const QStringList devices{dir.filePath("gone"), dir.filePath("folder"), dir.filePath("file"), "/dev/null",
-                                  held.path, free.path};
+        Pty free;
+        QVERIFY(!free.path.isEmpty());
+        const QStringList devices{dir.filePath("gone"), "/dev/null", free.path};
         QByteArray comx, map;
         for (int n = 1; n <= 6; ++n) {
-            comx += QString("\"%1\"\r\n\"1\"\r\n").arg(n).toLatin1();
-            map += devices[n - 1].toLocal8Bit() + "\r\n";
+            comx += QString("\"%1\"\r\n\"%2\"\r\n").arg(n).arg(n <= 3 ? 1 : 0).toLatin1();
+            map += devices.value(n - 1).toLocal8Bit() + "\r\n";
         }
         tarvek::test::writeBytes(dir.filePath("ParamComx.ini"), comx);
         tarvek::test::writeBytes(dir.filePath("ComDevices.ini"), map);
         int rc = -1;
         const QString out = runStation({"--folder", dir.path(), "--check-ports"}, &rc);
         QCOMPARE(rc, 1);
-        const QStringList expected{
-            "LE1  COM1  " + devices[0] + "  missing: " + devices[0] + " does not exist",
-            "LE2  COM2  " + devices[1] + "  refused: " + devices[1] + " is a folder, not a serial port",
-            "LE3  COM3  " + devices[2] + "  refused: " + devices[2] + " is an ordinary file, not a serial port",
-            "LE4  COM4  /dev/null  refused: /dev/null is not a serial port (",
-            "LE5  COM5  " + held.path + "  refused: " + held.path + " is in use by another program",
-            "LE6  COM6  " + free.path + "  can be opened"};
+        const QStringList expected{"LE1  COM1  " + devices[0] + "  missing: " + devices[0] + " does not exist",
+                                   "LE2  COM2  /dev/null  refused: /dev/null is not a serial port (",
+                                   "LE3  COM3  " + free.path + "  can be opened"};
         for (const QString& line : expected)
             QVERIFY2(out.contains(line), qPrintable(out));
 
@@ -176,7 +167,7 @@ private slots:
         }
         const QString refused = runStation({"--folder", dir.path(), "--check-ports"}, &rc, asUser);
         QCOMPARE(rc, 1);
-        const QString line = "LE6  COM6  " + free.path + "  refused by the system: no permission to open " +
+        const QString line = "LE3  COM3  " + free.path + "  refused by the system: no permission to open " +
                              free.path + ": the user ";
         QVERIFY2(refused.contains(line) && refused.contains("must be in the group "), qPrintable(refused));
     }

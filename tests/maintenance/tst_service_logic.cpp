@@ -1,5 +1,7 @@
-// Wear counters, the start spy and the hardware tests' guards, fed with phases on a manual clock.
+// Wear counters, the start spy and the guards of the hardware tests and the register write, fed
+// with phases on a manual clock.
 #include "maintenance/hardware_tests.h"
+#include "maintenance/parameter_editor.h"
 #include "maintenance/start_spy.h"
 #include "maintenance/wear_counters.h"
 #include "recording/history.h"
@@ -140,7 +142,9 @@ private slots:
             QCOMPARE(steps[0].measuredMs, 300); // the parameter read before the start
     }
 
-    void hardwareTestsRunAtRestOnly_data()
+    // A hardware test, and a register write, go to an engine at rest only: never to one in its start
+    // sequence, running or cooling down.
+    void serviceActionsRunAtRestOnly_data()
     {
         QTest::addColumn<bool>("answered");
         QTest::addColumn<int>("phase");
@@ -153,7 +157,7 @@ private slots:
         QTest::newRow("start waiting") << true << 0 << true << true << "Tests can be done when phase (0)! ";
         QTest::newRow("port closed") << true << 0 << false << false << "The Port Com4 is not activated ! ";
     }
-    void hardwareTestsRunAtRestOnly()
+    void serviceActionsRunAtRestOnly()
     {
         QFETCH(bool, answered);
         QFETCH(int, phase);
@@ -172,6 +176,13 @@ private slots:
                             {[&](int) { return portOpen; }, [&](int) { return startPending; }});
         QSignalSpy warnings(&tests, &HardwareTests::warning);
         QSignalSpy finished(&tests, &HardwareTests::finished);
+
+        // The write of registers never read asks first; refused, it does not even ask.
+        ParameterEditor editor(tables, files, [&](int) { return portOpen; });
+        tables.selectedEngine = 4;
+        editor.writeConfig();
+        QCOMPARE(editor.exchange() == ParameterEditor::Exchange::ConfirmAsked, phase == 0 && portOpen);
+        editor.quit();
 
         QCOMPARE(tests.run(4, HardwareTest::QthLamps), refusal.isEmpty());
         if (!refusal.isEmpty()) {

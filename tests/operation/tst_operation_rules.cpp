@@ -1,10 +1,13 @@
-// The rules of operation that the simulator cannot reach: fault codes it never reports, the end
-// of a rest countdown, the stop alarm's grace tick and the parameter list lines.
+// The rules of operation that the simulator cannot reach: fault codes it never reports, in phases
+// it reports them in only by chance, the end of a rest countdown, the stop alarm's grace tick and
+// the parameter list lines.
 #include "maintenance/parameter_list.h"
+#include "operation/alarm_supervision.h"
 #include "operation/fault_logger.h"
 #include "operation/rest_countdown.h"
 #include "operation/stop_alarm.h"
 #include "settings/settings_files.h"
+#include "settings/station_settings.h"
 #include "test_registry.h"
 #include "test_support.h"
 
@@ -44,7 +47,8 @@ struct Rig {
 class OperationRulesTest : public QObject {
     Q_OBJECT
 private slots:
-    // A known code while running, and none at rest, in the engines' end-to-end case.
+    // A known code while running, and none at rest, in the engines' end-to-end case. A fault is an
+    // alarm in every phase but rest: in the start sequence and the cool-down as much as running.
     void faultCodes_data()
     {
         QTest::addColumn<int>("phase");
@@ -53,8 +57,8 @@ private slots:
         QTest::addColumn<QString>("marker");
         QTest::newRow("stop arrow") << 6 << 18 << "018    Stop activated  LE2" << " ------> ";
         QTest::newRow("blank text") << 1 << 20 << "020       LE2" << " Error ";
-        QTest::newRow("no text") << 5 << 40 << "040      LE2" << " Error ";
-        QTest::newRow("outside the table") << 5 << 300 << "300      LE2" << " Error ";
+        QTest::newRow("no text") << 3 << 40 << "040      LE2" << " Error ";
+        QTest::newRow("outside the table") << 7 << 300 << "300      LE2" << " Error ";
     }
     void faultCodes()
     {
@@ -77,6 +81,13 @@ private slots:
         rig.faults.clearFlags(2);
         rig.faults.log(2, code);
         QCOMPARE(rig.historyLines().size(), 3);
+
+        StationSettings settings;
+        AlarmState bytes;
+        AlarmSupervision alarms(rig.ctx, settings, rig.files, bytes, [&rig](int c) { return rig.faults.text(c); });
+        rig.tables.at(1).FaultCode = static_cast<std::int16_t>(code);
+        alarms.onReply(2);
+        QCOMPARE(alarms.holds(2, AlarmSource::Fault), code != 18 && code != 20);
     }
 
     void secondMessageTableAndStartAll()
