@@ -9,7 +9,14 @@
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
+#include <QSocketNotifier>
+
 #include <algorithm>
+#include <utility>
+
+#ifdef Q_OS_UNIX
+#include <sys/ioctl.h>
+#endif
 
 namespace tarvek {
 
@@ -17,12 +24,40 @@ using namespace link_timing;
 
 namespace {
 // 19200 baud, ten bits a character: what is missing of a reply cannot come sooner than this.
-constexpr double kCharactersPerMs = 1.92;
+constexpr qint64 kCharacterNs = 1'000'000'000 / 1920;
 constexpr qint64 kDelayBinUs = 25;
-// The rest of a reading ends this much before the last byte of a reply can come: the event loop
-// may wake up to a millisecond after the rest's time, and the bytes held may have come a little
-// before the station looked.
-constexpr int kRestMarginMs = 2;
+// A rest ends this much before a line at 19200 baud can finish the reply: the bytes held may
+// have come a little before the station looked. Ending later would make the answer late whenever
+// the line is a little fast; ending sooner costs a wake for the last piece.
+constexpr qint64 kRestMarginNs = 500'000;
+// A rest shorter than this saves no wake: a line hands a reply over in pieces a few milliseconds
+// apart (a UART's FIFO, a USB adapter, the simulator's 4 ms), and the rest's end is a wake too.
+constexpr qint64 kShortestRestNs = 5'000'000;
+// The deadlines of the rests follow those of the six senders.
+constexpr int kRestKey = 6;
+
+// Bytes the device holds that the port has not read yet, or -1 where that cannot be asked.
+qint64 bytesWaiting(const QSerialPort& port)
+{
+#ifdef Q_OS_UNIX
+    int n = 0;
+    if (::ioctl(port.handle(), FIONREAD, &n) == 0)
+        return n;
+#endif
+    return -1;
+}
+
+// QSerialPort reads its device through a read notifier of its own, a QSocketNotifier child of the
+// port on the port's descriptor. Turned off, what the line brings waits in the kernel and wakes
+// nobody; turned on again, the port reads it all at once. nullptr while the port has none.
+QSocketNotifier* readNotifier(const QSerialPort* port)
+{
+    const auto descriptor = static_cast<qintptr>(port->handle());
+    for (QSocketNotifier* n : port->findChildren<QSocketNotifier*>(Qt::FindDirectChildrenOnly))
+        if (n->type() == QSocketNotifier::Read && n->socket() == descriptor)
+            return n;
+    return nullptr;
+}
 } // namespace
 
 SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, SettingsFiles& files,
@@ -58,14 +93,19 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
         s.due = namedTimer(this, QStringLiteral("ReplyDueLE%1").arg(k), kReplyDueMs, true);
         connect(s.due, &QTimer::timeout, this, [this, k] { emit replyOverdue(k); });
     }
-    // The sender's time, kept to the microsecond; its QTimer stays the sender that is seen, started
-    // and stopped, and answers on its own where the loop has no finer clock.
+    // The senders' time and the rests' ends, kept to the microsecond; their QTimers stay the timers
+    // that are seen, started and stopped, and keep the time on their own where the loop has no
+    // finer clock.
     deadlines_ = new PreciseDeadlines(this);
-    connect(deadlines_, &PreciseDeadlines::due, this, [this](int k) {
-        if (!at(k).sender->isActive())
+    connect(deadlines_, &PreciseDeadlines::due, this, [this](int key) {
+        if (key > kRestKey) {
+            wakeReading(key - kRestKey);
+            return;
+        }
+        if (!at(key).sender->isActive())
             return; // stopped meanwhile (Connect, discovery)
-        at(k).sender->stop();
-        onSenderTick(k);
+        at(key).sender->stop();
+        onSenderTick(key);
     });
     captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
@@ -149,15 +189,15 @@ void SerialLink::onReadyRead(int slot)
     const auto handOver = [this, slot](const QByteArray& bytes) {
         receive(slot, std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
     };
-    if (s.sinceBytes.isValid() && s.sinceBytes.elapsed() > kQuietLineMs
-        && (s.heldInPort > 0 || s.framer.pending() > 0)) {
+    const bool quiet = std::exchange(s.quietInRest, false) || (s.sinceBytes.isValid() && s.sinceBytes.elapsed() > kQuietLineMs);
+    if (quiet && (s.heldInPort > 0 || s.framer.pending() > 0)) {
         handOver(s.port->read(s.heldInPort));
         lineQuiet(slot);
-        s.rested = false;
+        s.reading = Reading::Listening;
     }
     s.sinceBytes.start();
-    // A line delivers a reply in dozens of small pieces: they wait in the port's buffer until a
-    // whole reply can be there, and only then go to the framer.
+    // A line delivers a reply in dozens of small pieces: they wait until a whole reply can be
+    // there, and only then go to the framer.
     s.heldInPort = s.port->bytesAvailable();
     const qint64 missing = kReplyLength - static_cast<qint64>(s.framer.pending()) - s.heldInPort;
     if (missing > 0) {
@@ -165,7 +205,7 @@ void SerialLink::onReadyRead(int slot)
         return;
     }
     s.heldInPort = 0;
-    s.rested = false;
+    s.reading = Reading::Listening;
     handOver(s.port->readAll());
 }
 
@@ -189,29 +229,72 @@ void SerialLink::lineQuiet(int slot)
 void SerialLink::restUntilWhole(int slot, qint64 missing)
 {
     // The rest of a reply comes at the line rate: the port is not read again before it can all be
-    // there, so a reply wakes the station a few times instead of once per piece the line hands
-    // over. The port's buffer, limited to what it holds, makes it stop reading on its own.
+    // there, so a reply that began unseen wakes the station twice (its first piece, the end of
+    // the rest) instead of once per piece the line hands over.
     // Once a reply: what is still missing after the rest is read as it comes, so its last bytes
     // are handled when they arrive and the answer keeps its 30 ms from them.
     Slot& s = at(slot);
-    if (s.rest->isActive() || s.rested)
+    if (s.reading == Reading::Listening)
+        rest(slot, PreciseDeadlines::nowNs(), missing * kCharacterNs - kRestMarginNs, Reading::Following);
+}
+
+void SerialLink::restAfterFrame(int slot, qint64 frameNs)
+{
+    // A FADEC answers a frame once it has all of it: its reply cannot be whole before the frame's
+    // 34 characters and the reply's 160 have crossed the line. Until then the port need not be
+    // read at all; a FADEC that answers at once is then read in one go, at the end of the rest.
+    // One that takes longer has begun its reply by then, and the rest of it is waited for as
+    // for any reply whose first piece came.
+    Slot& s = at(slot);
+    if (s.reading == Reading::Listening && s.heldInPort == 0 && s.framer.pending() == 0 && s.port->bytesAvailable() == 0)
+        rest(slot, frameNs, (kFrameLength + kReplyLength) * kCharacterNs - kRestMarginNs, Reading::Listening);
+}
+
+void SerialLink::rest(int slot, qint64 fromNs, qint64 restNs, Reading after)
+{
+    Slot& s = at(slot);
+    QSocketNotifier* notifier = readNotifier(s.port);
+    if (restNs < kShortestRestNs || !notifier)
         return;
-    const int restMs = static_cast<int>(static_cast<double>(missing) / kCharactersPerMs) - kRestMarginMs;
-    if (restMs <= 0)
-        return;
-    s.rested = true;
-    s.port->setReadBufferSize(std::max<qint64>(1, s.heldInPort));
-    s.rest->start(restMs);
+    notifier->setEnabled(false);
+    s.reading = Reading::Resting;
+    s.afterRest = after;
+    s.restFromNs = fromNs;
+    const qint64 leftNs = fromNs + restNs - PreciseDeadlines::nowNs();
+    s.rest->start(static_cast<int>(std::max<qint64>(0, leftNs + 999'999) / 1'000'000));
+    deadlines_->arm(kRestKey + slot, fromNs + restNs);
 }
 
 void SerialLink::wakeReading(int slot)
 {
     Slot& s = at(slot);
+    if (s.reading != Reading::Resting)
+        return;
+    stopResting(slot);
+    s.reading = s.afterRest;
     if (!s.port->isOpen())
         return;
-    // The bytes that came meanwhile are no quiet line.
+    // Nobody saw the bytes come during the rest: fewer than the line carries in that time, by more
+    // than a quiet line's worth, and the line may have gone quiet in it. The port reads them on
+    // its next look, at once.
+    const qint64 came = bytesWaiting(*s.port);
+    s.quietInRest = came >= 0 && PreciseDeadlines::nowNs() - s.restFromNs - came * kCharacterNs > qint64(kQuietLineMs) * 1'000'000;
     s.sinceBytes.start();
-    s.port->setReadBufferSize(0);
+    if (QSocketNotifier* notifier = readNotifier(s.port))
+        notifier->setEnabled(true);
+}
+
+void SerialLink::stopResting(int slot)
+{
+    Slot& s = at(slot);
+    s.rest->stop();
+    deadlines_->disarm(kRestKey + slot);
+    s.quietInRest = false;
+    if (s.reading == Reading::Resting) {
+        s.reading = Reading::Listening;
+        if (QSocketNotifier* notifier = s.port->isOpen() ? readNotifier(s.port) : nullptr)
+            notifier->setEnabled(true);
+    }
 }
 
 void SerialLink::startSender(int slot, qint64 fromNs)
@@ -272,10 +355,12 @@ void SerialLink::onSenderTick(int slot)
     if (out.written) {
         const QByteArray bytes(out.bytes.data(), kFrameLength);
         const std::string_view frame(out.bytes.data(), out.bytes.size());
-        if (transport_)
+        if (transport_) {
             transport_->write(slot, frame);
-        else
+        } else {
             s.port->write(bytes);
+            restAfterFrame(slot, PreciseDeadlines::nowNs());
+        }
         if (byteTap_)
             byteTap_->passed(slot, TraceDirection::Out, frame);
         ++s.frames;

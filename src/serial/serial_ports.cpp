@@ -163,9 +163,8 @@ void SerialLink::closeSlot(int slot)
     if (s.port->isOpen())
         s.port->close();
     s.open = false;
-    s.rest->stop();
-    s.rested = false;
-    s.port->setReadBufferSize(0);
+    stopResting(slot);
+    s.reading = Reading::Listening;
     s.indicator->stop();
     s.due->stop();
     emit linkIndicator(slot, false);
@@ -278,8 +277,8 @@ void SerialLink::shutdown()
         s.sender->stop();
         s.indicator->stop();
         s.reconnect->stop();
-        s.rest->stop();
-        s.rested = false;
+        stopResting(k);
+        s.reading = Reading::Listening;
         if (s.port->isOpen())
             s.port->close();
         s.open = false;
@@ -295,7 +294,8 @@ void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
     if (s.port->isOpen() && s.port->bytesAvailable() > 0)
         s.port->skip(s.port->bytesAvailable());
     s.heldInPort = 0;
-    s.rested = false;
+    stopResting(slot);
+    s.reading = Reading::Listening;
     s.staleDrops += s.framer.staleDrops();
     s.framer.reset();
     const int entry = portEventEntry(error);
