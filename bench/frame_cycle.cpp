@@ -213,13 +213,16 @@ int main(int argc, char** argv)
     const QCommandLineOption noRecorder("no-recorder", "Recorder of the links' bytes off (with it on, the size of its files is printed).");
     const QCommandLineOption plantBroker("plant-broker", "Publish to this broker instead of the bench's own.", "HOST:PORT");
     const QCommandLineOption noPlant("no-plant", "Plant publishing off (no broker started).");
+    const QCommandLineOption outOfStep("out-of-step",
+                                       "Shift engine n by (n-1)/6 of a cycle during the warm-up, so that no two replies end "
+                                       "together (the six start in step, where one wake serves several).");
     const QCommandLineOption screen("screen", "Size of the offscreen screen (default 1366x768).", "WxH", "1366x768");
     QCommandLineOption bare("bare-answer", "(internal) serve the devices given as a bare answer.");
     bare.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption hog("hog", "(internal) spin.");
     hog.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({seconds, warmup, load, station, noBare, graphs, noGraphs, loggerMs, noLogger, noHistorian,
-                       noRecorder, plantBroker, noPlant, screen, bare, hog});
+                       noRecorder, plantBroker, noPlant, outOfStep, screen, bare, hog});
     parser.process(app);
 
     if (parser.isSet(hog)) {
@@ -340,6 +343,8 @@ int main(int argc, char** argv)
                 brokerAddress.isEmpty() ? "off" : qPrintable("to " + brokerAddress + (parser.isSet(plantBroker) ? "" : " (the bench's own Mosquitto)")));
     if (!hogs.empty())
         std::printf("load: %zu CPU hogs spinning beside the bench\n", hogs.size());
+    if (parser.isSet(outOfStep))
+        std::printf("engines out of step: engine n shifted by (n-1)/6 of a cycle before measuring\n");
     std::printf("line-rate limit: %.2f ms a cycle (160-char reply %.2f ms + 30 ms + 34-byte frame %.2f ms) = %.3f cycles/s\n",
                 limitMs, 160 * charMs, 34 * charMs, 1000.0 / limitMs);
     std::fflush(stdout);
@@ -352,6 +357,12 @@ int main(int argc, char** argv)
         auto cpu0 = std::make_shared<double>(0);
         auto wake0 = std::make_shared<long>(0);
         auto window = std::make_shared<QElapsedTimer>();
+        if (parser.isSet(outOfStep))
+            QTimer::singleShot(warm * 500, &app, [&] {
+                // A pause inside the next reply of each engine, of a sixth of a cycle more each.
+                for (int n = 2; n <= 6; ++n)
+                    simulator.engine(n)->stallNextReply(static_cast<int>((n - 1) * limitMs / 6), kReplyLength / 2);
+            });
         QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, window] {
             for (auto& f : figures) {
                 f.turnaroundMs.clear();

@@ -73,7 +73,11 @@ void HistorianWriter::flush()
                                         .arg(std::exchange(dropped_, 0)));
     rollUp(now_);
     pack();
-    store_.prune(now_ - retentionSeconds_, kPruneRowsPerTick);
+    // Old rows go a little every second while there are some. A look walks the six engines' rows
+    // from the oldest, so after one that found none the next waits a minute: a minute's rows are
+    // still far fewer than one second may remove.
+    if (now_ >= pruneAt_)
+        pruneAt_ = store_.prune(now_ - retentionSeconds_, kPruneRowsPerTick) > 0 ? now_ : now_ + kPruneIdleSeconds;
 }
 
 // Packs the seconds of whole blocks already summed up; a file of the first layout a little every

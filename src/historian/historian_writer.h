@@ -26,6 +26,7 @@ public:
     static constexpr int kRetrySeconds = 5;
     static constexpr std::size_t kBacklogRows = 6 * 3600; // an hour of six engines
     static constexpr int kPruneRowsPerTick = 2000;
+    static constexpr int kPruneIdleSeconds = 60; // after a look that found nothing old enough
     static constexpr int kRollUpMinutesPerTick = 60; // catching up after a pause, an hour a second
     static constexpr int kPackMsPerTick = 50;      // packing whole blocks, at most this long a tick
     static constexpr int kConvertMsPerTick = 250;  // ... while a file of the first layout is converted
@@ -66,6 +67,7 @@ private:
     std::deque<HistorianSample> pending_;
     qint64 dropped_ = 0; // rows lost while waiting, past the backlog
     qint64 rolledTo_ = 0;
+    qint64 pruneAt_ = 0; // the next look for old rows
     mutable QMutex statsMutex_;
     HistorianCommitStats stats_;
 };

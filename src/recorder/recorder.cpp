@@ -27,11 +27,12 @@ using namespace recording;
 
 namespace {
 constexpr std::int64_t kHourUs = 3'600'000'000;
-// Six engines make about 12 kB a second, most of it like what came a moment before: level 6 with a
-// window of 1 MB (a minute and a half of the links) compresses it as well as higher levels (about
-// 10:1 on the simulator) with a context of 5 MB instead of 14 MB or more.
-constexpr int kCompressionLevel = 6;
-constexpr int kWindowLog = 20;
+// Six engines make about 12 kB a second, most of it like what came a moment before: a reply is
+// mostly the reply before it. Level 1 with a window of 128 kB (ten seconds of the links) finds
+// those matches as well as level 6 with a window of 1 MB (14:1 against 14.5:1 on the simulator,
+// written a second at a time), with a context of 1 MB instead of 5 MB.
+constexpr int kCompressionLevel = 1;
+constexpr int kWindowLog = 17;
 
 template <class C>
 std::int64_t microseconds()
@@ -116,10 +117,12 @@ private:
     void run()
     {
         using namespace std::chrono;
-        auto lastFlush = steady_clock::now(), lastRetention = steady_clock::time_point{};
+        // One wake a second: what a kill costs is the same as with more, and the thread sleeps.
+        auto nextWrite = steady_clock::now() + milliseconds(kWriteMs);
+        auto lastRetention = steady_clock::time_point{};
         std::unique_lock lock(mutex_);
         for (;;) {
-            wake_.wait_for(lock, milliseconds(kHandOverMs), [&] { return stopping_ || syncAsked_ > syncDone_; });
+            wake_.wait_until(lock, nextWrite, [&] { return stopping_ || syncAsked_ > syncDone_; });
             std::deque<Segment> segments;
             segments.swap(gathered_);
             gatheredBytes_ = 0;
@@ -130,11 +133,10 @@ private:
             for (Segment& s : segments)
                 take(s);
             const auto now = steady_clock::now();
-            if (stopping || ticket > syncDone_ || now - lastFlush >= milliseconds(kFlushMs)) {
-                lastFlush = now;
-                compress(ZSTD_e_flush, {});
-                writeHeld();
-            }
+            if (now >= nextWrite)
+                nextWrite = now + milliseconds(kWriteMs);
+            compress(ZSTD_e_flush, {});
+            writeHeld();
             if (now - lastRetention >= milliseconds(kRetentionCheckMs)) {
                 lastRetention = now;
                 keepWithinLimits();

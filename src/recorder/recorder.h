@@ -3,9 +3,9 @@
 // time (microseconds, monotonic and wall clock), engine and direction, into "\Recorder\" in the
 // station folder, one zstd-compressed pcapng file an hour (see recording_format.h).
 //
-// The serial side only appends to a buffer in memory; a thread of its own takes that buffer every
-// 200 ms, compresses it, and every second flushes what it has to the file and syncs it, so a kill
-// or a power cut costs at most the last second. Files older than the days of "\Recorder.ini", or
+// The serial side only appends to a buffer in memory; a thread of its own wakes once a second, takes
+// that buffer, compresses it, writes it to the file and syncs it, so a kill or a power cut costs at
+// most the last second. Files older than the days of "\Recorder.ini", or
 // beyond its size, go, oldest first. A disk that refuses the file is told once; what could not be
 // written is held (up to kMaxHeldBytes) and written when there is room again.
 #include "protocol/trace_tap.h"
@@ -35,8 +35,7 @@ struct RecorderLimits {
 class Recorder : public QObject, public ByteTap {
     Q_OBJECT
 public:
-    static constexpr int kHandOverMs = 200;
-    static constexpr int kFlushMs = 1000;
+    static constexpr int kWriteMs = 1000;
     static constexpr int kRetentionCheckMs = 60'000;
     static constexpr std::size_t kMaxHeldBytes = std::size_t(64) << 20;
 

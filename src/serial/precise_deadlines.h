@@ -16,7 +16,7 @@ namespace tarvek {
 class PreciseDeadlines : public QObject {
     Q_OBJECT
 public:
-    static constexpr int kKeys = 6;
+    static constexpr int kKeys = 12; // the six senders, and the six rests of the reading
 
     explicit PreciseDeadlines(QObject* parent = nullptr);
     ~PreciseDeadlines() override;

@@ -1,43 +1,64 @@
+// The frame cycle on the open ports: the bytes of each port read and framed into replies, each good
+// reply decoded and answered 30 ms later by one frame, and the figures of that cycle. Opening and
+// closing the ports is in serial_ports.cpp.
 #include "serial/serial_link.h"
 
 #include "protocol/parameter_block.h"
 #include "recording/named_timer.h"
-#include "serial/device_check.h"
-#include "serial/port_events.h"
 #include "serial/precise_deadlines.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
-#include <QFileInfo>
+#include <QSocketNotifier>
 
 #include <algorithm>
+#include <utility>
+
+#ifdef Q_OS_UNIX
+#include <sys/ioctl.h>
+#endif
 
 namespace tarvek {
 
 using namespace link_timing;
 
 namespace {
-constexpr int kLinkCountdownStart = 60;
 // 19200 baud, ten bits a character: what is missing of a reply cannot come sooner than this.
-constexpr double kCharactersPerMs = 1.92;
+constexpr qint64 kCharacterNs = 1'000'000'000 / 1920;
 constexpr qint64 kDelayBinUs = 25;
-// The rest of a reading ends this much before the last byte of a reply can come: the event loop
-// may wake up to a millisecond after the rest's time, and the bytes held may have come a little
-// before the station looked.
-constexpr int kRestMarginMs = 2;
-} // namespace
+// A rest ends this much before a line at 19200 baud can finish the reply: the bytes held may
+// have come a little before the station looked. Ending later would make the answer late whenever
+// the line is a little fast; ending sooner costs a wake for the last piece.
+constexpr qint64 kRestMarginNs = 500'000;
+// A rest shorter than this saves no wake: a line hands a reply over in pieces a few milliseconds
+// apart (a UART's FIFO, a USB adapter, the simulator's 4 ms), and the rest's end is a wake too.
+constexpr qint64 kShortestRestNs = 5'000'000;
+// The deadlines of the rests follow those of the six senders.
+constexpr int kRestKey = 6;
 
-int portEventEntry(QSerialPort::SerialPortError error)
+// Bytes the device holds that the port has not read yet, or -1 where that cannot be asked.
+qint64 bytesWaiting(const QSerialPort& port)
 {
-    switch (error) {
-    case QSerialPort::ReadError: return static_cast<int>(PortEvent::Overrun);
-    case QSerialPort::WriteError: return static_cast<int>(PortEvent::TransmitFull);
-    case QSerialPort::TimeoutError: return static_cast<int>(PortEvent::DataSetReadyTimeout);
-    // The device went away under the port.
-    case QSerialPort::ResourceError: return static_cast<int>(PortEvent::ControlBlockError);
-    default: return -1;
-    }
+#ifdef Q_OS_UNIX
+    int n = 0;
+    if (::ioctl(port.handle(), FIONREAD, &n) == 0)
+        return n;
+#endif
+    return -1;
 }
+
+// QSerialPort reads its device through a read notifier of its own, a QSocketNotifier child of the
+// port on the port's descriptor. Turned off, what the line brings waits in the kernel and wakes
+// nobody; turned on again, the port reads it all at once. nullptr while the port has none.
+QSocketNotifier* readNotifier(const QSerialPort* port)
+{
+    const auto descriptor = static_cast<qintptr>(port->handle());
+    for (QSocketNotifier* n : port->findChildren<QSocketNotifier*>(Qt::FindDirectChildrenOnly))
+        if (n->type() == QSocketNotifier::Read && n->socket() == descriptor)
+            return n;
+    return nullptr;
+}
+} // namespace
 
 SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, SettingsFiles& files,
                        DeviceResolver resolver, QObject* parent)
@@ -72,14 +93,19 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
         s.due = namedTimer(this, QStringLiteral("ReplyDueLE%1").arg(k), kReplyDueMs, true);
         connect(s.due, &QTimer::timeout, this, [this, k] { emit replyOverdue(k); });
     }
-    // The sender's time, kept to the microsecond; its QTimer stays the sender that is seen, started
-    // and stopped, and answers on its own where the loop has no finer clock.
+    // The senders' time and the rests' ends, kept to the microsecond; their QTimers stay the timers
+    // that are seen, started and stopped, and keep the time on their own where the loop has no
+    // finer clock.
     deadlines_ = new PreciseDeadlines(this);
-    connect(deadlines_, &PreciseDeadlines::due, this, [this](int k) {
-        if (!at(k).sender->isActive())
+    connect(deadlines_, &PreciseDeadlines::due, this, [this](int key) {
+        if (key > kRestKey) {
+            wakeReading(key - kRestKey);
+            return;
+        }
+        if (!at(key).sender->isActive())
             return; // stopped meanwhile (Connect, discovery)
-        at(k).sender->stop();
-        onSenderTick(k);
+        at(key).sender->stop();
+        onSenderTick(key);
     });
     captionTimer_ = namedTimer(this, QStringLiteral("Timer62"), kCaptionRestoreMs);
     connect(captionTimer_, &QTimer::timeout, this, &SerialLink::captionRestored);
@@ -102,15 +128,6 @@ const SerialLink::Slot& SerialLink::at(int slot) const
 
 QSerialPort* SerialLink::port(int slot) const { return at(slot).port; }
 QTimer* SerialLink::sender(int slot) const { return at(slot).sender; }
-bool SerialLink::portOpen(int slot) const { return at(slot).open; }
-
-bool SerialLink::enabled(int slot) const
-{
-    return SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0) == 1;
-}
-int SerialLink::linkCountdown(int slot) const { return at(slot).countdown; }
-QString SerialLink::openError(int slot) const { return at(slot).openError; }
-DeviceProblem SerialLink::openProblem(int slot) const { return at(slot).open ? DeviceProblem::None : at(slot).problem; }
 quint64 SerialLink::framesSent(int slot) const { return at(slot).frames; }
 
 SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
@@ -140,218 +157,6 @@ bool SerialLink::fresh(int slot) const { return at(slot).due->isActive(); }
 QTimer* SerialLink::replyDueTimer(int slot) const { return at(slot).due; }
 quint64 SerialLink::staleDrops(int slot) const { return at(slot).staleDrops + at(slot).framer.staleDrops(); }
 
-QString SerialLink::deviceName(int slot) const
-{
-    const int com = settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)).trimmed().toInt();
-    return resolver_ ? resolver_(com) : QString();
-}
-
-QString SerialLink::openDevice(int slot) const
-{
-    return at(slot).open ? at(slot).openDevice : QString();
-}
-
-QString SerialLink::portLabel(int slot) const
-{
-    return QStringLiteral("COM%1 - COM%2").arg(slot).arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)).trimmed());
-}
-
-void SerialLink::loadForm()
-{
-    for (std::size_t i = 0; i < 6; ++i) {
-        form_.numbers[i] = settings_.portNumbers[i];
-        form_.enabled[i] = SettingsFiles::toNumber(settings_.portEnabled[i]).value_or(0) == 1;
-    }
-}
-
-int SerialLink::portNumbersAboveLimit(const FormState& form)
-{
-    int count = 0;
-    for (const QString& n : form.numbers)
-        if (SettingsFiles::toNumber(n).value_or(0) > 14)
-            ++count;
-    return count;
-}
-
-void SerialLink::openSlot(int slot)
-{
-    Slot& s = at(slot);
-    const auto enabledValue = SettingsFiles::toNumber(settings_.portEnabled.at(static_cast<std::size_t>(slot - 1))).value_or(0);
-    if (enabledValue == 1) {
-        if (s.port->isOpen() || s.dropped || (transport_ && s.open))
-            return; // an open port cannot be reconfigured; it stays as it is
-        if (transport_) {
-            openOnTransport(slot);
-            return;
-        }
-        const QString device = deviceName(slot);
-        s.port->setPortName(device);
-        s.port->setFlowControl(QSerialPort::SoftwareControl);
-        s.port->setBaudRate(QSerialPort::Baud19200);
-        s.port->setDataBits(QSerialPort::Data8);
-        s.port->setParity(QSerialPort::NoParity);
-        s.port->setStopBits(QSerialPort::OneStop);
-        // What is no serial port is never opened; what is, and still fails, is told why.
-        DeviceVerdict verdict = device.isEmpty() ? DeviceVerdict{} : inspectDevice(device);
-        if (!device.isEmpty() && verdict.ok() && !s.port->open(QIODevice::ReadWrite))
-            verdict = explainOpenFailure(device, s.port->error(), s.port->errorString());
-        if (device.isEmpty() || !verdict.ok()) {
-            s.openError = device.isEmpty()
-                              ? QStringLiteral("no device for COM%1").arg(settings_.portNumbers.at(static_cast<std::size_t>(slot - 1)))
-                              : verdict.text;
-            if (verdict.problem == DeviceProblem::InUse)
-                if (const int holder = slotHolding(device); holder > 0)
-                    s.openError = inUseByEngineText(device, holder);
-            s.missing = verdict.problem == DeviceProblem::Missing;
-            s.problem = device.isEmpty() ? DeviceProblem::Missing : verdict.problem;
-            s.port->clearError();
-            emit portOpenFailed(slot, s.openError);
-            return;
-        }
-        // Not every device has an RTS line (a pseudo-terminal has none); the port works without it.
-        s.port->setRequestToSend(false);
-        s.port->clearError();
-        s.openError.clear();
-        s.missing = false;
-        s.problem = DeviceProblem::None;
-        s.openDevice = device;
-        s.firstByte = -1;
-        s.goodSinceTick = 0;
-        s.staleDrops += s.framer.staleDrops();
-        s.framer.reset();
-        s.heldInPort = 0;
-        s.badBeforeAnswer = 0;
-        s.open = true;
-        s.countdown = kLinkCountdownStart;
-        emit portOpened(slot);
-    } else if (enabledValue == 0 && (s.port->isOpen() || s.open)) {
-        closeSlot(slot);
-    }
-}
-
-void SerialLink::openOnTransport(int slot)
-{
-    Slot& s = at(slot);
-    s.openError.clear();
-    s.missing = false;
-    s.openDevice = transport_->deviceName(slot);
-    s.firstByte = -1;
-    s.goodSinceTick = 0;
-    s.staleDrops += s.framer.staleDrops();
-    s.framer.reset();
-    s.badBeforeAnswer = 0;
-    s.open = true;
-    s.countdown = kLinkCountdownStart;
-    emit portOpened(slot);
-}
-
-int SerialLink::slotHolding(const QString& device) const
-{
-    const QString path = QFileInfo(devicePath(device)).canonicalFilePath();
-    for (int k = 1; k <= 6; ++k)
-        if (at(k).open && !path.isEmpty() && QFileInfo(devicePath(at(k).openDevice)).canonicalFilePath() == path)
-            return k;
-    return 0;
-}
-
-void SerialLink::openPorts()
-{
-    for (int k = 1; k <= 6; ++k)
-        openSlot(k);
-}
-
-void SerialLink::closeSlot(int slot)
-{
-    Slot& s = at(slot);
-    if (s.port->isOpen())
-        s.port->close();
-    s.open = false;
-    s.rest->stop();
-    s.rested = false;
-    s.port->setReadBufferSize(0);
-    s.indicator->stop();
-    s.due->stop();
-    emit linkIndicator(slot, false);
-    emit portClosed(slot);
-}
-
-void SerialLink::writeSettingsFromForm()
-{
-    for (std::size_t i = 0; i < 6; ++i) {
-        settings_.portNumbers[i] = form_.numbers[i].trimmed();
-        settings_.portEnabled[i] = form_.enabled[i] ? QStringLiteral("1") : QStringLiteral("0");
-    }
-    settings_.savePorts(files_);
-}
-
-void SerialLink::resetAnswers()
-{
-    for (auto& s : slots_) {
-        s.dropped = false;
-        s.answered = false;
-        s.lostOnError = false;
-        s.reconnect->stop();
-    }
-}
-
-void SerialLink::connectLink()
-{
-    stopSenders();
-    resetAnswers();
-    writeSettingsFromForm();
-    openPorts();
-    connected_ = true;
-    awaitMissingDevices();
-    emit connectionChanged(true);
-    captionTimer_->start();
-}
-
-void SerialLink::disconnectLink()
-{
-    stopSenders();
-    resetAnswers(); // a disconnected link is never re-opened behind the operator's back
-    for (int k = 1; k <= 6; ++k) {
-        tables_.at(k - 1).ReplySeen = 0;
-        if (at(k).open || at(k).port->isOpen())
-            closeSlot(k);
-    }
-    connected_ = false;
-    emit connectionChanged(false);
-    captionTimer_->start();
-}
-
-void SerialLink::setConnected(bool on)
-{
-    connected_ = on;
-    if (on)
-        awaitMissingDevices();
-    emit connectionChanged(on);
-}
-
-void SerialLink::toggleConnection()
-{
-    if (connected_)
-        disconnectLink();
-    else
-        connectLink();
-}
-
-void SerialLink::saveConfiguration()
-{
-    resetAnswers();
-    writeSettingsFromForm();
-    openPorts();
-    if (connected_)
-        awaitMissingDevices();
-    emit configurationSaved();
-}
-
-void SerialLink::stopSenders()
-{
-    for (auto& s : slots_)
-        s.sender->stop();
-}
-
 int SerialLink::takeGoodRepliesSinceTick(int slot)
 {
     Slot& s = at(slot);
@@ -363,48 +168,11 @@ int SerialLink::takeGoodRepliesSinceTick(int slot)
 int SerialLink::firstByte(int slot) const { return at(slot).firstByte; }
 bool SerialLink::answered(int slot) const { return at(slot).answered; }
 qint64 SerialLink::pendingBytes(int slot) const { return static_cast<qint64>(at(slot).framer.pending()); }
-bool SerialLink::reconnecting(int slot) const { return at(slot).lostOnError; }
-bool SerialLink::deviceMissing(int slot) const { return at(slot).missing && !at(slot).open; }
-
-void SerialLink::awaitMissingDevices()
-{
-    // A device plugged in later, or a device server still booting, is waited for like one that
-    // went away.
-    for (int k = 1; k <= 6; ++k) {
-        Slot& s = at(k);
-        if (s.missing && !s.open && !s.dropped && enabled(k) && !s.lostOnError) {
-            s.lostOnError = true;
-            s.reconnect->start();
-        }
-    }
-}
-QTimer* SerialLink::reconnectTimer(int slot) const { return at(slot).reconnect; }
-
 bool SerialLink::noiseBeforeAnswer(int slot) const
 {
     const Slot& s = at(slot);
     return !s.answered && (s.badBeforeAnswer > 0 || s.framer.discarded() >= static_cast<quint64>(kReplyLength));
 }
-void SerialLink::setDropped(int slot, bool dropped) { at(slot).dropped = dropped; }
-bool SerialLink::dropped(int slot) const { return at(slot).dropped; }
-
-void SerialLink::shutdown()
-{
-    captionTimer_->stop();
-    supervision_->stop();
-    for (int k = 1; k <= 6; ++k) {
-        Slot& s = at(k);
-        s.sender->stop();
-        s.indicator->stop();
-        s.reconnect->stop();
-        s.rest->stop();
-        s.rested = false;
-        if (s.port->isOpen())
-            s.port->close();
-        s.open = false;
-    }
-}
-
 void SerialLink::onReadyRead(int slot)
 {
     Slot& s = at(slot);
@@ -421,15 +189,15 @@ void SerialLink::onReadyRead(int slot)
     const auto handOver = [this, slot](const QByteArray& bytes) {
         receive(slot, std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
     };
-    if (s.sinceBytes.isValid() && s.sinceBytes.elapsed() > kQuietLineMs
-        && (s.heldInPort > 0 || s.framer.pending() > 0)) {
+    const bool quiet = std::exchange(s.quietInRest, false) || (s.sinceBytes.isValid() && s.sinceBytes.elapsed() > kQuietLineMs);
+    if (quiet && (s.heldInPort > 0 || s.framer.pending() > 0)) {
         handOver(s.port->read(s.heldInPort));
         lineQuiet(slot);
-        s.rested = false;
+        s.reading = Reading::Listening;
     }
     s.sinceBytes.start();
-    // A line delivers a reply in dozens of small pieces: they wait in the port's buffer until a
-    // whole reply can be there, and only then go to the framer.
+    // A line delivers a reply in dozens of small pieces: they wait until a whole reply can be
+    // there, and only then go to the framer.
     s.heldInPort = s.port->bytesAvailable();
     const qint64 missing = kReplyLength - static_cast<qint64>(s.framer.pending()) - s.heldInPort;
     if (missing > 0) {
@@ -437,7 +205,7 @@ void SerialLink::onReadyRead(int slot)
         return;
     }
     s.heldInPort = 0;
-    s.rested = false;
+    s.reading = Reading::Listening;
     handOver(s.port->readAll());
 }
 
@@ -461,80 +229,72 @@ void SerialLink::lineQuiet(int slot)
 void SerialLink::restUntilWhole(int slot, qint64 missing)
 {
     // The rest of a reply comes at the line rate: the port is not read again before it can all be
-    // there, so a reply wakes the station a few times instead of once per piece the line hands
-    // over. The port's buffer, limited to what it holds, makes it stop reading on its own.
+    // there, so a reply that began unseen wakes the station twice (its first piece, the end of
+    // the rest) instead of once per piece the line hands over.
     // Once a reply: what is still missing after the rest is read as it comes, so its last bytes
     // are handled when they arrive and the answer keeps its 30 ms from them.
     Slot& s = at(slot);
-    if (s.rest->isActive() || s.rested)
+    if (s.reading == Reading::Listening)
+        rest(slot, PreciseDeadlines::nowNs(), missing * kCharacterNs - kRestMarginNs, Reading::Following);
+}
+
+void SerialLink::restAfterFrame(int slot, qint64 frameNs)
+{
+    // A FADEC answers a frame once it has all of it: its reply cannot be whole before the frame's
+    // 34 characters and the reply's 160 have crossed the line. Until then the port need not be
+    // read at all; a FADEC that answers at once is then read in one go, at the end of the rest.
+    // One that takes longer has begun its reply by then, and the rest of it is waited for as
+    // for any reply whose first piece came.
+    Slot& s = at(slot);
+    if (s.reading == Reading::Listening && s.heldInPort == 0 && s.framer.pending() == 0 && s.port->bytesAvailable() == 0)
+        rest(slot, frameNs, (kFrameLength + kReplyLength) * kCharacterNs - kRestMarginNs, Reading::Listening);
+}
+
+void SerialLink::rest(int slot, qint64 fromNs, qint64 restNs, Reading after)
+{
+    Slot& s = at(slot);
+    QSocketNotifier* notifier = readNotifier(s.port);
+    if (restNs < kShortestRestNs || !notifier)
         return;
-    const int restMs = static_cast<int>(static_cast<double>(missing) / kCharactersPerMs) - kRestMarginMs;
-    if (restMs <= 0)
-        return;
-    s.rested = true;
-    s.port->setReadBufferSize(std::max<qint64>(1, s.heldInPort));
-    s.rest->start(restMs);
+    notifier->setEnabled(false);
+    s.reading = Reading::Resting;
+    s.afterRest = after;
+    s.restFromNs = fromNs;
+    const qint64 leftNs = fromNs + restNs - PreciseDeadlines::nowNs();
+    s.rest->start(static_cast<int>(std::max<qint64>(0, leftNs + 999'999) / 1'000'000));
+    deadlines_->arm(kRestKey + slot, fromNs + restNs);
 }
 
 void SerialLink::wakeReading(int slot)
 {
     Slot& s = at(slot);
+    if (s.reading != Reading::Resting)
+        return;
+    stopResting(slot);
+    s.reading = s.afterRest;
     if (!s.port->isOpen())
         return;
-    // The bytes that came meanwhile are no quiet line.
+    // Nobody saw the bytes come during the rest: fewer than the line carries in that time, by more
+    // than a quiet line's worth, and the line may have gone quiet in it. The port reads them on
+    // its next look, at once.
+    const qint64 came = bytesWaiting(*s.port);
+    s.quietInRest = came >= 0 && PreciseDeadlines::nowNs() - s.restFromNs - came * kCharacterNs > qint64(kQuietLineMs) * 1'000'000;
     s.sinceBytes.start();
-    s.port->setReadBufferSize(0);
+    if (QSocketNotifier* notifier = readNotifier(s.port))
+        notifier->setEnabled(true);
 }
 
-void SerialLink::onPortError(int slot, QSerialPort::SerialPortError error)
-{
-    if (error == QSerialPort::NoError || error == QSerialPort::UnsupportedOperationError)
-        return;
-    Slot& s = at(slot);
-    // Whatever was being gathered is not to be trusted.
-    if (s.port->isOpen() && s.port->bytesAvailable() > 0)
-        s.port->skip(s.port->bytesAvailable());
-    s.heldInPort = 0;
-    s.rested = false;
-    s.staleDrops += s.framer.staleDrops();
-    s.framer.reset();
-    const int entry = portEventEntry(error);
-    if (entry >= 0)
-        emit portEvent(slot, entry);
-    if ((error == QSerialPort::ResourceError || error == QSerialPort::ReadError) && s.open) {
-        // The device is gone or hung up; reading on would only repeat the error. It is opened
-        // again as soon as it is back, while the slot is enabled and the link connected.
-        // The port's own text may still be that of an earlier, harmless error (a missing RTS line).
-        const QString reason = error == QSerialPort::ResourceError ? QStringLiteral("the device went away")
-                                                                   : QStringLiteral("the device stopped reading");
-        s.openError = QStringLiteral("%1: %2").arg(s.openDevice, reason);
-        const QString device = s.openDevice;
-        closeSlot(slot);
-        if (connected_ && enabled(slot)) {
-            s.lostOnError = true;
-            s.reconnect->start();
-            emit portLost(slot, device, reason);
-        }
-    }
-    if (s.port->isOpen())
-        s.port->clearError();
-}
-
-void SerialLink::tryReconnect(int slot)
+void SerialLink::stopResting(int slot)
 {
     Slot& s = at(slot);
-    if (!s.lostOnError || !connected_ || !enabled(slot) || s.dropped) {
-        s.lostOnError = false;
-        return;
+    s.rest->stop();
+    deadlines_->disarm(kRestKey + slot);
+    s.quietInRest = false;
+    if (s.reading == Reading::Resting) {
+        s.reading = Reading::Listening;
+        if (QSocketNotifier* notifier = s.port->isOpen() ? readNotifier(s.port) : nullptr)
+            notifier->setEnabled(true);
     }
-    if (!s.open)
-        openSlot(slot);
-    if (!s.open) {
-        s.reconnect->start();
-        return;
-    }
-    s.lostOnError = false;
-    emit portRestored(slot, s.openDevice);
 }
 
 void SerialLink::startSender(int slot, qint64 fromNs)
@@ -595,10 +355,12 @@ void SerialLink::onSenderTick(int slot)
     if (out.written) {
         const QByteArray bytes(out.bytes.data(), kFrameLength);
         const std::string_view frame(out.bytes.data(), out.bytes.size());
-        if (transport_)
+        if (transport_) {
             transport_->write(slot, frame);
-        else
+        } else {
             s.port->write(bytes);
+            restAfterFrame(slot, PreciseDeadlines::nowNs());
+        }
         if (byteTap_)
             byteTap_->passed(slot, TraceDirection::Out, frame);
         ++s.frames;

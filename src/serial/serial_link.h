@@ -174,6 +174,14 @@ signals:
     void configurationSaved();
 
 private:
+    // How a port is read, reply by reply. Listening: the next piece the line hands over wakes the
+    // station. Resting: the port's read notifier is off until the reply can be whole (counted from
+    // the frame that asks for it, or from its first piece), so the pieces wait in the kernel and
+    // wake nobody. Following: a rest from the first piece ended before the reply was whole (a slow
+    // or bursting line); what is missing is read as it comes, so its last byte is seen when it
+    // arrives. A whole reply, or a quiet line, brings the port back to Listening.
+    enum class Reading { Listening, Resting, Following };
+
     struct Slot {
         QSerialPort* port = nullptr;
         QTimer* sender = nullptr;    // Timer21..Timer26
@@ -183,7 +191,10 @@ private:
         QTimer* due = nullptr;       // ReplyDueLE1..ReplyDueLE6: runs while the last reading is fresh
         ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
         qint64 replySeenNs = 0;              // the reply the sender will answer
-        bool rested = false;                 // reading rested once for the reply being gathered
+        Reading reading = Reading::Listening;
+        Reading afterRest = Reading::Following; // what the port does once the rest has ended
+        qint64 restFromNs = 0;               // when the rest began
+        bool quietInRest = false;            // the line may have gone quiet during the last rest
         QElapsedTimer sinceBytes;            // the last bytes that came in
         qint64 heldInPort = 0;               // bytes left in the port's buffer at the last look
         quint64 staleDrops = 0;              // before the framer's last reset
@@ -214,7 +225,10 @@ private:
     int slotHolding(const QString& device) const;
     void onReadyRead(int slot);
     void restUntilWhole(int slot, qint64 missing);
+    void restAfterFrame(int slot, qint64 frameNs);
+    void rest(int slot, qint64 fromNs, qint64 restNs, Reading after);
     void wakeReading(int slot);
+    void stopResting(int slot);
     void onPortError(int slot, QSerialPort::SerialPortError error);
     void handleReply(int slot, std::string_view reply);
     void tryReconnect(int slot);

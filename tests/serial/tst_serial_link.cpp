@@ -91,6 +91,30 @@ private slots:
         QCOMPARE(rig.link->repliesReceived(1), quint64(1));
     }
 
+    // The line went quiet while the port rested, and the next reply came just after the rest: the
+    // piece held from before is judged apart from it (and dropped), not glued to it.
+    void aQuietLineInsideARestIsSeen()
+    {
+        LinkRig rig;
+        rig.enable(1, 1);
+        rig.link->openPorts();
+        auto* rest = rig.link->findChild<QTimer*>("ReadLE1");
+        const auto restEnds = [rest] {
+            while (rest->isActive())
+                QTest::qWait(1);
+        };
+        rig.peer(1).send(reply(1));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(1).received().size(), 34, 5000);
+        restEnds(); // the one after the frame
+        rig.peer(1).send(reply(2).left(10));
+        QTRY_VERIFY_WITH_TIMEOUT(rest->isActive(), 5000);
+        restEnds();
+        rig.peer(1).send(reply(3));
+        QTRY_COMPARE_WITH_TIMEOUT(rig.peer(1).received().size(), 68, 5000);
+        QCOMPARE(int(rig.tables.at(0).Phase), 3);
+        QCOMPARE(rig.link->staleDrops(1), quint64(1));
+    }
+
     // What a line carries, piece by piece: "," a pause inside a burst, "~" a quiet line, "." the
     // next piece one byte at a time.
     void whatTheLineCarriesIsFramed_data()
