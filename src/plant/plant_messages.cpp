@@ -36,6 +36,15 @@ QByteArray offlinePayload(const QDateTime& now)
     return bytes(o);
 }
 
+int enginesInUse(Station& station)
+{
+    int mask = 0;
+    for (int n = 1; n <= kEngines; ++n)
+        if (portEnabled(station, n))
+            mask |= 1 << (n - 1);
+    return mask;
+}
+
 QByteArray statusPayload(Station& station, qint64 session, const QDateTime& now)
 {
     QJsonArray engines;

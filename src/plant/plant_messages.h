@@ -21,6 +21,8 @@ QString topic(const QString& station, const QString& leaf);
 // The last will; a clean exit says when it ended.
 QByteArray offlinePayload(const QDateTime& now = {});
 QByteArray statusPayload(Station& station, qint64 session, const QDateTime& now);
+// The engines in use, one bit each (LE1 the lowest): what makes a new status more than a heartbeat.
+int enginesInUse(Station& station);
 
 // The engine's link as its column shows it: "yes" (answering), "no" (not answering yet),
 // "lost" (answered, then went silent), "closed" (the operator closed the links).

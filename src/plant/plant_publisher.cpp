@@ -96,19 +96,20 @@ QString PlantPublisher::startConnection()
 void PlantPublisher::publishStatus()
 {
     // The heartbeat, and at once when what it says changes (the engines in use).
-    const QByteArray now = plant::statusPayload(station_, session_, {});
-    if (now == statusSent_ && monotonic_.elapsed() - statusAtMs_ < kHeartbeatMs)
+    // Looked at five times a second: the payload is built only when it goes out.
+    const int engines = plant::enginesInUse(station_);
+    if (engines == statusSent_ && monotonic_.elapsed() - statusAtMs_ < kHeartbeatMs)
         return;
     if (mqtt_->publish(plant::topic(settings_.station, QStringLiteral("status")),
                        plant::statusPayload(station_, session_, station_.clock().now()), 1, true)) {
-        statusSent_ = now;
+        statusSent_ = engines;
         statusAtMs_ = monotonic_.elapsed();
     }
 }
 
 void PlantPublisher::connected()
 {
-    statusSent_.clear();
+    statusSent_ = -1;
     publishStatus();
     for (int n = 1; n <= kEngines; ++n)
         publishEngine(n, true);

@@ -72,7 +72,7 @@ private:
     bool alarmsDirty_ = false;
     QElapsedTimer monotonic_;
     qint64 statusAtMs_ = 0;
-    QByteArray statusSent_; // without its time
+    int statusSent_ = -1; // the engines in use it told, -1 before the first
     std::array<QJsonObject, 6> sent_{};
     std::array<qint64, 6> sentAtMs_{};
     std::array<QDateTime, 6> lastReply_{};

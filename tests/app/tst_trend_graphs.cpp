@@ -17,6 +17,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QScreen>
 #include <QTest>
 
 #include <cmath>
@@ -194,6 +195,21 @@ private slots:
         QCOMPARE(rig.logic->x(0), TrendGraphs::kWidth);
         const int kept = TrendGraphs::kWidth - 1;
         QCOMPARE(g->picture().copy(0, 0, kept, TrendGraph::kHeight), before.copy(1, 0, kept, TrendGraph::kHeight));
+        // On the screen the scrolled picture is moved in the window's buffer and only its newest
+        // columns and changed clock times are painted: what shows is what a whole paint shows.
+        rig.page->show();
+        QVERIFY(QTest::qWaitForWindowExposed(rig.page.get()));
+        for (int i = 0; i < 2 * TrendGraph::kTickColumns; ++i) { // new times under two clock times
+            rig.clock.advanceMs(300);
+            rig.tables.at(0).reported[pos::Mat] = static_cast<std::int16_t>(20 + 15 * (i % 7));
+            rig.logic->tick(0);
+            QCoreApplication::processEvents();
+        }
+        const QRect area(g->mapTo(rig.page.get(), QPoint(0, 0)), g->size());
+        const QImage shown = rig.page->screen()->grabWindow(rig.page->winId()).toImage().copy(area);
+        QCOMPARE(shown.convertToFormat(QImage::Format_RGB32), g->grab().toImage().convertToFormat(QImage::Format_RGB32));
+        rig.page->hide();
+        rig.tables.at(0).reported[pos::Mat] = 20;
 
         // No scroll: the next column begins a new sweep at the left edge on an empty picture.
         rig.logic->setScroll(false);

@@ -137,12 +137,31 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, co
     }
     last_ = column;
     if (shifted) {
-        update();
+        // Twenty times a second at the finest scale: what is on the screen moves one column left
+        // in the window's own buffer, and only the two newest columns are painted. The cursor's
+        // line stays where it is, so with a cursor the picture is painted whole.
+        if (cursor_ < 0)
+            scroll(-1, 0, QRect(0, 0, TrendGraphs::kWidth, kHeight));
+        update(cursor_ < 0 ? QRect(column - 1, 0, 2, kHeight) : QRect(0, 0, TrendGraphs::kWidth, kHeight));
+        updateChangedAxisTimes();
         return;
     }
     update(std::max(column - 1, 0), 0, 2, kHeight);
     if (column % kTickColumns == 0)
         update(0, kHeight, TrendGraphs::kWidth, kAxisHeight);
+}
+
+void TrendGraph::updateChangedAxisTimes()
+{
+    // The clock times stay at their columns while the curves move under them: each is drawn
+    // again only when the second it shows changes.
+    constexpr int kHalfLabel = 56; // more than "00:00:00" in the axis font: the first time is not centred
+    for (int c = 0, i = 0; c < TrendGraphs::kWidth; c += kTickColumns, ++i) {
+        const QDateTime& at = samples_.at(static_cast<std::size_t>(c)).at;
+        const qint64 second = at.isValid() ? at.toSecsSinceEpoch() : -1;
+        if (std::exchange(axisSeconds_.at(static_cast<std::size_t>(i)), second) != second)
+            update(c - kHalfLabel, kHeight, 2 * kHalfLabel, kAxisHeight);
+    }
 }
 
 void TrendGraph::setCursorColumn(int column)

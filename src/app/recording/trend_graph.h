@@ -65,6 +65,7 @@ protected:
 
 private:
     void drawAxis(class QPainter& p, int top) const;
+    void updateChangedAxisTimes();
 
     int engine_;
     QImage picture_;
@@ -72,6 +73,8 @@ private:
     std::vector<Sample> samples_;
     int last_ = -1;
     int cursor_ = -1;
+    // The second each clock time under the picture shows, to redraw one only when it changes.
+    std::array<qint64, TrendGraphs::kWidth / kTickColumns + 1> axisSeconds_{};
 };
 
 class TrendGraphPage : public QWidget {
