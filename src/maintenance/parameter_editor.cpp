@@ -207,15 +207,22 @@ bool ParameterEditor::checkPort()
     return true;
 }
 
+bool ParameterEditor::mayBegin(int engine)
+{
+    if (!servable(engine))
+        return false;
+    if (exchange_ != Exchange::Idle) {
+        finish(QStringLiteral("LE%1: wait for the end of the exchange in progress").arg(engine_));
+        return false;
+    }
+    return true;
+}
+
 void ParameterEditor::readConfig()
 {
     const int engine = tables_.selectedEngine;
-    if (!servable(engine))
+    if (!mayBegin(engine))
         return;
-    if (exchange_ != Exchange::Idle) {
-        finish(QStringLiteral("LE%1: wait for the end of the exchange in progress").arg(engine_));
-        return;
-    }
     beforeRead_ = held();
     clearMarks();
     for (int r = 0; r < kRegisters; ++r)
@@ -233,12 +240,8 @@ void ParameterEditor::readConfig()
 void ParameterEditor::writeConfig()
 {
     const int engine = tables_.selectedEngine;
-    if (!servable(engine))
+    if (!mayBegin(engine))
         return;
-    if (exchange_ != Exchange::Idle) {
-        finish(QStringLiteral("LE%1: wait for the end of the exchange in progress").arg(engine_));
-        return;
-    }
     if (!checkPort()) {
         refuse(engine, QStringLiteral("its port is not open"));
         return;

@@ -160,6 +160,7 @@ private:
     void send(int engine, const Registers& bytes);
     void refuse(int engine, const QString& why);
     bool checkPort();
+    bool mayBegin(int engine); // a servable engine and no exchange in progress (else says so)
     void begin(Exchange e);
     void setExchange(Exchange e);
     void finish(const QString& text);
