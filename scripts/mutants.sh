@@ -104,7 +104,7 @@ for f in "${faults[@]}"; do
         if ! (cd "$scratch/build" && QT_QPA_PLATFORM=offscreen ctest -R "^$t\$" --output-on-failure \
                 >> "$scratch/$name.test.log" 2>&1); then
           verdict="caught"
-          why="$(grep -m3 -oE '^FAIL!  : [A-Za-z_]+::[A-Za-z_]+' "$scratch/$name.test.log" | sed 's/^FAIL!  : //' | paste -sd, -)"
+          why="$(grep -m3 -oE '^FAIL!  : [A-Za-z_]+::[A-Za-z_]+' "$scratch/$name.test.log" | sed 's/^FAIL!  : //' | paste -sd, - || true)"
           [ -n "$why" ] || why="$(grep -m1 -oE '[0-9]+ - [a-z_]+ \([^)]*\)' "$scratch/$name.test.log" | sed 's/^[0-9]* - //' || true)"
           break
         fi
