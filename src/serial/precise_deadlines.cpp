@@ -93,10 +93,10 @@ void PreciseDeadlines::program()
     if (earliest == 0 || (programmed_ != 0 && programmed_ <= earliest))
         return; // set already for this one, or for an earlier one that will look again
 #ifdef __linux__
-    itimerspec spec{};
-    spec.it_value.tv_sec = static_cast<time_t>(earliest / 1'000'000'000);
-    spec.it_value.tv_nsec = static_cast<long>(earliest % 1'000'000'000);
-    if (::timerfd_settime(fd_, TFD_TIMER_ABSTIME, &spec, nullptr) == 0)
+    itimerspec expiry{};
+    expiry.it_value.tv_sec = static_cast<time_t>(earliest / 1'000'000'000);
+    expiry.it_value.tv_nsec = static_cast<long>(earliest % 1'000'000'000);
+    if (::timerfd_settime(fd_, TFD_TIMER_ABSTIME, &expiry, nullptr) == 0)
         programmed_ = earliest;
 #endif
 }
