@@ -14,12 +14,8 @@ if ! command -v sqlite3 >/dev/null; then
 fi
 build="${BUILD_DIR:-$root/build}"
 runs="${1:-50}"
-work="$(mktemp -d)"
-ports="$work/ports"; station="$work/station"
 source "$root/scripts/lib/simulated-engines.sh"
-trap 'kill "${sim_pid:-}" 2>/dev/null || true; rm -rf "$work"' EXIT
-simulated_engines "$build" "$work" || { echo "the simulator did not start: $work/sim.log" >&2; exit 1; }
-sim=$sim_pid
+simulated_engines_in_scratch "$build"
 
 db="$station/Historian.sqlite"
 values="motor,fan1,fan2,mat,sht,lpc,lfc,vis,ir,rh,sbv,vcc"

@@ -8,12 +8,8 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 build="${BUILD_DIR:-$root/build}"
 runs="${1:-20}"
-work="$(mktemp -d)"
-ports="$work/ports"; station="$work/station"
 source "$root/scripts/lib/simulated-engines.sh"
-trap 'kill "${sim_pid:-}" 2>/dev/null || true; rm -rf "$work"' EXIT
-simulated_engines "$build" "$work" || { echo "the simulator did not start: $work/sim.log" >&2; exit 1; }
-sim=$sim_pid
+simulated_engines_in_scratch "$build"
 
 losses=()
 for i in $(seq 1 "$runs"); do

@@ -29,3 +29,16 @@ simulated_engines() {
   done
   return 1
 }
+
+# The same in a scratch folder of its own, removed with the simulator when the script exits: sets
+# work (the folder) and station (its station folder), or ends the script when the simulator does
+# not start.
+#   simulated_engines_in_scratch BUILD [fadec-sim options...]
+simulated_engines_in_scratch() {
+  local build="$1"
+  shift
+  work="$(mktemp -d)"
+  station="$work/station"
+  trap 'kill "${sim_pid:-}" 2>/dev/null || true; rm -rf "$work"' EXIT
+  simulated_engines "$build" "$work" "$@" || { echo "the simulator did not start: $work/sim.log" >&2; exit 1; }
+}
