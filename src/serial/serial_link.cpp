@@ -5,6 +5,7 @@
 
 #include "protocol/parameter_block.h"
 #include "recording/named_timer.h"
+#include "serial/port_write.h"
 #include "serial/precise_deadlines.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
@@ -358,7 +359,7 @@ void SerialLink::onSenderTick(int slot)
         if (transport_) {
             transport_->write(slot, frame);
         } else {
-            s.port->write(bytes);
+            writeFrame(*s.port, bytes);
             restAfterFrame(slot, PreciseDeadlines::nowNs());
         }
         if (byteTap_)
