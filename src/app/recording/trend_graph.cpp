@@ -75,11 +75,17 @@ void TrendGraph::clear()
     lastY_.fill(kNoLine);
     std::fill(samples_.begin(), samples_.end(), Sample{});
     last_ = -1;
+    unshownFrom_ = TrendGraphs::kWidth;
+    unshownTo_ = -1;
+    unshownAxis_ = false;
     update();
 }
 
-void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at)
+void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at, bool show)
 {
+    // What the screen holds is moved by a scroll: it must be up to date first.
+    if (shifted)
+        present();
     // Six graphs take a column twenty times a second at the finest scale: the column is written
     // into the picture's pixels directly, which costs a small share of what a painter set up for it
     // (and a pen for every curve) did.
@@ -146,9 +152,23 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, co
         updateChangedAxisTimes();
         return;
     }
-    update(std::max(column - 1, 0), 0, 2, kHeight);
-    if (column % kTickColumns == 0)
+    // The column and the one before it, where a step may have been joined.
+    unshownFrom_ = std::min(unshownFrom_, std::max(column - 1, 0));
+    unshownTo_ = column;
+    unshownAxis_ = unshownAxis_ || column % kTickColumns == 0;
+    if (show)
+        present();
+}
+
+void TrendGraph::present()
+{
+    if (unshownTo_ >= 0)
+        update(unshownFrom_, 0, unshownTo_ - unshownFrom_ + 1, kHeight);
+    if (unshownAxis_)
         update(0, kHeight, TrendGraphs::kWidth, kAxisHeight);
+    unshownFrom_ = TrendGraphs::kWidth;
+    unshownTo_ = -1;
+    unshownAxis_ = false;
 }
 
 void TrendGraph::updateChangedAxisTimes()
@@ -354,7 +374,12 @@ TrendGraphPage::TrendGraphPage(TrendGraphs& logic, QWidget* parent) : QWidget(pa
     grid->setRowStretch(kEngines, 1);
 
     connect(&logic, &TrendGraphs::column, this, [this](int index, int x, const QList<double>& levels, bool shifted) {
-        graph(index)->drawColumn(x, levels, shifted, logic_.now());
+        int& unshown = unshownMs_.at(static_cast<std::size_t>(index));
+        unshown += logic_.timeScale();
+        const bool show = unshown >= kShowMs;
+        if (show)
+            unshown = 0;
+        graph(index)->drawColumn(x, levels, shifted, logic_.now(), show);
     });
     connect(&logic, &TrendGraphs::cleared, this, [this](int index) { graph(index)->clear(); });
     connect(&logic, &TrendGraphs::saveRequested, this, [this, &logic](int index, const QString& path) {
@@ -365,8 +390,12 @@ TrendGraphPage::TrendGraphPage(TrendGraphs& logic, QWidget* parent) : QWidget(pa
     legendTimer_->setObjectName(QStringLiteral("TimerGraphLegend"));
     legendTimer_->setInterval(kLegendMs);
     connect(legendTimer_, &QTimer::timeout, this, [this] {
-        if (isVisible())
-            refreshLegend();
+        if (!isVisible())
+            return;
+        refreshLegend();
+        // A column left waiting when the sweeps stopped (Freeze, a hidden curve) is shown now.
+        for (TrendGraph* g : graphs_)
+            g->present();
     });
     legendTimer_->start();
     refreshLegend();

@@ -38,7 +38,12 @@ public:
     TrendGraph(int engine, QWidget* parent = nullptr);
     int engine() const { return engine_; }
     const QImage& picture() const { return picture_; }
-    void drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at = {});
+    // Draws column x (1-based) into the picture. With show, what was drawn since the last showing
+    // is put on the screen now; without, it waits for the next column shown or present(). A
+    // scrolled column is always shown at once, with what waited before it.
+    void drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at = {}, bool show = true);
+    // Puts on the screen the columns drawn but not shown yet.
+    void present();
     void clear();
     // The column drawn last (0-based), -1 before any.
     int lastColumn() const { return last_; }
@@ -73,6 +78,11 @@ private:
     std::vector<Sample> samples_;
     int last_ = -1;
     int cursor_ = -1;
+    // Columns drawn and not shown yet (picture columns, 0-based; unshownTo_ -1: none), and whether
+    // one of them carries a clock time.
+    int unshownFrom_ = TrendGraphs::kWidth;
+    int unshownTo_ = -1;
+    bool unshownAxis_ = false;
     // The second each clock time under the picture shows, to redraw one only when it changes.
     std::array<qint64, TrendGraphs::kWidth / kTickColumns + 1> axisSeconds_{};
 };
@@ -81,6 +91,10 @@ class TrendGraphPage : public QWidget {
     Q_OBJECT
 public:
     static constexpr int kLegendMs = 500; // the legend's "now" values, twice a second
+    // The pictures reach the screen at most this often: at 50 ms a pixel, two columns at a time.
+    // A repaint copies a strip of the picture row by row, a cache line for each row whatever the
+    // strip's width, so half the repaints cost half as much.
+    static constexpr int kShowMs = 100;
 
     TrendGraphPage(TrendGraphs& graphs, QWidget* parent = nullptr);
     TrendGraph* graph(int index) const { return graphs_.at(static_cast<std::size_t>(index)); }
@@ -98,6 +112,7 @@ private:
     QLabel* legendTitle_ = nullptr;
     QTimer* legendTimer_ = nullptr;
     int legendEngine_ = 1;
+    std::array<int, kEngines> unshownMs_{}; // of each graph, the time its columns not shown cover
 };
 
 } // namespace tarvek
