@@ -1,5 +1,6 @@
 #include "historian/historian.h"
 
+#include "common/background_thread.h"
 #include "historian/historian_writer.h"
 #include "station/station.h"
 
@@ -33,7 +34,8 @@ Historian::Historian(Station& station, QObject* parent)
     writer_->moveToThread(thread_);
     connect(writer_, &HistorianWriter::notice, this, &Historian::notice); // queued: across threads
     thread_->setObjectName(QStringLiteral("Historian"));
-    thread_->start(QThread::LowPriority);
+    connect(thread_, &QThread::started, writer_, [] { markAsBackgroundWork(); }, Qt::DirectConnection);
+    thread_->start();
     timer_->setObjectName(QStringLiteral("HistorianTimer"));
     timer_->setInterval(kTickMs);
     connect(timer_, &QTimer::timeout, this, &Historian::sample);

@@ -1,5 +1,6 @@
 #include "recorder/recorder.h"
 
+#include "common/background_thread.h"
 #include "recorder/recording_format.h"
 #include "settings/settings_files.h"
 
@@ -116,6 +117,7 @@ private:
 
     void run()
     {
+        markAsBackgroundWork();
         using namespace std::chrono;
         // One wake a second: what a kill costs is the same as with more, and the thread sleeps.
         auto nextWrite = steady_clock::now() + milliseconds(kWriteMs);
