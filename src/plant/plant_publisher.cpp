@@ -5,6 +5,9 @@
 
 #include <QTimer>
 
+#include <algorithm>
+#include <numeric>
+
 namespace tarvek {
 
 PlantPublisher::PlantPublisher(Station& station, QObject* parent)
@@ -123,25 +126,35 @@ void PlantPublisher::tick()
     if (!mqtt_->isLinked())
         return;
     publishStatus();
-    for (int n = 1; n <= kEngines; ++n)
-        publishEngine(n, false);
+    // The engines come due together (they start together): the ones waiting longest go first, a
+    // few a tick, so that no tick holds the serial side up for all six.
+    std::array<int, kEngines> order{};
+    std::iota(order.begin(), order.end(), 1);
+    std::stable_sort(order.begin(), order.end(), [this](int a, int b) {
+        return sentAtMs_[static_cast<std::size_t>(a - 1)] < sentAtMs_[static_cast<std::size_t>(b - 1)];
+    });
+    int built = 0;
+    for (int n : order)
+        if (built < kEnginesPerTick && publishEngine(n, false))
+            ++built;
     publishAlarms();
 }
 
-void PlantPublisher::publishEngine(int engine, bool force)
+bool PlantPublisher::publishEngine(int engine, bool force)
 {
     const auto k = static_cast<std::size_t>(engine - 1);
     const qint64 age = monotonic_.elapsed() - sentAtMs_[k];
     if (!force && age < kMinGapMs)
-        return;
+        return false;
     QJsonObject state = plant::engineState(station_, engine, lastReply_[k]);
     if (!force && age < kMaxGapMs && state == sent_[k])
-        return;
+        return true;
     const QString leaf = QStringLiteral("engine/%1/state").arg(engine);
     if (mqtt_->publish(plant::topic(settings_.station, leaf), plant::withTime(state, station_.clock().now()), 0, true)) {
         sent_[k] = std::move(state);
         sentAtMs_[k] = monotonic_.elapsed();
     }
+    return true;
 }
 
 void PlantPublisher::publishAlarms()

@@ -31,6 +31,7 @@ public:
     static constexpr int kMinGapMs = 1000;
     static constexpr int kMaxGapMs = 10'000;
     static constexpr int kTickMs = 200;
+    static constexpr int kEnginesPerTick = 2; // states built in one tick: all six within a second
     static constexpr int kHistoryBacklog = 1000;
     static constexpr int kHeartbeatMs = 10'000;
 
@@ -54,7 +55,8 @@ private:
     void connected();
     void publishStatus();
     void tick();
-    void publishEngine(int engine, bool force);
+    // Whether the state was built (due, or forced), sent or not.
+    bool publishEngine(int engine, bool force);
     void publishAlarms();
     void historyLine(const QString& line);
     void sendHistory();
