@@ -137,6 +137,14 @@ private slots:
         QCOMPARE(rig.page->findChild<QLabel*>("LegendValueMAT")->text(), QString::fromUtf8("40 \u00B0C"));
         QCOMPARE(rig.page->findChild<QLabel*>("LegendValueM")->text(), QString::fromUtf8("100 \u00D730 rpm"));
         QVERIFY(rig.page->findChild<QLabel*>("GraphLegendTitle")->text().startsWith("LE3 at 09:30:00"));
+        // Each value keeps its size whatever it reads: the widest reading of any series fits it.
+        for (const TrendSeries& t : trendSeries()) {
+            const QLabel* value = rig.page->findChild<QLabel*>(QString("LegendValue%1").arg(t.name));
+            for (int s = 0; s < kTrendSeriesCount; ++s)
+                QVERIFY2(value->fontMetrics().horizontalAdvance(TrendGraphPage::valueText(s, -32768.0, true))
+                             <= value->contentsRect().width(),
+                         t.name);
+        }
         // The next sweep saves again; auto-save off saves nothing.
         rig.sweep(TrendGraphs::kWidth);
         QTRY_COMPARE_WITH_TIMEOUT(bitmaps(rig.dir.path()).size(), 7, kWaitMs);

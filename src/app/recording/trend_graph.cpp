@@ -350,7 +350,12 @@ TrendGraphPage::TrendGraphPage(TrendGraphs& logic, QWidget* parent) : QWidget(pa
         value->setObjectName(QStringLiteral("LegendValue%1").arg(QString::fromLatin1(t.name)));
         value->setFont(bold);
         value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-        value->setMinimumWidth(value->fontMetrics().horizontalAdvance(QStringLiteral("\u2265000 W/m\u00B2")));
+        // A fixed size, room for the widest value any series can show: a new value twice a
+        // second then repaints the label and asks for no layout.
+        int widest = 0;
+        for (int w = 0; w < kTrendSeriesCount; ++w)
+            widest = std::max(widest, value->fontMetrics().horizontalAdvance(valueText(w, -32768.0, true)));
+        value->setFixedSize(widest + 4, value->sizeHint().height());
         values_[static_cast<std::size_t>(s)] = value;
         auto* top = new QLabel(QStringLiteral("top %1").arg(t.fullScale, 0, 'f', 0));
         rows->addWidget(name, s + 1, 0);
