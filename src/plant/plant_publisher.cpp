@@ -131,7 +131,7 @@ void PlantPublisher::tick()
     std::array<int, kEngines> order{};
     std::iota(order.begin(), order.end(), 1);
     std::stable_sort(order.begin(), order.end(), [this](int a, int b) {
-        return sentAtMs_[static_cast<std::size_t>(a - 1)] < sentAtMs_[static_cast<std::size_t>(b - 1)];
+        return builtAtMs_[static_cast<std::size_t>(a - 1)] < builtAtMs_[static_cast<std::size_t>(b - 1)];
     });
     int built = 0;
     for (int n : order)
@@ -143,9 +143,13 @@ void PlantPublisher::tick()
 bool PlantPublisher::publishEngine(int engine, bool force)
 {
     const auto k = static_cast<std::size_t>(engine - 1);
-    const qint64 age = monotonic_.elapsed() - sentAtMs_[k];
-    if (!force && age < kMinGapMs)
+    const qint64 now = monotonic_.elapsed();
+    const qint64 age = now - sentAtMs_[k];
+    // Looked at once a second whether it went out or not: an engine whose state stays the same
+    // takes its turn and leaves the next to the others.
+    if (!force && now - builtAtMs_[k] < kMinGapMs)
         return false;
+    builtAtMs_[k] = now;
     QJsonObject state = plant::engineState(station_, engine, lastReply_[k]);
     if (!force && age < kMaxGapMs && state == sent_[k])
         return true;

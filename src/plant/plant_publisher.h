@@ -77,6 +77,7 @@ private:
     int statusSent_ = -1; // the engines in use it told, -1 before the first
     std::array<QJsonObject, 6> sent_{};
     std::array<qint64, 6> sentAtMs_{};
+    std::array<qint64, 6> builtAtMs_{}; // when its state was last built, sent or not
     std::array<QDateTime, 6> lastReply_{};
 };
 
