@@ -167,6 +167,15 @@ QList<Received> Subscriber::received() const
     return received_;
 }
 
+Received Subscriber::first(const QString& topic) const
+{
+    std::lock_guard lock(mutex_);
+    for (const Received& r : received_)
+        if (r.topic == topic)
+            return r;
+    return {};
+}
+
 Received Subscriber::last(const QString& topic) const
 {
     std::lock_guard lock(mutex_);

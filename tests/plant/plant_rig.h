@@ -69,7 +69,8 @@ public:
     // The broker's answer to the connection: -1 before it, 0 accepted, else an MQTT 5 reason code.
     int connack() const { return connack_; }
     QList<Received> received() const;
-    // The last message of a topic, or an empty one.
+    // The first and the last message of a topic, or an empty one.
+    Received first(const QString& topic) const;
     Received last(const QString& topic) const;
 
 private:
