@@ -259,7 +259,15 @@ bool DataLogger::startRun(bool erase)
                 fail(n - 1, fileFor(n), QStringLiteral("cannot erase it"));
     const QString files = QDir::toNativeSeparators(fileFor(1)).replace(QStringLiteral("_LE1"), QStringLiteral("_LE*"));
     emit statusText(QStringLiteral("Datalogger ON: %1, every %2").arg(files, intervalCaptions().at(choices_.interval).trimmed()));
-    pass();
+    if (runWhenClear_)
+        runWhenClear_([this] {
+            if (!running_)
+                return;
+            pass();
+            emit changed();
+        });
+    else
+        pass();
     countdown_ = intervalMinutes(choices_.interval) - 1;
     timer42_->start();
     emit changed();
@@ -303,7 +311,15 @@ void DataLogger::tick()
         emit changed();
         return;
     }
-    pass();
+    if (runWhenClear_)
+        runWhenClear_([this] {
+            if (!running_)
+                return;
+            pass();
+            emit changed();
+        });
+    else
+        pass();
     countdown_ = intervalMinutes(choices_.interval) - 1;
     emit changed();
 }

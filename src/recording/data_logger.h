@@ -128,6 +128,8 @@ public:
     QTimer* timer() const { return timer42_; }
     // Timer42's period; a minute unless a benchmark asks for rows faster.
     void setTickInterval(int ms);
+    // Passes go through `run`, which may hold one a few milliseconds for work that cannot wait.
+    void setRunWhenClear(std::function<void(std::function<void()>)> run) { runWhenClear_ = std::move(run); }
 
 public slots:
     // Timer42: counts the minutes down, writes a pass at zero.
@@ -156,6 +158,7 @@ private:
     const Clock& clock_;
     ValueSource values_;
     QTimer* timer42_;
+    std::function<void(std::function<void()>)> runWhenClear_;
     LoggerChoices choices_;
     QString version_ = QStringLiteral("1.01");
     std::array<int, kTypeFileLines> typeLines_{};

@@ -84,12 +84,18 @@ void PreciseDeadlines::fired()
     program();
 }
 
+qint64 PreciseDeadlines::earliest() const
+{
+    qint64 first = 0;
+    for (const qint64 d : deadlines_)
+        if (d != 0 && (first == 0 || d < first))
+            first = d;
+    return first;
+}
+
 void PreciseDeadlines::program()
 {
-    qint64 earliest = 0;
-    for (const qint64 d : deadlines_)
-        if (d != 0 && (earliest == 0 || d < earliest))
-            earliest = d;
+    const qint64 earliest = this->earliest();
     if (earliest == 0 || (programmed_ != 0 && programmed_ <= earliest))
         return; // set already for this one, or for an earlier one that will look again
 #ifdef __linux__

@@ -28,6 +28,8 @@ public:
     void arm(int key, qint64 deadlineNs);
     void disarm(int key);
     bool armed(int key) const;
+    // The earliest deadline armed, or 0 when none is.
+    qint64 earliest() const;
 
 signals:
     void due(int key); // in the order of the deadlines, never before one

@@ -7,6 +7,7 @@
 #include "recording/named_timer.h"
 #include "serial/port_write.h"
 #include "serial/precise_deadlines.h"
+#include "serial/when_clear.h"
 #include "settings/settings_files.h"
 #include "settings/station_settings.h"
 
@@ -98,6 +99,7 @@ SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, Settings
     // that are seen, started and stopped, and keep the time on their own where the loop has no
     // finer clock.
     deadlines_ = new PreciseDeadlines(this);
+    whenClear_ = new WhenClear([this](qint64 now, qint64 ahead) { return busyUntilNs(now, ahead); }, this);
     connect(deadlines_, &PreciseDeadlines::due, this, [this](int key) {
         if (key > kRestKey) {
             wakeReading(key - kRestKey);
@@ -296,6 +298,20 @@ void SerialLink::stopResting(int slot)
         if (QSocketNotifier* notifier = s.port->isOpen() ? readNotifier(s.port) : nullptr)
             notifier->setEnabled(true);
     }
+}
+
+qint64 SerialLink::busyUntilNs(qint64 nowNs, qint64 aheadNs) const
+{
+    // A deadline is done with shortly after it; the end of a reply after the rest that waited for
+    // it is read as it comes, within the rest's margin.
+    static constexpr qint64 kAfterNs = 1'000'000;
+    qint64 until = 0;
+    for (const Slot& s : slots_)
+        if (s.open && (s.reading == Reading::Following || s.framer.pending() > 0))
+            until = nowNs + kAfterNs;
+    if (const qint64 next = deadlines_->earliest(); next != 0 && next - nowNs < aheadNs)
+        until = std::max(until, std::max(next, nowNs) + kAfterNs);
+    return until;
 }
 
 void SerialLink::startSender(int slot, qint64 fromNs)

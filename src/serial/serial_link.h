@@ -19,6 +19,7 @@
 namespace tarvek {
 
 class PreciseDeadlines;
+class WhenClear;
 class SettingsFiles;
 struct StationSettings;
 
@@ -128,6 +129,12 @@ public:
     void disconnectLink();
     // Marks the link connected or not without opening or closing anything (start-up opens ports).
     void setConnected(bool on);
+
+    // Work that may wait a few milliseconds runs through here, so that no frame waits behind it.
+    WhenClear& whenClear() { return *whenClear_; }
+    // When the link is done with the thread, if it needs it within `aheadNs` (a deadline falls in
+    // that time, or a reply is coming in whose end is to be seen as it arrives); 0 if it does not.
+    qint64 busyUntilNs(qint64 nowNs, qint64 aheadNs) const;
     // The configuration form's save: rewrite the port settings from the form, then open ports.
     void saveConfiguration();
     // Stops every sender; the connect button and discovery do this.
@@ -249,6 +256,7 @@ private:
     QTimer* captionTimer_ = nullptr;     // Timer62
     QTimer* supervision_ = nullptr;      // Timer44
     PreciseDeadlines* deadlines_ = nullptr; // the senders' 30 ms, to the microsecond
+    WhenClear* whenClear_ = nullptr;
     bool connected_ = false;
     TraceTap* tap_ = nullptr;
     ByteTap* byteTap_ = nullptr;

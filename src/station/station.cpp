@@ -1,6 +1,7 @@
 #include "station/station.h"
 
 #include "recording/named_timer.h"
+#include "serial/when_clear.h"
 #include "settings/display_coefficients.h"
 
 #include <QDir>
@@ -108,7 +109,8 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         tables_, QDir(files_.folder()).filePath(QStringLiteral("Img")),
         {[this](int i) { return linkState(i + 1) == LinkState::Yes; },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); },
-         [this] { return clock_.now(); }},
+         [this] { return clock_.now(); },
+         [this](std::function<void()> work) { link_->whenClear().run(trendGraphs_, std::move(work)); }},
         this);
     connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::announce);
     buildLogger();
@@ -131,6 +133,7 @@ void Station::buildLogger()
             return QString();
         return displayValue(settings_, r.reported.at(static_cast<std::size_t>(position)), row);
     }, this);
+    dataLogger_->setRunWhenClear([this](std::function<void()> work) { link_->whenClear().run(dataLogger_, std::move(work)); });
     connect(dataLogger_, &DataLogger::warning, this, &Station::warn);
     connect(dataLogger_, &DataLogger::statusText, this, &Station::showStatus);
     // A file that cannot be written: once on the status line and in List4, and once when it is back.

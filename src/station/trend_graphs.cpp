@@ -65,7 +65,12 @@ TrendGraphs::TrendGraphs(const EngineTables& tables, QString imageFolder, Hooks 
     for (int i = 0; i < kEngines; ++i) {
         QTimer* t = namedTimer(this, QStringLiteral("Timer%1").arg(kTimerNumbers[static_cast<std::size_t>(i)]),
                                scaleMs_, false);
-        connect(t, &QTimer::timeout, this, [this, i] { tick(i); });
+        connect(t, &QTimer::timeout, this, [this, i] {
+            if (hooks_.whenClear)
+                hooks_.whenClear([this, i] { tick(i); });
+            else
+                tick(i);
+        });
         timers_[static_cast<std::size_t>(i)] = t;
     }
 }

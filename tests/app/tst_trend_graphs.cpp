@@ -51,7 +51,7 @@ struct GraphRig {
             tables.at(i).reported[pos::TachoM] = 100;
         }
         logic = std::make_unique<TrendGraphs>(tables, dir.filePath(subfolder),
-                                              TrendGraphs::Hooks{{}, {}, [this] { return clock.now(); }});
+                                              TrendGraphs::Hooks{{}, {}, [this] { return clock.now(); }, {}});
         page = std::make_unique<TrendGraphPage>(*logic);
     }
     void sweep(int columns)

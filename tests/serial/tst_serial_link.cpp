@@ -1,9 +1,12 @@
 #include "link_rig.h"
+#include "serial/precise_deadlines.h"
 #include "test_registry.h"
 
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
+
+#include <optional>
 
 class SerialLinkTest : public QObject {
     Q_OBJECT
@@ -52,8 +55,23 @@ private slots:
         rig.link->openPorts();
         QSignalSpy sent(rig.link.get(), &SerialLink::frameSent);
         QSignalSpy indicator(rig.link.get(), &SerialLink::linkIndicator);
+        // Once the reply is handled, the link leaves the thread to other work until just before
+        // its frame is due.
+        struct Look {
+            qint64 at, soon, ahead; // when, busy within 1 ms, busy within 200 ms
+        };
+        qint64 seen = 0;
+        std::optional<Look> look;
+        connect(rig.link.get(), &SerialLink::statusReading, this, [&] { seen = PreciseDeadlines::nowNs(); });
+        connect(rig.link.get(), &SerialLink::statusReading, this, [&] {
+            const qint64 now = PreciseDeadlines::nowNs();
+            look = Look{now, rig.link->busyUntilNs(now, 1'000'000), rig.link->busyUntilNs(now, 200'000'000)};
+        }, Qt::QueuedConnection);
         rig.peer(5).send(reply(3));
         QVERIFY(sent.wait(5000)); // in a running event loop, as in the station, where the 30 ms are kept
+        QVERIFY(look);
+        QVERIFY2(look->soon == 0 || look->at - seen > 28'000'000, "busy right after the reply");
+        QVERIFY2(look->ahead - seen >= 30'000'000, qPrintable(QString::number(look->ahead - seen)));
         QTRY_COMPARE_WITH_TIMEOUT(rig.peer(5).received().size(), 34, 5000);
         const QByteArray f = rig.peer(5).received();
         QCOMPARE(byteAt(f, 2), 1);    // RunCommand; the echoes are checked in the frame cycle
