@@ -171,6 +171,37 @@ private slots:
         QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
     }
 
+    // Four engines fall silent and stay so, so their states stay the same from one second to the
+    // next; the two that answer still go out every second, not only when the silent ones are due
+    // again ten seconds later.
+    void answeringEnginesAreNotHeldBackBySilentOnes()
+    {
+        Broker broker;
+        QVERIFY(broker.start());
+        Subscriber page(broker, "page");
+        PlantStation station(broker, "st1");
+        QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
+        for (int n = 1; n <= 4; ++n)
+            station.simulator("silence " + QByteArray::number(n) + " on");
+        const auto lost = [&page] {
+            for (int n = 1; n <= 4; ++n)
+                if (page.last(engineTopic("st1", n)).json()["link"].toString() != "lost")
+                    return false;
+            return true;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(lost(), 30'000);
+        const auto states = [&page](int n) {
+            const QList<Received> all = page.received();
+            return std::count_if(all.cbegin(), all.cend(), [n](const Received& r) { return r.topic == engineTopic("st1", n); });
+        };
+        const std::array<qsizetype, 6> before{states(1), states(2), states(3), states(4), states(5), states(6)};
+        QTest::qWait(6000);
+        for (int n : {5, 6})
+            QVERIFY2(states(n) - before[n - 1] >= 3, qPrintable(QString("LE%1: %2").arg(n).arg(states(n) - before[n - 1])));
+        for (int n = 1; n <= 4; ++n)
+            QVERIFY(states(n) - before[n - 1] <= 1);
+    }
+
     // While the historian, a data logger and the publisher all record, LE2 answers with its
     // register block for a few seconds and LE3 falls silent for less than the loss: neither is a
     // reading, so nothing records or publishes a register as a value or a silent second as live.
