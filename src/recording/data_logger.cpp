@@ -259,15 +259,7 @@ bool DataLogger::startRun(bool erase)
                 fail(n - 1, fileFor(n), QStringLiteral("cannot erase it"));
     const QString files = QDir::toNativeSeparators(fileFor(1)).replace(QStringLiteral("_LE1"), QStringLiteral("_LE*"));
     emit statusText(QStringLiteral("Datalogger ON: %1, every %2").arg(files, intervalCaptions().at(choices_.interval).trimmed()));
-    if (runWhenClear_)
-        runWhenClear_([this] {
-            if (!running_)
-                return;
-            pass();
-            emit changed();
-        });
-    else
-        pass();
+    pass();
     countdown_ = intervalMinutes(choices_.interval) - 1;
     timer42_->start();
     emit changed();
