@@ -303,17 +303,13 @@ void DataLogger::tick()
         emit changed();
         return;
     }
-    if (runWhenClear_)
-        runWhenClear_([this] {
-            if (!running_)
-                return;
-            pass();
-            emit changed();
-        });
-    else
-        pass();
     countdown_ = intervalMinutes(choices_.interval) - 1;
-    emit changed();
+    runWhenClear_([this] {
+        if (!running_)
+            return; // switched off while the pass waited
+        pass();
+        emit changed();
+    });
 }
 
 void DataLogger::pass()

@@ -158,7 +158,7 @@ private:
     const Clock& clock_;
     ValueSource values_;
     QTimer* timer42_;
-    std::function<void(std::function<void()>)> runWhenClear_;
+    std::function<void(std::function<void()>)> runWhenClear_ = [](const std::function<void()>& work) { work(); };
     LoggerChoices choices_;
     QString version_ = QStringLiteral("1.01");
     std::array<int, kTypeFileLines> typeLines_{};

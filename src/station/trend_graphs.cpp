@@ -61,16 +61,13 @@ int highest(const QString& folder)
 TrendGraphs::TrendGraphs(const EngineTables& tables, QString imageFolder, Hooks hooks, QObject* parent)
     : QObject(parent), tables_(tables), folder_(std::move(imageFolder)), hooks_(std::move(hooks))
 {
+    if (!hooks_.whenClear)
+        hooks_.whenClear = [](const std::function<void()>& work) { work(); };
     static constexpr std::array<int, kEngines> kTimerNumbers{4, 6, 10, 18, 20, 28};
     for (int i = 0; i < kEngines; ++i) {
         QTimer* t = namedTimer(this, QStringLiteral("Timer%1").arg(kTimerNumbers[static_cast<std::size_t>(i)]),
                                scaleMs_, false);
-        connect(t, &QTimer::timeout, this, [this, i] {
-            if (hooks_.whenClear)
-                hooks_.whenClear([this, i] { tick(i); });
-            else
-                tick(i);
-        });
+        connect(t, &QTimer::timeout, this, [this, i] { hooks_.whenClear([this, i] { tick(i); }); });
         timers_[static_cast<std::size_t>(i)] = t;
     }
 }

@@ -56,7 +56,7 @@ public:
         std::function<bool(int index)> visible;
         // The station's clock, for the time of each column (none: columns carry no time).
         std::function<QDateTime()> now;
-        // Runs a column's work, perhaps a few milliseconds later, when the thread is clear.
+        // Runs a column's work, perhaps a few milliseconds later, when the thread is clear (none: at once).
         std::function<void(std::function<void()>)> whenClear;
     };
     TrendGraphs(const EngineTables& tables, QString imageFolder, Hooks hooks, QObject* parent = nullptr);
