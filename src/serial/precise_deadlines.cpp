@@ -43,7 +43,8 @@ void PreciseDeadlines::arm(int key, qint64 deadlineNs)
     if (!available() || key < 1 || key > kKeys)
         return;
     deadlines_[static_cast<std::size_t>(key - 1)] = std::max<qint64>(1, deadlineNs);
-    program();
+    if (!firing_)
+        program(); // else once the wake's due keys are all told, for what is left
 }
 
 void PreciseDeadlines::disarm(int key)
@@ -67,6 +68,7 @@ void PreciseDeadlines::fired()
     [[maybe_unused]] const ssize_t n = ::read(fd_, &expirations, sizeof expirations);
 #endif
     programmed_ = 0;
+    firing_ = true;
     // Each due key is taken off before it is told, so a handler may arm it again.
     for (;;) {
         const qint64 now = nowNs();
@@ -81,6 +83,7 @@ void PreciseDeadlines::fired()
         deadlines_[static_cast<std::size_t>(next - 1)] = 0;
         emit due(next);
     }
+    firing_ = false;
     program();
 }
 

@@ -42,6 +42,9 @@ private:
     QSocketNotifier* notifier_ = nullptr;
     std::array<qint64, kKeys> deadlines_{}; // 0: not armed
     qint64 programmed_ = 0;                 // what the timerfd is set to; 0: nothing
+    // Telling the due keys: what their handlers arm is programmed once they are all told, so the
+    // timerfd is not set for a deadline the same wake then serves.
+    bool firing_ = false;
 };
 
 } // namespace tarvek

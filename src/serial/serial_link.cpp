@@ -52,7 +52,7 @@ qint64 bytesWaiting(const QSerialPort& port)
 // QSerialPort reads its device through a read notifier of its own, a QSocketNotifier child of the
 // port on the port's descriptor. Turned off, what the line brings waits in the kernel and wakes
 // nobody; turned on again, the port reads it all at once. nullptr while the port has none.
-QSocketNotifier* readNotifier(const QSerialPort* port)
+QSocketNotifier* findReadNotifier(const QSerialPort* port)
 {
     const auto descriptor = static_cast<qintptr>(port->handle());
     for (QSocketNotifier* n : port->findChildren<QSocketNotifier*>(Qt::FindDirectChildrenOnly))
@@ -61,6 +61,14 @@ QSocketNotifier* readNotifier(const QSerialPort* port)
     return nullptr;
 }
 } // namespace
+
+QSocketNotifier* SerialLink::readNotifier(Slot& s)
+{
+    // Looked for among the port's children once; a port opened again has a new one.
+    if (!s.notifier || s.notifier->socket() != static_cast<qintptr>(s.port->handle()))
+        s.notifier = findReadNotifier(s.port);
+    return s.notifier;
+}
 
 SerialLink::SerialLink(EngineTables& tables, StationSettings& settings, SettingsFiles& files,
                        DeviceResolver resolver, QObject* parent)
@@ -256,7 +264,7 @@ void SerialLink::restAfterFrame(int slot, qint64 frameNs)
 void SerialLink::rest(int slot, qint64 fromNs, qint64 restNs, Reading after)
 {
     Slot& s = at(slot);
-    QSocketNotifier* notifier = readNotifier(s.port);
+    QSocketNotifier* notifier = readNotifier(s);
     if (restNs < kShortestRestNs || !notifier)
         return;
     notifier->setEnabled(false);
@@ -283,7 +291,7 @@ void SerialLink::wakeReading(int slot)
     const qint64 came = bytesWaiting(*s.port);
     s.quietInRest = came >= 0 && PreciseDeadlines::nowNs() - s.restFromNs - came * kCharacterNs > qint64(kQuietLineMs) * 1'000'000;
     s.sinceBytes.start();
-    if (QSocketNotifier* notifier = readNotifier(s.port))
+    if (QSocketNotifier* notifier = readNotifier(s))
         notifier->setEnabled(true);
 }
 
@@ -295,7 +303,7 @@ void SerialLink::stopResting(int slot)
     s.quietInRest = false;
     if (s.reading == Reading::Resting) {
         s.reading = Reading::Listening;
-        if (QSocketNotifier* notifier = s.port->isOpen() ? readNotifier(s.port) : nullptr)
+        if (QSocketNotifier* notifier = s.port->isOpen() ? readNotifier(s) : nullptr)
             notifier->setEnabled(true);
     }
 }

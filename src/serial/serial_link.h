@@ -9,7 +9,9 @@
 
 #include <QElapsedTimer>
 #include <QObject>
+#include <QPointer>
 #include <QSerialPort>
+#include <QSocketNotifier>
 #include <QString>
 #include <QTimer>
 
@@ -196,6 +198,7 @@ private:
         QTimer* reconnect = nullptr; // ReconnectLE1..ReconnectLE6
         QTimer* rest = nullptr;      // ReadLE1..ReadLE6: reading rests until a reply can be whole
         QTimer* due = nullptr;       // ReplyDueLE1..ReplyDueLE6: runs while the last reading is fresh
+        QPointer<QSocketNotifier> notifier; // the port's read notifier, found once an opening
         ReplyFramer framer;          // bytes of a reply still arriving, or noise being skipped
         qint64 replySeenNs = 0;              // the reply the sender will answer
         Reading reading = Reading::Listening;
@@ -226,6 +229,7 @@ private:
         DeviceProblem problem = DeviceProblem::None; // why the last open failed
     };
 
+    QSocketNotifier* readNotifier(Slot& s);
     void openSlot(int slot);
     void openOnTransport(int slot);
     // The slot whose open port is on that device (links followed), or 0.
