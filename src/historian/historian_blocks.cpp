@@ -226,8 +226,11 @@ bool HistorianStore::rollUp(qint64 from, qint64 to)
 int HistorianStore::seal(qint64 before, int budgetMs)
 {
     QSqlDatabase db = QSqlDatabase::database(connection_, false);
-    QSqlQuery oldest(db);
-    oldest.prepare(QStringLiteral("SELECT min(t) FROM samples WHERE engine = ?"));
+    if (!oldest_) {
+        oldest_.emplace(db);
+        oldest_->prepare(QStringLiteral("SELECT min(t) FROM samples WHERE engine = ?"));
+    }
+    QSqlQuery& oldest = *oldest_;
     QElapsedTimer spent;
     spent.start();
     for (int sealed = 0;; ++sealed) {
@@ -238,6 +241,7 @@ int HistorianStore::seal(qint64 before, int budgetMs)
             oldest.addBindValue(e);
             if (!oldest.exec() || !oldest.next()) {
                 error_ = oldest.lastError().text();
+                oldest_.reset(); // prepared again next time, and holds no statement open meanwhile
                 return -1;
             }
             const qint64 b = oldest.value(0).isNull() ? start : sample_block::startOf(oldest.value(0).toLongLong());

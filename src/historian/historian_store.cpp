@@ -44,6 +44,8 @@ bool HistorianStore::isOpen() const
 
 void HistorianStore::close()
 {
+    insert_.reset();
+    oldest_.reset();
     if (!QSqlDatabase::contains(connection_))
         return;
     {
@@ -268,11 +270,14 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
         error_ = db.lastError().text();
         return classify(db.lastError());
     }
-    QSqlQuery q(db);
-    QString marks = QStringLiteral("?,?,?,?,?");
-    for (int i = 0; i < kEngineRows; ++i)
-        marks += QStringLiteral(",?");
-    q.prepare(QStringLiteral("INSERT INTO samples(t,engine,link,phase,fault,%1) VALUES(%2)").arg(valueColumns(), marks));
+    if (!insert_) {
+        QString marks = QStringLiteral("?,?,?,?,?");
+        for (int i = 0; i < kEngineRows; ++i)
+            marks += QStringLiteral(",?");
+        insert_.emplace(db);
+        insert_->prepare(QStringLiteral("INSERT INTO samples(t,engine,link,phase,fault,%1) VALUES(%2)").arg(valueColumns(), marks));
+    }
+    QSqlQuery& q = *insert_;
     for (const HistorianSample& s : samples) {
         const bool values = s.link == LinkState::Yes;
         q.addBindValue(s.time);
@@ -285,7 +290,7 @@ HistorianStore::Result HistorianStore::insert(const std::vector<HistorianSample>
         if (!q.exec()) {
             error_ = q.lastError().text();
             const Result r = classify(q.lastError());
-            q.finish();
+            insert_.reset(); // prepared again next time
             db.rollback();
             return r == Result::Ok ? Result::Failed : r;
         }

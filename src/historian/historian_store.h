@@ -16,6 +16,7 @@
 #include <QDateTime>
 #include <QSqlDatabase>
 #include <QSqlError>
+#include <QSqlQuery>
 #include <QString>
 
 #include <array>
@@ -128,6 +129,9 @@ private:
     bool converting_ = false;
     qint64 convertedBefore_ = 0; // the first layout's seconds end before this
     bool blocks_ = false; // the file has its blocks table (a reader of a file of the first layout: not yet)
+    // The statements of every second, prepared once an opening (dropped before the file closes).
+    std::optional<QSqlQuery> insert_;
+    std::optional<QSqlQuery> oldest_;
 };
 
 } // namespace tarvek
