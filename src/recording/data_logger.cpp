@@ -11,6 +11,10 @@
 #include <algorithm>
 #include <utility>
 
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
+
 namespace tarvek {
 
 namespace {
@@ -315,7 +319,20 @@ void DataLogger::tick()
 void DataLogger::pass()
 {
     // LOS is the power set-point as filed; a file that cannot be read keeps the last values.
-    files_.readNumbers(QStringLiteral("\\ConsignePW.ini"), setPoints_);
+    // It is read again when it has changed, by the station or by hand, or cannot be looked at.
+    const QString setPointFile = QStringLiteral("\\ConsignePW.ini");
+    std::array<qint64, 5> seen{};
+#ifdef Q_OS_UNIX
+    struct stat st{};
+    if (::stat(QFile::encodeName(files_.pathOf(setPointFile)).constData(), &st) == 0)
+        seen = {static_cast<qint64>(st.st_dev), static_cast<qint64>(st.st_ino), static_cast<qint64>(st.st_size),
+                static_cast<qint64>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
+                static_cast<qint64>(st.st_ctim.tv_sec) * 1'000'000'000 + st.st_ctim.tv_nsec};
+#endif
+    if (seen == std::array<qint64, 5>{} || seen != setPointsSeen_) {
+        files_.readNumbers(setPointFile, setPoints_);
+        setPointsSeen_ = seen;
+    }
     const QDateTime now = clock_.now();
     lastDate_ = monthDayYear(now.date());
     lastClock_ = hoursMinutes(now.time());

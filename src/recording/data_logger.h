@@ -166,6 +166,7 @@ private:
     std::array<bool, kLoggerEngines> failing_{};
     std::array<int, kLoggerEngines> rowsLost_{}; // rows of the current failure spell
     std::array<int, kLoggerEngines> setPoints_{50, 50, 50, 50, 50, 50};
+    std::array<qint64, 5> setPointsSeen_{}; // the set-point file as last read: device, inode, size, times
     bool running_ = false;
     int countdown_ = 0;
     qint64 counter_ = 0;

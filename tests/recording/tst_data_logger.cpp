@@ -154,6 +154,18 @@ private slots:
         QCOMPARE(QDir(rig.logger->folder()).entryList(QDir::Files), QStringList({"run_LE2" + ext, "run_LE5" + ext}));
     }
 
+    // LOS is the set-point as filed when the row is written: a change by hand between rows, even
+    // one that keeps the file's size, is in the next row.
+    void setPointChangedBetweenRowsIsInTheNextRow()
+    {
+        Rig rig(columnsOf("00000100"));
+        QVERIFY(rig.logger->start());
+        QVERIFY(rig.file(2).endsWith(",1200,\r\n"));
+        writeBytes(rig.files->pathOf("\\ConsignePW.ini"), "50\r\n130\r\n50\r\n50\r\n80\r\n50\r\n");
+        rig.minute();
+        QVERIFY(rig.file(2).endsWith(",1300,\r\n"));
+    }
+
     void shortWriteLeavesNoHalfRow()
     {
         Rig rig(columnsOf("11111111"));
