@@ -338,6 +338,13 @@ private slots:
         QCOMPARE(store.prune(4000, 2000), 1000);
         QCOMPARE(store.prune(4000, 2000), 0);
         QCOMPARE(store.rowCount(), qint64(2000));
+
+        // Closed while it records (a fault, the wait for a retry) and opened again, the store
+        // inserts the next second at once.
+        store.close();
+        QCOMPARE(store.open(), HistorianStore::Result::Ok);
+        QCOMPARE(store.insert({{6000, 1, LinkState::Yes, 5, 0, {}}}), HistorianStore::Result::Ok);
+        QCOMPARE(store.rowCount(), qint64(2001));
     }
 
     void damagedOrForeignFileIsMovedAsideOnce_data()
