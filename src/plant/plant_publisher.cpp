@@ -2,7 +2,6 @@
 
 #include "plant/plant_messages.h"
 #include "serial/serial_link.h"
-#include "serial/when_clear.h"
 #include "station/station.h"
 
 #include <QTimer>
@@ -18,7 +17,7 @@ PlantPublisher::PlantPublisher(Station& station, QObject* parent)
     monotonic_.start();
     session_ = station.clock().now().toSecsSinceEpoch();
     tick_->setInterval(kTickMs);
-    connect(tick_, &QTimer::timeout, this, [this] { station_.link().whenClear().run(this, [this] { tick(); }); });
+    connect(tick_, &QTimer::timeout, this, [this] { station_.runWhenClear(this, [this] { tick(); }); });
     connect(mqtt_, &MqttConnection::connected, this, &PlantPublisher::connected);
     connect(mqtt_, &MqttConnection::stateChanged, this, [this](MqttConnection::State s, const QString& text) {
         if (s != MqttConnection::State::Off)

@@ -110,11 +110,16 @@ Station::Station(const QString& folder, const QString& loginFile, Clock& clock, 
         {[this](int i) { return linkState(i + 1) == LinkState::Yes; },
          [this](int i) { return software_.curveVisible.at(static_cast<std::size_t>(i)); },
          [this] { return clock_.now(); },
-         [this](std::function<void()> work) { link_->whenClear().run(trendGraphs_, std::move(work)); }},
+         [this](std::function<void()> work) { runWhenClear(trendGraphs_, std::move(work)); }},
         this);
     connect(trendGraphs_, &TrendGraphs::saveFailed, this, &Station::announce);
     buildLogger();
     buildService();
+}
+
+void Station::runWhenClear(QObject* context, std::function<void()> work)
+{
+    link_->whenClear().run(context, std::move(work));
 }
 
 void Station::buildLogger()
@@ -133,7 +138,7 @@ void Station::buildLogger()
             return QString();
         return displayValue(settings_, r.reported.at(static_cast<std::size_t>(position)), row);
     }, this);
-    dataLogger_->setRunWhenClear([this](std::function<void()> work) { link_->whenClear().run(dataLogger_, std::move(work)); });
+    dataLogger_->setRunWhenClear([this](std::function<void()> work) { runWhenClear(dataLogger_, std::move(work)); });
     connect(dataLogger_, &DataLogger::warning, this, &Station::warn);
     connect(dataLogger_, &DataLogger::statusText, this, &Station::showStatus);
     // A file that cannot be written: once on the status line and in List4, and once when it is back.

@@ -84,6 +84,10 @@ public:
     const SoftwareSettings& software() const { return software_; }
     Clock& clock() { return clock_; }
     SerialLink& link() { return *link_; }
+    // Periodic work that may wait a few milliseconds (graph columns, logger rows, plant messages)
+    // runs through here: at once, or just after what the link needs the thread for; never once
+    // `context` is gone.
+    void runWhenClear(QObject* context, std::function<void()> work);
     PortDiscovery& portDiscovery() { return *portDiscovery_; }
     LinkWatchdog& watchdog() { return *watchdog_; }
     History& history() { return *history_; }
