@@ -237,18 +237,20 @@ private slots:
             QVERIFY2(g->picture().pixelColor(10, y) == TrendGraphPage::colour(3)
                          || g->picture().pixelColor(11, y) == TrendGraphPage::colour(3), qPrintable(QString::number(y)));
 
-        // At 50 ms a pixel the screen takes the columns two at a time, steps and clock times
+        // At 50 ms a pixel the screen takes the columns a few at a time, steps and clock times
         // included; a column left waiting when the sweep stops is shown within the legend's time.
         rig.logic->setTimeScale(50);
         rig.page->show();
         const int from = rig.logic->x(0);
-        for (int i = 1; i < TrendGraph::kTickColumns + 7; ++i) {
+        constexpr int perShowing = TrendGraphPage::kShowMs / 50;
+        constexpr int columns = (TrendGraph::kTickColumns / perShowing + 2) * perShowing; // past a clock time
+        for (int i = 1; i <= columns; ++i) {
             rig.clock.advanceMs(50);
             rig.tables.at(0).reported[pos::Mat] = static_cast<std::int16_t>(20 + 15 * (i % 5));
             rig.logic->tick(0);
             QCoreApplication::processEvents();
         }
-        QCOMPARE(rig.logic->x(0), from + TrendGraph::kTickColumns + 6);
+        QCOMPARE(rig.logic->x(0), from + columns);
         QVERIFY(shownIsWhole());
         rig.clock.advanceMs(50);
         rig.tables.at(0).reported[pos::Mat] = 140;
