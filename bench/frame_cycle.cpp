@@ -4,7 +4,8 @@
 // everything on. For each it prints the cycle rate against the line-rate limit, the turnaround on
 // the wire (the reply's last byte leaving the simulator to the frame arriving there), the CPU share
 // of one core, the peak resident memory and the wake-ups per engine cycle; then the ratios, which
-// hold on a busy machine where the absolute times do not. `frame_cycle --help` lists the options.
+// hold on a busy machine where the absolute times do not, and the late frames of each and the
+// bursts they came in. `frame_cycle --help` lists the options.
 //
 // It builds nothing and needs nothing running: it starts its own simulator, a Mosquitto on a free
 // loopback port for the plant publishing, and the CPU hogs of --load, and ends them all. It exits
@@ -30,6 +31,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <bit>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -53,12 +55,21 @@ struct Row {
     double wakeupsPerCycle = 0;
     std::size_t frames = 0;
     std::vector<double> simulatorShare; // the frame's line time, then the whole next reply
+    // Frames more than kLateMs over the median, and the bursts they came in: frames of several
+    // engines late together were held up by something they share (the machine), not by one link.
+    std::size_t lateFrames = 0;
+    int lateBursts = 0;
+    int widestBurst = 0; // engines late in the widest burst
 };
+
+constexpr double kLateMs = 1.0;
+constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together are one burst
 
 struct EngineFigures {
     QElapsedTimer sinceReply;
     bool replyOut = false;
     std::vector<double> turnaroundMs;
+    std::vector<qint64> frameAtNs; // when each of those frames arrived
     std::vector<double> frameToReplyMs; // the frame's line time, then the whole next reply
     QElapsedTimer sinceFrame;
     int cycles = 0;
@@ -191,6 +202,27 @@ void stopProcess(QProcess& p)
     if (!p.waitForFinished(5000)) {
         p.kill();
         p.waitForFinished(2000);
+    }
+}
+
+// Counts the frames late by more than kLateMs over the median and groups them into bursts.
+void countLate(Row& r, const std::array<EngineFigures, 6>& figures)
+{
+    std::vector<std::pair<qint64, int>> late; // arrival, engine index
+    for (std::size_t e = 0; e < figures.size(); ++e)
+        for (std::size_t i = 0; i < figures[e].turnaroundMs.size(); ++i)
+            if (figures[e].turnaroundMs[i] > r.median + kLateMs)
+                late.emplace_back(figures[e].frameAtNs[i], static_cast<int>(e));
+    std::sort(late.begin(), late.end());
+    r.lateFrames = late.size();
+    unsigned engines = 0;
+    for (std::size_t i = 0; i < late.size(); ++i) {
+        if (i == 0 || late[i].first - late[i - 1].first > kBurstGapNs) {
+            ++r.lateBursts;
+            engines = 0;
+        }
+        engines |= 1u << late[i].second;
+        r.widestBurst = std::max(r.widestBurst, std::popcount(engines));
     }
 }
 
@@ -341,6 +373,7 @@ int main(int argc, char** argv)
             f.replyOut = false;
             ++f.cycles;
             f.lastFrameNs = steady.nsecsElapsed();
+            f.frameAtNs.push_back(f.lastFrameNs);
             if (f.cycles == 1)
                 f.firstFrameNs = f.lastFrameNs;
         });
@@ -381,6 +414,7 @@ int main(int argc, char** argv)
         QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, window] {
             for (auto& f : figures) {
                 f.turnaroundMs.clear();
+                f.frameAtNs.clear();
                 f.frameToReplyMs.clear();
                 f.cycles = 0;
                 f.firstFrameNs = f.lastFrameNs = 0;
@@ -413,6 +447,7 @@ int main(int argc, char** argv)
             r.p99 = percentile(all, 0.99);
             r.max = percentile(all, 1.0);
             r.wakeupsPerCycle = static_cast<double>(woke) / std::max<double>(1.0, static_cast<double>(all.size()));
+            countLate(r, figures);
             rows.push_back(r);
             done();
         });
@@ -490,6 +525,9 @@ int main(int argc, char** argv)
                     b.cyclesPerSecond > 0 ? s.cyclesPerSecond / b.cyclesPerSecond : 0.0, s.p99 - b.p99, s.max - b.max,
                     s.median - b.median);
     }
+    for (const Row& r : rows)
+        std::printf("late frames with the %s (over its median + %.0f ms): %zu, in %d bursts; the widest held up %d engines at once\n",
+                    qPrintable(r.name), kLateMs, r.lateFrames, r.lateBursts, r.widestBurst);
     // The simulator's share of a cycle, to tell its own timing from the programs'.
     for (const Row& r : rows)
         std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
