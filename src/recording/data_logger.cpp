@@ -11,10 +11,6 @@
 #include <algorithm>
 #include <utility>
 
-#ifdef Q_OS_UNIX
-#include <sys/stat.h>
-#endif
-
 namespace tarvek {
 
 namespace {
@@ -321,17 +317,10 @@ void DataLogger::pass()
     // LOS is the power set-point as filed; a file that cannot be read keeps the last values.
     // It is read again when it has changed, by the station or by hand, or cannot be looked at.
     const QString setPointFile = QStringLiteral("\\ConsignePW.ini");
-    std::array<qint64, 5> seen{};
-#ifdef Q_OS_UNIX
-    struct stat st{};
-    if (::stat(QFile::encodeName(files_.pathOf(setPointFile)).constData(), &st) == 0)
-        seen = {static_cast<qint64>(st.st_dev), static_cast<qint64>(st.st_ino), static_cast<qint64>(st.st_size),
-                static_cast<qint64>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
-                static_cast<qint64>(st.st_ctim.tv_sec) * 1'000'000'000 + st.st_ctim.tv_nsec};
-#endif
-    if (seen == std::array<qint64, 5>{} || seen != setPointsSeen_) {
+    const std::optional<SettingsFiles::Stamp> stamp = files_.stamp(setPointFile);
+    if (!stamp || stamp != setPointsSeen_) {
         files_.readNumbers(setPointFile, setPoints_);
-        setPointsSeen_ = seen;
+        setPointsSeen_ = stamp;
     }
     const QDateTime now = clock_.now();
     lastDate_ = monthDayYear(now.date());

@@ -4,6 +4,7 @@
 // cycle: a file that cannot be written is reported once and tried again at the next row, and a
 // row is either whole on disk or not there at all.
 #include "recording/clock.h"
+#include "settings/settings_files.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -12,12 +13,12 @@
 
 #include <array>
 #include <functional>
+#include <optional>
 
 class QTimer;
 
 namespace tarvek {
 
-class SettingsFiles;
 
 // The measured columns, in file order; each is written only when ticked.
 enum class LoggerColumn { Lpc, Lfc, Vis, Ir, Rh, Los, Sht, Mat };
@@ -166,7 +167,7 @@ private:
     std::array<bool, kLoggerEngines> failing_{};
     std::array<int, kLoggerEngines> rowsLost_{}; // rows of the current failure spell
     std::array<int, kLoggerEngines> setPoints_{50, 50, 50, 50, 50, 50};
-    std::array<qint64, 5> setPointsSeen_{}; // the set-point file as last read: device, inode, size, times
+    std::optional<SettingsFiles::Stamp> setPointsSeen_; // the set-point file as last read
     bool running_ = false;
     int countdown_ = 0;
     qint64 counter_ = 0;

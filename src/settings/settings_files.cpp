@@ -9,6 +9,10 @@
 
 #include <optional>
 
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
+
 namespace tarvek {
 
 namespace {
@@ -101,6 +105,21 @@ QString SettingsFiles::pathOf(const QString& name) const
         file.remove(0, 1);
     file.replace('\\', '/');
     return folder_ + '/' + file;
+}
+
+std::optional<SettingsFiles::Stamp> SettingsFiles::stamp(const QString& name) const
+{
+#ifdef Q_OS_UNIX
+    // QFileInfo keeps the times to the millisecond: a change of the same size within one would pass.
+    struct stat st{};
+    if (::stat(QFile::encodeName(pathOf(name)).constData(), &st) == 0)
+        return Stamp{static_cast<qint64>(st.st_dev), static_cast<qint64>(st.st_ino), static_cast<qint64>(st.st_size),
+                     static_cast<qint64>(st.st_mtim.tv_sec) * 1'000'000'000 + st.st_mtim.tv_nsec,
+                     static_cast<qint64>(st.st_ctim.tv_sec) * 1'000'000'000 + st.st_ctim.tv_nsec};
+#else
+    Q_UNUSED(name);
+#endif
+    return std::nullopt;
 }
 
 QByteArray SettingsFiles::render(const QStringList& values, LineFormat format)

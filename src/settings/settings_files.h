@@ -6,6 +6,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <array>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -47,6 +49,11 @@ public:
     QString loginFile() const { return loginFile_; }
     // Full path of a file named as the station names it ("\ConsignePW.ini").
     QString pathOf(const QString& name) const;
+    // What tells one version of a file from the next, to the nanosecond: device, inode, size and
+    // the times of the last change to its bytes and to the file. Nothing when it cannot be looked
+    // at (missing, or a system without stat), so a caller reads it again rather than trust it.
+    using Stamp = std::array<qint64, 5>;
+    std::optional<Stamp> stamp(const QString& name) const;
 
     // Every settings file, in the order start-up reads or creates them.
     static const std::vector<SettingsFileSpec>& index();
