@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QTemporaryDir>
+#include <QTest>
 
 #include <memory>
 
@@ -43,6 +44,13 @@ struct SimulatedEngines {
             model(n).setRegisters(fast);
     }
 };
+
+// Loads a station and waits, a minute at most, until its start-up has finished.
+inline bool loadAndStart(tarvek::Station& station)
+{
+    station.load();
+    return QTest::qWaitFor([&station] { return station.startedUp(); }, 60'000);
+}
 
 // The station on those engines, made but not yet loaded.
 struct EngineStation {

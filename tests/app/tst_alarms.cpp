@@ -266,9 +266,7 @@ private slots:
         const QString folder = rig->station->files().folder();
         rig->window.reset();
         rig->station = std::make_unique<Station>(folder, QString(), rig->clock);
-        QSignalSpy done(rig->station.get(), &Station::startupFinished);
-        rig->station->load();
-        QVERIFY(done.wait(kWaitMs));
+        QVERIFY(loadAndStart(*rig->station));
         QVERIFY(rig->station->alarmSupervision().limits() == saved);
         AlarmLimits wrong = saved;
         wrong.lfcLow = 121;

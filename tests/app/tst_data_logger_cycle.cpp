@@ -124,8 +124,7 @@ private slots:
             if (folderGone)
                 QVERIFY(QDir(engines.folder + "/Datalogger").removeRecursively());
             station = std::make_unique<Station>(engines.folder, QString(), clock);
-            station->load();
-            QTRY_VERIFY_WITH_TIMEOUT(station->startedUp(), kCycleWaitMs);
+            QVERIFY(loadAndStart(*station));
             logger = &station->dataLogger();
             QVERIFY(logger->running());
             QCOMPARE(logger->choices().name, QString("quality"));
@@ -137,8 +136,7 @@ private slots:
         logger->off();
         station.reset();
         station = std::make_unique<Station>(engines.folder, QString(), clock);
-        station->load();
-        QTRY_VERIFY_WITH_TIMEOUT(station->startedUp(), kCycleWaitMs);
+        QVERIFY(loadAndStart(*station));
         QVERIFY(!station->dataLogger().running()); // turned off: stays off
     }
 };

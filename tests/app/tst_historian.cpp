@@ -527,8 +527,7 @@ private slots:
 
         ManualClock clock(end);
         Station station(dir.path(), QString(), clock);
-        station.load(); // its settings: the display coefficients
-        QTRY_VERIFY_WITH_TIMEOUT(station.startedUp(), 10'000);
+        QVERIFY(loadAndStart(station)); // its settings: the display coefficients
         HistorianTrends w(station, dir.filePath(HistorianStore::fileName()));
         w.setAttribute(Qt::WA_DeleteOnClose, false);
         w.show();

@@ -548,9 +548,7 @@ private slots:
         f.station.reset();
         ManualClock clock;
         Station again(folder, {}, clock);
-        again.load();
-        QSignalSpy done(&again, &Station::startupFinished);
-        QVERIFY(done.wait(kWaitMs));
+        QVERIFY(loadAndStart(again));
         QVERIFY(!again.software().groupCommands[1]);
         QVERIFY(!again.software().curveVisible[5]);
         QVERIFY(again.software().curveVisible[4]);

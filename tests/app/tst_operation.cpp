@@ -284,9 +284,7 @@ private slots:
         {
             ManualClock clock;
             Station again(rig.engines.folder, QString(), clock);
-            QSignalSpy done(&again, &Station::startupFinished);
-            again.load();
-            QVERIFY(done.wait(kWaitMs));
+            QVERIFY(loadAndStart(again));
             QVERIFY(again.qthLamps().on());
             QCOMPARE(again.qthLamps().caption(), QString("QTH-Stop"));
             QCOMPARE(again.tables().at(0).QthCommand, 1);

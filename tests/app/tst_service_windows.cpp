@@ -155,8 +155,7 @@ private slots:
         // A station started on the folder reads them back.
         ManualClock clock;
         Station again(station.files().folder(), QString(), clock);
-        again.load();
-        QTRY_VERIFY_WITH_TIMEOUT(again.startedUp(), kWaitMs);
+        QVERIFY(loadAndStart(again));
         QCOMPARE(coefficients::shown(75, again.coefficients().inUse(), coefficients::Sbv), QString("38.5 V"));
         again.quit();
     }

@@ -1,3 +1,4 @@
+#include "simulated_station.h"
 #include "station/station.h"
 #include "test_registry.h"
 #include "test_support.h"
@@ -13,14 +14,6 @@ using tarvek::test::writeBytes;
 
 namespace {
 constexpr int kWaitMs = 10'000;
-
-bool waitStartedUp(Station& s)
-{
-    if (s.startedUp())
-        return true;
-    QSignalSpy done(&s, &Station::startupFinished);
-    return done.wait(kWaitMs);
-}
 } // namespace
 
 class StationTest : public QObject {
@@ -58,7 +51,7 @@ private slots:
         QVERIFY(QDir(dir.filePath("Img")).exists());
         QVERIFY(QDir(dir.filePath("Datalogger")).exists());
         QVERIFY(!QFile::exists(dir.filePath("NS.ini"))); // files wait for the first tick
-        QVERIFY(waitStartedUp(s));
+        QTRY_VERIFY_WITH_TIMEOUT(s.startedUp(), kWaitMs);
 
         QCOMPARE(order, (QStringList{"caption:Selected LE = ", "title", "size:12900x10920", "List4 cleared",
                                      "settings", "caption:Selected LE = ?", "key:F1", "power", "ports",
@@ -94,8 +87,7 @@ private slots:
         ManualClock clock;
         Station s(dir.path(), {}, clock);
         QSignalSpy status(&s, &Station::statusText);
-        s.load();
-        QVERIFY(waitStartedUp(s));
+        QVERIFY(loadAndStart(s));
         for (int i = 0; i < 3; ++i)
             QVERIFY(!s.setSoftwareSettings(s.software(), true));
         QStringList faults = s.events().filter("ConsignePW.ini");
