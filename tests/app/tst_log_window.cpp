@@ -435,6 +435,7 @@ private slots:
         QCOMPARE(f.get<QLabel>("LE3Phase")->text(), QString("5"));
         QCOMPARE(f.get<QLabel>("LE3Power")->text(), QString("900 We"));
         QCOMPARE(f.get<QLabel>("LE3Fault")->text(), QString("Motor M - speed > 4,000 RPM "));
+        QCOMPARE(colours::background(f.get<QLabel>("LE3Fault")), colours::fault());
         QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("yes"));
         QCOMPARE(colours::background(f.get<QLabel>("Label30_2")), QColor(0, 255, 0));
         QVERIFY(colours::background(f.get<QLabel>("LE3Status")) != colours::idle());

@@ -1,16 +1,13 @@
 // The main window as an operator meets it: it fits a small screen in every mode, log-out by hand
-// and when idle, Escape closes forms, the keyboard, and pictures of a busy station at screen size.
+// and when idle, Escape closes forms, and the keyboard.
 #include "app/service/change_password_form.h"
-#include "app/common/colours.h"
 #include "app/settings/configuration_rs232.h"
 #include "app/recording/graphique_screen.h"
 #include "app/recording/histo_window.h"
 #include "app/main_window/log_window.h"
 #include "app/alarms/messages_error.h"
-#include "app/main_window/page_tabs.h"
 #include "app/setpoints/pw6_sliders.h"
 #include "app/settings/software_settings_form.h"
-#include "app/recording/trend_graph.h"
 #include "settings/display_settings.h"
 #include "test_registry.h"
 #include "test_support.h"
@@ -29,7 +26,6 @@
 #include <QSet>
 #include <QSpinBox>
 #include <QStatusBar>
-#include <QTimer>
 
 #include <functional>
 
@@ -56,6 +52,10 @@ private slots:
         rig.setOptions(false, true); // service mode shows its marker in the top bar
         for (int n = 1; n <= 6; ++n)
             QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
+        // Sized as the station sizes it, the window and its frame fit the screen it is on.
+        w->fitToScreen(Station::kFormWidthTwips, Station::kFormHeightTwips);
+        QCoreApplication::processEvents();
+        QVERIFY(w->screen()->availableGeometry().contains(QRect(QPoint(), w->frameGeometry().size())));
         auto* scroll = rig.get<QScrollArea>("EngineScroll");
         const QList<QSize> screens{{1366, 768 - 30 - 48}, {1280, 800 - 30 - 48}, {1280, 720 - 30 - 48},
                                    {1366 * 2 / 3, (768 - 48 - 45) * 2 / 3}};
@@ -227,51 +227,6 @@ private slots:
             QTRY_VERIFY2_WITH_TIMEOUT(!form || !form->isVisible(), name, kWaitMs);
             QVERIFY(w->isVisible());
         }
-    }
-
-    // Pictures for a person, at the screen the test runs on (docs/ holds them taken at 1366x768):
-    // six engines running and all quiet, their graphs with a cursor, then LE3 faulty and LE4 lost.
-    void pictureOfABusyStation()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(true, true));
-        for (int n = 1; n <= 6; ++n)
-            QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
-        for (int n = 1; n <= 6; ++n) {
-            rig.station->engineOperation().press(n);
-            QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(n - 1).Phase), 5, kWaitMs);
-        }
-        const QScreen* screen = rig.window->screen();
-        const QString size = QStringLiteral("%1x%2_at_%3")
-                                 .arg(screen->size().width())
-                                 .arg(screen->size().height())
-                                 .arg(rig.window->devicePixelRatioF());
-        // Six engines running and nothing to acknowledge: the banner is grey.
-        QTRY_VERIFY_WITH_TIMEOUT(rig.get<QLabel>("AlarmBannerText")->text().endsWith("all quiet"), kWaitMs);
-        QVERIFY(!WindowRig::save(rig.window.get(), "station_quiet_" + size + ".png").isEmpty());
-        // The graph page a few seconds on at 50 ms a pixel, the clock going with it; LE1 read at a cursor.
-        QTimer clockRuns;
-        QObject::connect(&clockRuns, &QTimer::timeout, [&rig] { rig.clock.advanceMs(50); });
-        clockRuns.start(50);
-        rig.window->action("mnu50")->trigger();
-        rig.window->action("mnuClearScreen")->trigger();
-        rig.window->pages()->setCurrentIndex(1);
-        auto* graph = rig.get<TrendGraph>("PictureLE1");
-        QTRY_VERIFY_WITH_TIMEOUT(graph->lastColumn() > 300, kWaitMs);
-        QTest::mouseClick(graph, Qt::LeftButton, {}, QPoint(graph->lastColumn() * 2 / 3, 30));
-        QVERIFY(rig.get<QLabel>("GraphLegendTitle")->text().startsWith("LE1 at "));
-        QVERIFY(!WindowRig::save(rig.window.get(), "graphs_six_running_" + size + ".png").isEmpty());
-        rig.window->pages()->setCurrentIndex(0);
-        rig.engines.model(3).setFaultCode(7);
-        rig.engines.model(4).setSilent(true);
-        QTRY_COMPARE_WITH_TIMEOUT(rig.get<QLabel>("Label30_3")->text(), QString("lost"), kWaitMs);
-        QTRY_COMPARE_WITH_TIMEOUT(colours::background(rig.get<QLabel>("LE3Fault")), colours::fault(), kWaitMs);
-        if (QDialog* box = rig.window->lossBox())
-            box->close();
-        rig.window->fitToScreen(Station::kFormWidthTwips, Station::kFormHeightTwips);
-        QCoreApplication::processEvents();
-        QVERIFY(screen->availableGeometry().contains(QRect(QPoint(), rig.window->frameGeometry().size())));
-        QVERIFY(!WindowRig::save(rig.window.get(), "station_" + size + ".png").isEmpty());
     }
 };
 
