@@ -10,7 +10,6 @@
 
 #include <QLabel>
 #include <QMessageBox>
-#include <QPainter>
 #include <QRadioButton>
 #include <QSlider>
 #include <QTest>
@@ -37,7 +36,6 @@ private slots:
         rig.get<QPushButton>("PowerSetPoints")->click();
         auto* form = rig.get<PW6Sliders>("PW6Sliders");
         QVERIFY(form && form->isVisible());
-        QCOMPARE(form->windowTitle(), QString(" PWe in Individual or Group"));
         const auto slider = [form](int n) { return form->findChild<QSlider*>(QString("SliderPW%1").arg(n)); };
         const auto label = [form](int n) { return form->findChild<QLabel*>(QString("LabelPW%1").arg(n))->text(); };
         QCOMPARE(form->focusWidget(), slider(3));
@@ -52,7 +50,6 @@ private slots:
         QTest::keyClick(slider(5), Qt::Key_Down);
         QCOMPARE(form->shown(), (std::array<int, 6>{60, 60, 60, 60, 60, 60}));
         QCOMPARE(label(6), QString("600 We"));
-        rig.save(form, "PW6Sliders.png");
         form->findChild<QPushButton*>("PWQuitter")->click();
         QCOMPARE(int(rig.station->tables().at(0).PowerSetPoint), 50);
 
@@ -87,17 +84,6 @@ private slots:
             QMessageBox* box = form->messageBox();
             QVERIFY(box && box->isVisible());
             QCOMPARE(box->text(), message);
-            QCOMPARE(box->windowTitle(), QString(" Warning!"));
-            QCOMPARE(box->icon(), QMessageBox::Warning);
-            // Form and message side by side in one picture.
-            const QPixmap a = form->grab(), b = box->grab();
-            QPixmap both(a.width() + b.width() + 8, std::max(a.height(), b.height()));
-            both.fill(Qt::white);
-            QPainter p(&both);
-            p.drawPixmap(0, 0, a);
-            p.drawPixmap(a.width() + 8, 0, b);
-            p.end();
-            rig.save(both, QString("Saisie_%1.png").arg(typed));
             box->button(QMessageBox::Ok)->click();
             QVERIFY(form->isVisible());
             QCOMPARE(text1->text(), typed);
@@ -112,7 +98,6 @@ private slots:
         QTest::keyClicks(text1, "2500");
         QVERIFY(note->isVisible());
         QCOMPARE(note->text(), "2500 rpm is sent as 83 x 30 = 2490 rpm");
-        rig.save(form, "Saisie_rounded.png");
         QTest::mouseClick(ok, Qt::LeftButton);
         QVERIFY(!form->isVisible());
         QCOMPARE(int(rig.station->tables().at(3).MotorSpeedSetPoint), 83);
