@@ -307,7 +307,6 @@ private slots:
         QTest::mouseClick(rig.button(1), Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(rig.get<QMessageBox>("MessageWarning"), kWaitMs);
         QCOMPARE(rig.get<QMessageBox>("MessageWarning")->text(), QString("Com Port not enabled"));
-        QCOMPARE(rig.get<QMessageBox>("MessageWarning")->windowTitle(), QString(" Warning!"));
         QVERIFY(!rig.station->engineOperation().startedByUser(1));
 
         QTest::mouseRelease(rig.button(3), Qt::RightButton);
@@ -335,12 +334,6 @@ private slots:
         rig.window->action("mnuCodeError")->trigger();
         auto* codes = rig.get<MessagesError>("MessagesError");
         QVERIFY(codes && codes->isVisible());
-        QCOMPARE(codes->windowTitle(), QString(" FADEC Error Codes"));
-        QCOMPARE(codes->lines().size(), 20);
-        QCOMPARE(codes->lines().first(), QString("00\tArret LE"));
-        QCOMPARE(codes->lines().at(18), QString("18\tStop activated"));
-        QCOMPARE(codes->lines().last(), QString("19\tLFC level too low"));
-        rig.save(codes, "messages_error.png");
     }
 };
 
