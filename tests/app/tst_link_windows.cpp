@@ -59,7 +59,6 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(status->text(), QString("Running, not started here"), kRigWaitMs);
         QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
         QCOMPARE(colours::background(rig.button(2)), colours::foundRunning());
-        WindowRig::save(rig.window.get(), "found_running.png");
         QTest::mouseClick(rig.button(4), Qt::LeftButton);
         QTRY_COMPARE_WITH_TIMEOUT(int(rig.station->tables().at(3).Phase), 5, kRigWaitMs);
         // LE6 answers with its register block for a while and LE3 falls silent: neither sends a
@@ -74,17 +73,14 @@ private slots:
             for (const char* row : {"Mat", "Sht", "Sbv", "Vcc"}) // 0 in the block, never at rest
                 QVERIFY2(rig.get<QLabel>(QString("LE%1%2").arg(n).arg(row))->text().section(' ', 0, 0).toDouble() > 0, row);
         }
-        WindowRig::save(rig.window.get(), "stale_column.png");
         QTRY_COMPARE_WITH_TIMEOUT(cell(6), QString("yes"), kRigWaitMs);
         QCOMPARE(colours::background(rig.get<QLabel>("LE6Mat")), QPalette().color(QPalette::Window));
         QTRY_COMPARE_WITH_TIMEOUT(cell(3), QString("lost"), kRigWaitMs);
         QVERIFY(allDashes(rig, 3));
-        WindowRig::save(rig.window.get(), "lost_link_events.png");
 
         QSignalSpy questions(rig.station.get(), &Station::question);
         QTest::mouseClick(button, Qt::LeftButton);
         QCOMPARE(questions.count(), 1);
-        QCOMPARE(questions.last().at(1).toString(), QString(" Warning!"));
         QVERIFY(questions.last().at(2).toString().startsWith("LE2, LE4 are running."));
         rig.station->answer(questions.last().at(0).toInt(), false);
         QVERIFY(rig.station->link().connected());
@@ -103,7 +99,6 @@ private slots:
             QVERIFY2(allDashes(rig, n), qPrintable(QString::number(n)));
         QCOMPARE(status->text(), QString("Running, link closed"));
         QVERIFY(rig.get<QLabel>("LE2Phase")->text() != "---");
-        WindowRig::save(rig.window.get(), "closed_links.png");
         QCOMPARE(rig.station->events().filter("Links closed by the operator").size(), 1);
         QCOMPARE(historyLines(*rig.station, "Links closed by the operator"), 1);
         QTest::qWait(1500);
@@ -123,7 +118,6 @@ private slots:
         }
         // Timer62 gives the label its resting caption back.
         QTRY_COMPARE_WITH_TIMEOUT(label->text(), QString("Connect/Disconnect"), 10000);
-        WindowRig::save(rig.window.get(), "log_connected.png");
         // The end of the station names the engines it leaves running.
         rig.station->quit(QStringLiteral("Exit control"));
         QCOMPARE(historyLines(*rig.station, "Station ended (Exit control): running LE2, LE4"), 1);
@@ -136,7 +130,6 @@ private slots:
         WindowRig rig;
         QVERIFY(rig.start(true));
         ConfigurationRS232* form = rig.window->openPortConfiguration();
-        QCOMPARE(form->windowTitle(), QString(" Configurating Ports COMx    "));
         auto* number = form->findChild<QLineEdit*>("Text1_5");
         QCOMPARE(number->text(), QString("6"));
         QVERIFY(form->findChild<QCheckBox*>("Check1_5")->isChecked());
@@ -157,9 +150,7 @@ private slots:
         QTest::keyClicks(number, "15");
         QTRY_VERIFY_WITH_TIMEOUT(rig.window->findChild<QMessageBox*>() != nullptr, 5000);
         auto* box = rig.window->findChild<QMessageBox*>();
-        QCOMPARE(box->windowTitle(), QString(" Warning! "));
         QCOMPARE(box->text(), QString("Port numbers 1 to 14 (max) "));
-        QCOMPARE(box->icon(), QMessageBox::Critical);
         delete box;
         auto* save = form->findChild<QPushButton*>("Command1");
         QTest::mouseClick(save, Qt::LeftButton);
@@ -268,7 +259,6 @@ private slots:
             QTRY_COMPARE_WITH_TIMEOUT(cell(n), QString("yes"), kRigWaitMs);
             QCOMPARE(state(n), QString("open"));
         }
-        WindowRig::save(form, "ports_mapped.png");
 
         std::array<int, 7> timeouts{};
         for (int n = 1; n <= 6; ++n)
