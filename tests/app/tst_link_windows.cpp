@@ -368,7 +368,7 @@ private slots:
         QVERIFY(QList<int>({5, 9}).contains(events.first().at(1).toInt()));
         QVERIFY(rig.station->link().reconnecting(2));
         rig.station->link().disconnectLink();
-        QTest::qWait(2500); // the device is back by now
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(gone), 30'000); // the device is back
         QVERIFY(!rig.station->link().portOpen(2));
         QVERIFY(!rig.station->link().reconnectTimer(2)->isActive());
         rig.station->link().connectLink();
