@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPixmap>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
@@ -69,15 +68,6 @@ struct WindowRig {
     }
     template <class T> T* get(const QString& name) const { return window->findChild<T*>(name); }
     QPushButton* button(int n) const { return get<QPushButton>(QString("ComOperStartLE%1").arg(n)); }
-    static QString save(const QPixmap& picture, const QString& name)
-    {
-        const QString folder = QStringLiteral(TARVEK_BINARY_DIR) + "/screenshots";
-        QDir().mkpath(folder);
-        const QString path = folder + "/" + name;
-        picture.save(path, "PNG");
-        return path;
-    }
-    static QString save(QWidget* w, const QString& name) { return save(w->grab(), name); }
 };
 
 // The reported values of engine n, the rows that show "---" when nothing live is known.
