@@ -4,8 +4,6 @@
 
 #include <QTest>
 
-#include <stdexcept>
-
 using namespace tarvek;
 
 namespace {
@@ -226,27 +224,6 @@ private slots:
         // Without a pending read a type-2 reply loads nothing.
         regs[1] = 1;
         QVERIFY(!decodeReply(t, 5, encodeParameterBlock(regs)).parametersRead);
-    }
-
-    void tablesCatchBadIndices()
-    {
-        EngineTables t;
-        QVERIFY_THROWS_EXCEPTION(std::out_of_range, t.at(7));
-        QVERIFY_THROWS_EXCEPTION(std::out_of_range, t.at(-1));
-        QVERIFY_THROWS_EXCEPTION(std::out_of_range, decodeReply(t, 9, ""));
-        t.at(6).Phase = 1; // exists, never addressed by the protocol
-    }
-
-    void replyEncodingIsFixedWidth()
-    {
-        auto f = statusFields();
-        f[3] = -5;
-        f[4] = 123456; // too wide: keeps its low five digits
-        const auto text = encodeReply(f);
-        QCOMPARE(text.size(), std::size_t(160));
-        QCOMPARE(QString::fromStdString(text.substr(15, 5)), QString("   -5"));
-        QCOMPARE(QString::fromStdString(text.substr(20, 5)), QString("23456"));
-        QCOMPARE(QString::fromStdString(text.substr(150, 5)), QString("  123"));
     }
 };
 
