@@ -24,29 +24,12 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QByteArray>("bytes");
         QTest::newRow("ConsignePW") << "\\ConsignePW.ini" << QByteArray("50\r\n50\r\n50\r\n50\r\n50\r\n50\r\n");
-        QTest::newRow("StatusHalogen") << "\\StatusHalogen.ini" << QByteArray("0\r\n").repeated(6);
         QTest::newRow("ParamComx") << "\\ParamComx.ini" << QByteArray("\"0\"\r\n").repeated(12);
-        QTest::newRow("Consigne") << "\\Consigne.ini" << QByteArray("220\r\n");
-        QTest::newRow("ConsSliderLCF") << "\\ConsSliderLCF.ini" << QByteArray("130\r\n30\r\n") + QByteArray("0\r\n").repeated(7);
-        QTest::newRow("NS") << "\\NS.ini" << QByteArray("1.01\r\n0\r\n0\r\n1\r\n");
-        QTest::newRow("TypeFile") << "\\TypeFile.ini" << QByteArray("0\r\n").repeated(18);
-        QTest::newRow("CocheSelect") << "\\CocheSelect.ini" << QByteArray("1\r\n");
-        QTest::newRow("Coefficients") << "\\Coefficients.ini"
-                                      << QByteArray("0\r\n1\r\n0\r\n").repeated(5) + "0\r\n4\r\n2\r\n" +
-                                             QByteArray("0\r\n1\r\n0\r\n").repeated(6);
-        QTest::newRow("StartHalogen") << "\\StartHalogen.ini" << QByteArray("0\r\n");
         QTest::newRow("Histo") << "\\Histo.txt" << QByteArray();
-        QTest::newRow("ParamSt") << "\\ParamSt.ini"
-                                 << QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
-                                               "0\r\n0\r\n50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n");
         QTest::newRow("login") << SettingsFiles::loginFileName() << QByteArray("\"harvests\"\r\n\"dolphin\"\r\n");
-        QTest::newRow("SHTConsigne") << "\\SHTConsigne.ini" << QByteArray("40\r\n");
-        QTest::newRow("SHTPCStatusHal") << "\\SHTPCStatusHal.ini"
-                                        << QByteArray("1\r\n") + QByteArray("0\r\n").repeated(10) + "1\r\n" +
-                                               QByteArray("0\r\n").repeated(8);
     }
     // A fresh folder: every file gets its defaults (the log-in file where it was told to live),
-    // and they are read.
+    // and they are read. One file of each line format, and the log-in file.
     void everyFileIsCreatedWithItsDefaultBytes()
     {
         QFETCH(QString, name);
@@ -64,7 +47,8 @@ private slots:
         QCOMPARE(s.shtAlarmFlags[11], 1);
         QVERIFY(!QFile::exists(dir.filePath("station/Name.inc")));
         QVERIFY(!QFile::exists(dir.filePath("station/Consigne.ini ")));
-        QVERIFY(!QFile::exists(dir.filePath("station/ParamLogStart.ini"))); // written by its form only
+        for (const SettingsFileSpec& file : SettingsFiles::index()) // not those written by a form only
+            QVERIFY2(QFile::exists(files.pathOf(file.name)) == file.createdAtStart, qPrintable(file.name));
     }
 
     // Blanks, quotes, LF-only ends and decimals are read; a line that is not a number keeps the
