@@ -112,7 +112,6 @@ private slots:
         QSignalSpy status(&rest, &RestCountdown::engineStatus);
         rest.begin(4);
         QVERIFY(rest.timer(4)->isActive());
-        QCOMPARE(rest.timer(4)->objectName(), QString("Timer39"));
         for (int i = 0; i < 18; ++i)
             rest.tick(4);
         QCOMPARE(status.last(), (QVariantList{4, "Rest 42 sec."}));
@@ -146,8 +145,6 @@ private slots:
     // Order, replacing and appending: in the engines' end-to-end case and the ValeurDesParam window's.
     void parameterListLines()
     {
-        QCOMPARE(ParameterList::line(3, 5), QString("03  5   "));
-        QCOMPARE(ParameterList::line(31, 255), QString("31255   "));
         ParameterList list;
         std::array<std::uint8_t, 33> registers{};
         registers[28] = 60;
