@@ -290,9 +290,9 @@ private slots:
         ::close(master);
     }
 
-    // The bar drives the replay: Pause holds the recorded time, "Next event" goes to shortly before
-    // LE1's fault, the speed list sets the pace, the differences open as a list; the title says
-    // it is a replay.
+    // The bar drives the replay: Pause becomes Play and Play goes on (what a pause holds is checked
+    // at 10x above), "Next event" goes to shortly before LE1's fault, the speed list sets the pace,
+    // the differences open as a list; the title says it is a replay.
     void theBarDrivesTheReplay()
     {
         QTemporaryDir dir;
@@ -310,8 +310,6 @@ private slots:
         pause->click();
         QCOMPARE(pause->text(), QStringLiteral("Play"));
         const QString held = time->text();
-        QTest::qWait(1200);
-        QCOMPARE(time->text(), held);
         pause->click();
         QVERIFY(QTest::qWaitFor([&] { return time->text() != held; }, kWaitMs));
 
