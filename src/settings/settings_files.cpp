@@ -59,10 +59,10 @@ QString SettingsFiles::loginFileName()
     return QStringLiteral("C:\\WINDOWS\\system32\\Name.inc");
 }
 
-const std::vector<SettingsFileSpec>& SettingsFiles::index()
+const std::vector<SettingsFileEntry>& SettingsFiles::index()
 {
     using L = LineFormat;
-    static const std::vector<SettingsFileSpec> files = {
+    static const std::vector<SettingsFileEntry> files = {
         {"\\ConsignePW.ini", L::Plain, repeat("50", 6), true},
         {"\\StatusHalogen.ini", L::Plain, repeat("0", 6), true},
         {"\\ParamComx.ini", L::Quoted, repeat("0", 12), true},
@@ -88,7 +88,7 @@ const std::vector<SettingsFileSpec>& SettingsFiles::index()
     return files;
 }
 
-const SettingsFileSpec* SettingsFiles::entry(const QString& name)
+const SettingsFileEntry* SettingsFiles::entry(const QString& name)
 {
     for (const auto& s : index())
         if (s.name == name || s.name == name.trimmed())

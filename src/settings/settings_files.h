@@ -19,7 +19,7 @@ class Clock;
 
 enum class LineFormat { Plain, Quoted, Text };
 
-struct SettingsFileSpec {
+struct SettingsFileEntry {
     QString name;         // as the station names it, with its leading backslash
     LineFormat format;
     QStringList defaults; // the lines written when the file is missing
@@ -56,8 +56,8 @@ public:
     std::optional<Stamp> stamp(const QString& name) const;
 
     // Every settings file, in the order start-up reads or creates them.
-    static const std::vector<SettingsFileSpec>& index();
-    static const SettingsFileSpec* entry(const QString& name);
+    static const std::vector<SettingsFileEntry>& index();
+    static const SettingsFileEntry* entry(const QString& name);
     static QString loginFileName();
 
     // Creates the file with its defaults when it is missing; false if it could not be created.

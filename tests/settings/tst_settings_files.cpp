@@ -47,7 +47,7 @@ private slots:
         QCOMPARE(s.shtAlarmFlags[11], 1);
         QVERIFY(!QFile::exists(dir.filePath("station/Name.inc")));
         QVERIFY(!QFile::exists(dir.filePath("station/Consigne.ini ")));
-        for (const SettingsFileSpec& file : SettingsFiles::index()) // not those written by a form only
+        for (const SettingsFileEntry& file : SettingsFiles::index()) // not those written by a form only
             QVERIFY2(QFile::exists(files.pathOf(file.name)) == file.createdAtStart, qPrintable(file.name));
     }
 
