@@ -23,6 +23,7 @@
 #include <QPushButton>
 #include <QRegularExpression>
 #include <QScreen>
+#include <QSerialPort>
 #include <QSignalSpy>
 #include <QSpinBox>
 #include <QStatusBar>
@@ -100,6 +101,11 @@ private slots:
             QCOMPARE(f.get<QLabel>(le + "Port")->text(), QString("COM%1 - COM0 off").arg(i + 1));
             QCOMPARE(colours::background(f.get<QLabel>(le + "Status")), colours::idle());
         }
+        // Timers and ports are found by name from the main window too.
+        for (const char* name : {"Timer1", "Timer8", "Timer12", "Timer21", "Timer26", "Timer44", "Timer57", "Timer62"})
+            QVERIFY2(f.window->findChild<QTimer*>(name), name);
+        for (int k = 1; k <= 6; ++k)
+            QVERIFY(f.window->findChild<QSerialPort*>(QString("MSComm%1").arg(k)));
 
         // The event and discovery lists; the event list alone is erased. The engine choice.
         f.station->appendEvent("one");

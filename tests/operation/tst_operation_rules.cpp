@@ -112,6 +112,7 @@ private slots:
         QSignalSpy status(&rest, &RestCountdown::engineStatus);
         rest.begin(4);
         QVERIFY(rest.timer(4)->isActive());
+        QCOMPARE(rest.timer(4)->objectName(), QString("Timer39"));
         for (int i = 0; i < 18; ++i)
             rest.tick(4);
         QCOMPARE(status.last(), (QVariantList{4, "Rest 42 sec."}));
