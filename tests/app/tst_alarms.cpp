@@ -285,6 +285,7 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(rig.window->statusBar()->currentMessage(), QString("No reply from any light engine"), kWaitMs);
         auto* box = qobject_cast<BoiteDialogue*>(rig.window->lossBox());
         QVERIFY(box && box->isVisible() && !box->isModal());
+        QCOMPARE(box->objectName(), QString("BoiteDialogue"));
         QCOMPARE(rig.window->findChildren<BoiteDialogue*>().size(), 1);
         const QStringList lines = box->lines();
         QCOMPARE(lines.size(), 8);

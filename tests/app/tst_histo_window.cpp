@@ -195,6 +195,7 @@ private slots:
         f.answer(true);
         QPrintDialog* dialog = f.window->printDialog();
         QVERIFY(dialog);
+        QCOMPARE(dialog->objectName(), QString("PrintHisto"));
         QVERIFY(dialog->isVisible()); // opened without a nested event loop
         QVERIFY(!QFile::exists(pdf));
         dialog->accept();

@@ -88,6 +88,7 @@ private slots:
     {
         WindowRig f;
         QVERIFY(f.open(false));
+        QCOMPARE(f.window->objectName(), QString("Log"));
         // The documented 860 x 728 where the screen's free area has room, within it where not.
         const QSize free = f.window->screen()->availableGeometry().size();
         QVERIFY(f.window->width() <= free.width() && f.window->height() <= free.height());
