@@ -19,7 +19,6 @@ class QTimer;
 
 namespace tarvek {
 
-
 // The measured columns, in file order; each is written only when ticked.
 enum class LoggerColumn { Lpc, Lfc, Vis, Ir, Rh, Los, Sht, Mat };
 inline constexpr int kLoggerColumns = 8;
