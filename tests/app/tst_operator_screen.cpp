@@ -52,10 +52,6 @@ private slots:
         rig.setOptions(false, true); // service mode shows its marker in the top bar
         for (int n = 1; n <= 6; ++n)
             QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kWaitMs);
-        // Sized as the station sizes it, the window and its frame fit the screen it is on.
-        w->fitToScreen(Station::kFormWidthTwips, Station::kFormHeightTwips);
-        QCoreApplication::processEvents();
-        QVERIFY(w->screen()->availableGeometry().contains(QRect(QPoint(), w->frameGeometry().size())));
         auto* scroll = rig.get<QScrollArea>("EngineScroll");
         const QList<QSize> screens{{1366, 768 - 30 - 48}, {1280, 800 - 30 - 48}, {1280, 720 - 30 - 48},
                                    {1366 * 2 / 3, (768 - 48 - 45) * 2 / 3}};
@@ -137,6 +133,11 @@ private slots:
         QTest::keyClick(w, Qt::Key_F10);
         QTRY_VERIFY_WITH_TIMEOUT(w->findChild<QWidget*>("AlarmSummary") && w->findChild<QWidget*>("AlarmSummary")->isVisible(),
                                  kWaitMs);
+        // Last, so that it changes no size the steps above ask for: sized as the station sizes it,
+        // the window and its frame fit the screen it is on.
+        w->fitToScreen(Station::kFormWidthTwips, Station::kFormHeightTwips);
+        QCoreApplication::processEvents();
+        QVERIFY(w->screen()->availableGeometry().contains(QRect(QPoint(), w->frameGeometry().size())));
     }
 
     // Log Out is one step; an idle user mode logs itself out once service mode asks for it.
