@@ -120,6 +120,17 @@ HistorianStore::Result HistorianStore::open()
 
 HistorianStore::Result HistorianStore::tryOpen()
 {
+    // A file that cannot be written is not opened: SQLite would open it for reading and create
+    // the write-ahead log and its index beside it with the same permissions, and those would keep
+    // it read-only after its own permissions are mended.
+    readOnlyPath_ = path_;
+    for (const QString& p : {path_, path_ + QStringLiteral("-wal"), path_ + QStringLiteral("-shm")}) {
+        if (const QFileInfo f(p); f.exists() && !f.isWritable()) {
+            readOnlyPath_ = p;
+            error_ = QStringLiteral("%1 cannot be written").arg(p);
+            return Result::ReadOnly;
+        }
+    }
     if (!openFile(QString(), path_))
         return classifyOpen(lastError_);
     const Result r = prepare();

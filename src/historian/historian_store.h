@@ -63,6 +63,8 @@ public:
     HistorianStore& operator=(const HistorianStore&) = delete;
 
     QString path() const { return path_; }
+    // After ReadOnly: the file that cannot be written (the history, or its log or index beside it).
+    QString readOnlyPath() const { return readOnlyPath_; }
     // Opens the file for writing, creating it when missing. Only a file that SQLite finds damaged
     // or not a database, or an SQLite file of another program, is renamed to
     // "Historian.sqlite.bad-yyyyMMdd-hhmmss" and a new one started (movedAside() then names it);
@@ -122,6 +124,7 @@ private:
     qint64 fileBytes() const;
 
     QString path_;
+    QString readOnlyPath_;
     QString connection_;
     QString movedAside_;
     QString error_;

@@ -144,7 +144,8 @@ QString HistorianWriter::waitText(HistorianStore::Result why) const
     case R::Full:
         return QStringLiteral("Historian: the disk is full; %1.").arg(waits);
     case R::ReadOnly:
-        return QStringLiteral("Historian: %1 is read-only; it is left as it is and %2.").arg(file, waits);
+        return QStringLiteral("Historian: %1 is read-only; it is left as it is and %2.")
+            .arg(QDir::toNativeSeparators(store_.readOnlyPath()), waits);
     case R::Locked:
         return QStringLiteral("Historian: %1 is locked by another program; %2.").arg(file, waits);
     case R::Newer:

@@ -415,26 +415,37 @@ private slots:
     }
 
     // A healthy file that cannot be written is told as such and left alone, retried at a bounded
-    // rate (nothing new beside it), and taken again once it can be written.
+    // rate (nothing new beside it), and taken again once it can be written. So is a file whose
+    // index beside it cannot be written, left so by a station that opened the file read-only.
+    void readOnlyFileIsLeftWhereItIs_data()
+    {
+        QTest::addColumn<QString>("locked");
+        QTest::newRow("history") << QString();
+        QTest::newRow("its index") << QStringLiteral("-shm");
+    }
+
     void readOnlyFileIsLeftWhereItIs()
     {
+        QFETCH(QString, locked);
         QTemporaryDir dir;
         const QString path = dir.filePath(HistorianStore::fileName());
         fillSome(path, 3);
-        ReadOnlyFile locked(path);
+        if (!locked.isEmpty())
+            test::writeBytes(path + locked, {});
+        ReadOnlyFile lock(path + locked);
         ManualClock clock;
         Station station(dir.path(), QString(), clock);
         Historian historian(station);
         QSignalSpy notices(&historian, &Historian::notice);
         historian.sample();
         QTRY_COMPARE_WITH_TIMEOUT(notices.count(), 1, 10'000);
-        QVERIFY2(notices.at(0).at(0).toString().contains("Historian.sqlite is read-only; it is left as it is"),
+        QVERIFY2(notices.at(0).at(0).toString().contains(HistorianStore::fileName() + locked + " is read-only; it is left as it is"),
                  qPrintable(notices.at(0).at(0).toString()));
         const QStringList files = QDir(dir.path()).entryList(QDir::Files);
         QTest::qWait(HistorianWriter::kRetrySeconds * 1000 + 1500); // one retry at least
         QCOMPARE(noticesOf(notices).size(), 1);
         QCOMPARE(QDir(dir.path()).entryList(QDir::Files), files);
-        locked.release();
+        lock.release();
         QTRY_COMPARE_WITH_TIMEOUT(notices.count(), 2, 3 * HistorianWriter::kRetrySeconds * 1000);
         QCOMPARE(notices.at(1).at(0).toString(), "Historian: recording again; nothing was lost.");
         historian.waitForWriter();
