@@ -1,4 +1,5 @@
 #include "test_registry.h"
+#include "test_support.h"
 
 #include <QApplication>
 #include <QTest>
@@ -14,6 +15,7 @@ std::vector<Factory>& registry()
 // Runs every registered test class; the exit code counts the classes that failed.
 int main(int argc, char** argv)
 {
+    tarvek::test::allowMountsWithoutRoot();
     // A crashing test must fail at once: the stack dump forks inside the signal handler and can
     // deadlock on the allocator's lock, leaving the test hanging until its time-out.
     if (qEnvironmentVariableIsEmpty("QTEST_DISABLE_STACK_DUMP"))

@@ -13,8 +13,13 @@ int pdfPageCount(const QString& path);
 
 namespace tarvek::test {
 
-// A small tmpfs mounted for the test's life, to be filled up. Mounting needs root (CI runs as
-// root); elsewhere ok() is false and why() says so.
+// Lets a test process that does not run as root mount FullDisk's tmpfs: it moves into a user and
+// mount namespace of its own, as the same user, keeping no right but the one to mount. Call it
+// first in main, while the process has one thread. Where the kernel refuses, nothing changes.
+void allowMountsWithoutRoot();
+
+// A small tmpfs mounted for the test's life, to be filled up. Mounting needs root, or
+// allowMountsWithoutRoot(); without either, ok() is false and why() says so.
 class FullDisk {
 public:
     FullDisk();
