@@ -5,12 +5,14 @@
 // the wire (the reply's last byte leaving the simulator to the frame arriving there), the CPU share
 // of one core, the peak resident memory and the wake-ups per engine cycle; then the ratios, which
 // hold on a busy machine where the absolute times do not, and the late frames of each and the
-// bursts they came in. `frame_cycle --help` lists the options.
+// bursts they came in. With --rounds N the pair runs N times in turn, and the medians follow.
+// `frame_cycle --help` lists the options.
 //
 // It builds nothing and needs nothing running: it starts its own simulator, a Mosquitto on a free
 // loopback port for the plant publishing, and the CPU hogs of --load, and ends them all. It exits
 // non-zero only when something could not be set up, never because of a figure.
 #include "bare_answer.h"
+#include "cycle_figures.h"
 #include "common/termination_signals.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
@@ -41,109 +43,9 @@
 #include <vector>
 
 using namespace tarvek;
+using namespace tarvek::bench;
 
 namespace {
-// What the bench watches of one program while it serves the engines.
-struct Row {
-    QString name;
-    double cyclesPerSecond = 0;
-    double ofLimit = 0;
-    double minEngineOfLimit = 0;
-    double median = 0, p99 = 0, max = 0;
-    double cpuPercent = 0;
-    double peakMb = 0;
-    double wakeupsPerCycle = 0;
-    std::size_t frames = 0;
-    std::vector<double> simulatorShare; // the frame's line time, then the whole next reply
-    // Frames more than kLateMs over the median, and the bursts they came in: frames of several
-    // engines late together were held up by something they share (the machine), not by one link.
-    std::size_t lateFrames = 0;
-    int lateBursts = 0;
-    int widestBurst = 0; // engines late in the widest burst
-};
-
-constexpr double kLateMs = 1.0;
-constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together are one burst
-
-struct EngineFigures {
-    QElapsedTimer sinceReply;
-    bool replyOut = false;
-    std::vector<double> turnaroundMs;
-    std::vector<qint64> frameAtNs; // when each of those frames arrived
-    std::vector<double> frameToReplyMs; // the frame's line time, then the whole next reply
-    QElapsedTimer sinceFrame;
-    int cycles = 0;
-    // The first and the last frame of the window: the rate is taken between them, so it is not
-    // off by the part of a cycle the window cut at either end (a whole cycle is 0.4 % of 30 s).
-    qint64 firstFrameNs = 0;
-    qint64 lastFrameNs = 0;
-    double rate() const
-    {
-        return cycles > 1 && lastFrameNs > firstFrameNs ? (cycles - 1) * 1e9 / static_cast<double>(lastFrameNs - firstFrameNs) : 0.0;
-    }
-};
-
-// The time each thread has run, in nanoseconds, by thread id. The scheduler keeps it to the
-// nanosecond; utime and stime in /proc/<pid>/stat are counted in clock ticks by sampling, which
-// over half a minute of a program that runs in bursts of microseconds is off by a tenth or more.
-using ThreadTimes = std::map<QString, qint64>;
-ThreadTimes threadTimes(qint64 pid)
-{
-    ThreadTimes times;
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    for (const QString& tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile f(tasks.filePath(tid + QStringLiteral("/schedstat")));
-        if (f.open(QIODevice::ReadOnly))
-            times[tid] = f.readAll().split(' ').value(0).toLongLong();
-    }
-    return times;
-}
-
-// CPU seconds run between two looks; a thread that ended in between is not counted.
-double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after)
-{
-    qint64 ns = 0;
-    for (const auto& [tid, t] : after) {
-        const auto was = before.find(tid);
-        ns += t - (was == before.end() ? 0 : was->second);
-    }
-    return static_cast<double>(ns) / 1e9;
-}
-
-long statusField(const QString& statusFile, const QByteArray& name)
-{
-    QFile f(statusFile);
-    if (!f.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray& line : f.readAll().split('\n'))
-        if (line.startsWith(name + ':'))
-            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
-    return 0;
-}
-
-// Each time a thread sleeps and is woken again costs a poll and a switch: counted over all threads.
-long wakeups(qint64 pid)
-{
-    long sum = 0;
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    for (const QString& t : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
-        sum += statusField(tasks.filePath(t + "/status"), "voluntary_ctxt_switches");
-    return sum;
-}
-
-double percentile(std::vector<double> v, double p)
-{
-    if (v.empty())
-        return 0;
-    std::sort(v.begin(), v.end());
-    const auto i = static_cast<std::size_t>(p * static_cast<double>(v.size() - 1) + 0.5);
-    return v[std::min(i, v.size() - 1)];
-}
-
-double mean(const std::vector<double>& v)
-{
-    return v.empty() ? 0.0 : std::accumulate(v.begin(), v.end(), 0.0) / static_cast<double>(v.size());
-}
 
 void writeLines(const QString& path, const QStringList& lines)
 {
@@ -205,33 +107,6 @@ void stopProcess(QProcess& p)
     }
 }
 
-// Counts the frames late by more than kLateMs over the median and groups them into bursts.
-void countLate(Row& r, const std::array<EngineFigures, 6>& figures)
-{
-    std::vector<std::pair<qint64, int>> late; // arrival, engine index
-    for (std::size_t e = 0; e < figures.size(); ++e)
-        for (std::size_t i = 0; i < figures[e].turnaroundMs.size(); ++i)
-            if (figures[e].turnaroundMs[i] > r.median + kLateMs)
-                late.emplace_back(figures[e].frameAtNs[i], static_cast<int>(e));
-    std::sort(late.begin(), late.end());
-    r.lateFrames = late.size();
-    unsigned engines = 0;
-    for (std::size_t i = 0; i < late.size(); ++i) {
-        if (i == 0 || late[i].first - late[i - 1].first > kBurstGapNs) {
-            ++r.lateBursts;
-            engines = 0;
-        }
-        engines |= 1u << late[i].second;
-        r.widestBurst = std::max(r.widestBurst, std::popcount(engines));
-    }
-}
-
-void printRow(const Row& r)
-{
-    std::printf("%-12s %9.3f %8.2f%% %8.2f%% %9.2f %8.2f %8.2f %8.2f %8.1f %9.2f\n", qPrintable(r.name), r.cyclesPerSecond,
-                100.0 * r.ofLimit, 100.0 * r.minEngineOfLimit, r.median, r.p99, r.max, r.cpuPercent, r.peakMb,
-                r.wakeupsPerCycle);
-}
 } // namespace
 
 int main(int argc, char** argv)
@@ -264,12 +139,16 @@ int main(int argc, char** argv)
                                        "Shift engine n by (n-1)/6 of a cycle during the warm-up, so that no two replies end "
                                        "together (the six start in step, where one wake serves several).");
     const QCommandLineOption screen("screen", "Size of the offscreen screen (default 1366x768).", "WxH", "1366x768");
+    const QCommandLineOption rounds("rounds",
+                                    "Run the pair N times, bare answer and station in turn, and print the medians "
+                                    "too: the machine's drift reaches both sides of a round alike (default 1).",
+                                    "N", "1");
     QCommandLineOption bare("bare-answer", "(internal) serve the devices given as a bare answer.");
     bare.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption hog("hog", "(internal) spin.");
     hog.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({seconds, warmup, load, station, noBare, graphs, noGraphs, loggerMs, noLogger, noHistorian,
-                       noRecorder, plantBroker, noPlant, outOfStep, screen, bare, hog});
+                       noRecorder, plantBroker, noPlant, outOfStep, screen, rounds, bare, hog});
     parser.process(app);
 
     if (parser.isSet(hog)) {
@@ -286,6 +165,7 @@ int main(int argc, char** argv)
 
     const int measured = std::max(1, parser.value(seconds).toInt());
     const int warm = std::max(1, parser.value(warmup).toInt());
+    const int roundCount = std::max(1, parser.value(rounds).toInt());
     const QStringList screenSize = parser.value(screen).split(QLatin1Char('x'));
     if (screenSize.size() != 2 || screenSize[0].toInt() <= 0 || screenSize[1].toInt() <= 0) {
         std::fprintf(stderr, "--screen: WIDTHxHEIGHT, e.g. 1366x768\n");
@@ -294,8 +174,11 @@ int main(int argc, char** argv)
 
     QTemporaryDir dir(QDir::tempPath() + "/frame_cycle-XXXXXX");
     const QString ports = dir.filePath("ports");
-    const QString folder = dir.filePath("station");
-    QDir().mkpath(folder);
+    // Each round's station starts in a folder of its own, as the first did: the same settings, no
+    // history, no recordings.
+    QString folder;
+    const QString settings = dir.filePath("settings");
+    QDir().mkpath(settings);
     QStringList comx, devices;
     std::vector<QString> links;
     for (int n = 1; n <= 6; ++n) {
@@ -305,8 +188,8 @@ int main(int argc, char** argv)
     }
     for (int n = 7; n <= 14; ++n)
         devices << QString();
-    writeLines(folder + "/ParamComx.ini", comx);
-    writeLines(folder + "/ComDevices.ini", devices);
+    writeLines(settings + "/ParamComx.ini", comx);
+    writeLines(settings + "/ComDevices.ini", devices);
     {
         // The software settings: lines 19..24 say whether each engine's curve is drawn.
         QStringList software;
@@ -315,7 +198,7 @@ int main(int argc, char** argv)
         for (int n = 1; n <= 6; ++n)
             software << (parser.isSet(noGraphs) ? QStringLiteral("0") : QStringLiteral("1"));
         software << QStringLiteral("0") << QStringLiteral("0") << QStringLiteral("1") << QStringLiteral("30");
-        writeLines(folder + "/ParamLogStart.ini", software);
+        writeLines(settings + "/ParamLogStart.ini", software);
     }
 
     // Whatever ends the bench ends what it started: the destructors below run on the way out.
@@ -383,7 +266,8 @@ int main(int argc, char** argv)
     const double limitMs = 160 * charMs + 30 + 34 * charMs;
     const bool logger = !parser.isSet(noLogger);
     const QString loggerInterval = parser.value(loggerMs);
-    std::printf("frame_cycle: six paced simulated engines, %d s measured after %d s of warm-up, each run\n", measured, warm);
+    std::printf("frame_cycle: six paced simulated engines, %d s measured after %d s of warm-up, each run; %d round%s\n",
+                measured, warm, roundCount, roundCount > 1 ? "s" : "");
     std::printf("station with: trend graphs %s; data logger %s; historian %s; recorder %s; plant publishing %s\n",
                 parser.isSet(noGraphs) ? "hidden" : qPrintable("on its page at " + parser.value(graphs) + " ms a pixel"),
                 logger ? qPrintable("on all six engines, a row each " + loggerInterval + " ms") : "off",
@@ -455,6 +339,11 @@ int main(int argc, char** argv)
 
     QProcess bareProcess;
     QProcess stationProcess;
+    int round = 0;
+    std::function<void()> runRound;
+    const auto roundName = [&](const char* name) {
+        return roundCount > 1 ? QStringLiteral("%1 %2").arg(QLatin1String(name)).arg(round + 1) : QString::fromLatin1(name);
+    };
     const auto runStation = [&] {
         auto env = QProcessEnvironment::systemEnvironment();
         // The station lays its window out for the screen it finds; the offscreen platform's own is 800x600.
@@ -466,6 +355,10 @@ int main(int argc, char** argv)
         env.insert("QT_QPA_PLATFORM", QStringLiteral("offscreen:configfile=") + screenFile);
         stationProcess.setProcessEnvironment(env);
         stationProcess.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        folder = dir.filePath(QStringLiteral("station-%1").arg(round + 1));
+        QDir().mkpath(folder);
+        for (const QString& file : QDir(settings).entryList(QDir::Files))
+            QFile::copy(settings + "/" + file, folder + "/" + file);
         QStringList args{"--folder", folder, "--link-stats", "--quit-after", QString::number(measured + warm + 2)};
         if (!parser.isSet(noGraphs))
             args << "--time-scale" << parser.value(graphs) << "--show-graphs";
@@ -483,28 +376,35 @@ int main(int argc, char** argv)
             app.exit(1);
             return;
         }
-        measure("station", stationProcess, [&] {
+        measure(roundName("station"), stationProcess, [&] {
             stationProcess.waitForFinished(15000);
             stationReport = stationProcess.readAllStandardOutput();
-            app.quit();
+            if (++round < roundCount)
+                runRound();
+            else
+                app.quit();
         });
     };
-    if (parser.isSet(noBare)) {
-        runStation();
-    } else {
+    runRound = [&] {
+        if (parser.isSet(noBare)) {
+            runStation();
+            return;
+        }
         QStringList args{"--bare-answer"};
         for (const QString& l : links)
             args << l;
         bareProcess.start(app.applicationFilePath(), args);
         if (!bareProcess.waitForStarted(5000)) {
             std::fprintf(stderr, "could not start the bare answer\n");
-            return 1;
+            app.exit(1);
+            return;
         }
-        measure("bare answer", bareProcess, [&] {
+        measure(roundName("bare answer"), bareProcess, [&] {
             stopProcess(bareProcess);
             runStation();
         });
-    }
+    };
+    runRound();
     const int status = app.exec();
     stopProcess(bareProcess);
     stopProcess(stationProcess);
@@ -514,16 +414,27 @@ int main(int argc, char** argv)
     if (status != 0 || rows.empty())
         return status != 0 ? status : 1;
 
-    std::printf("\n%-12s %9s %9s %9s %9s %8s %8s %8s %8s %9s\n", "", "cycles/s", "of limit", "worst LE", "median ms",
+    std::printf("\n%-14s %9s %9s %9s %9s %8s %8s %8s %8s %9s\n", "", "cycles/s", "of limit", "worst LE", "median ms",
                 "p99 ms", "max ms", "CPU %", "peak MB", "wake/cyc");
     for (const Row& r : rows)
         printRow(r);
-    if (rows.size() == 2) {
-        const Row& b = rows[0];
-        const Row& s = rows[1];
-        std::printf("station / bare: cycle rate %.4f; turnaround p99 %+.2f ms, max %+.2f ms, median %+.2f ms\n",
-                    b.cyclesPerSecond > 0 ? s.cyclesPerSecond / b.cyclesPerSecond : 0.0, s.p99 - b.p99, s.max - b.max,
-                    s.median - b.median);
+    std::vector<const Row*> bares, stations;
+    for (const Row& r : rows)
+        (r.name.startsWith(QLatin1String("bare")) ? bares : stations).push_back(&r);
+    std::vector<Against> pairs;
+    for (std::size_t i = 0; i < bares.size() && i < stations.size(); ++i)
+        pairs.emplace_back(*bares[i], *stations[i]);
+    for (std::size_t i = 0; i < pairs.size(); ++i)
+        pairs[i].print(roundCount > 1 ? qPrintable(QStringLiteral(" %1").arg(i + 1)) : "");
+    if (roundCount > 1) {
+        // The medians, and the median of the rounds' own ratios: the fairer figure when the machine
+        // drifts, since both sides of one round ran within a minute of each other.
+        std::printf("\nmedians of %d rounds:\n", roundCount);
+        if (!bares.empty())
+            printRow(medianRow(bares, QStringLiteral("bare answer")));
+        printRow(medianRow(stations, QStringLiteral("station")));
+        if (!pairs.empty())
+            medianOf(pairs).print(", the median of the rounds'");
     }
     for (const Row& r : rows)
         std::printf("late frames with the %s (over its median + %.0f ms): %zu, in %d bursts; the widest held up %d engines at once\n",
@@ -535,6 +446,8 @@ int main(int argc, char** argv)
                     qPrintable(r.name), mean(r.simulatorShare), percentile(r.simulatorShare, 0.5),
                     percentile(r.simulatorShare, 0.99), 34 * charMs + 159 * charMs);
     // The station's own view: from a whole reply in its buffer to the frame's write.
+    if (roundCount > 1)
+        std::printf("the last round's station:\n");
     std::printf("%s", stationReport.constData());
     if (!parser.isSet(noRecorder)) {
         qint64 bytes = 0;

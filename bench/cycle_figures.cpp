@@ -1,0 +1,151 @@
+#include "cycle_figures.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <algorithm>
+#include <cstdio>
+#include <numeric>
+
+namespace tarvek::bench {
+
+// The time each thread has run, in nanoseconds, by thread id. The scheduler keeps it to the
+// nanosecond; utime and stime in /proc/<pid>/stat are counted in clock ticks by sampling, which
+// over half a minute of a program that runs in bursts of microseconds is off by a tenth or more.
+using ThreadTimes = std::map<QString, qint64>;
+ThreadTimes threadTimes(qint64 pid)
+{
+    ThreadTimes times;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    for (const QString& tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile f(tasks.filePath(tid + QStringLiteral("/schedstat")));
+        if (f.open(QIODevice::ReadOnly))
+            times[tid] = f.readAll().split(' ').value(0).toLongLong();
+    }
+    return times;
+}
+
+// CPU seconds run between two looks; a thread that ended in between is not counted.
+double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after)
+{
+    qint64 ns = 0;
+    for (const auto& [tid, t] : after) {
+        const auto was = before.find(tid);
+        ns += t - (was == before.end() ? 0 : was->second);
+    }
+    return static_cast<double>(ns) / 1e9;
+}
+
+long statusField(const QString& statusFile, const QByteArray& name)
+{
+    QFile f(statusFile);
+    if (!f.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : f.readAll().split('\n'))
+        if (line.startsWith(name + ':'))
+            return line.mid(name.size() + 1).trimmed().split(' ').first().toLong();
+    return 0;
+}
+
+// Each time a thread sleeps and is woken again costs a poll and a switch: counted over all threads.
+long wakeups(qint64 pid)
+{
+    long sum = 0;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    for (const QString& t : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot))
+        sum += statusField(tasks.filePath(t + "/status"), "voluntary_ctxt_switches");
+    return sum;
+}
+
+double percentile(std::vector<double> v, double p)
+{
+    if (v.empty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    const auto i = static_cast<std::size_t>(p * static_cast<double>(v.size() - 1) + 0.5);
+    return v[std::min(i, v.size() - 1)];
+}
+
+double medianOf(std::vector<double> v)
+{
+    if (v.empty())
+        return 0;
+    std::sort(v.begin(), v.end());
+    const std::size_t half = v.size() / 2;
+    return v.size() % 2 ? v[half] : (v[half - 1] + v[half]) / 2;
+}
+
+double mean(const std::vector<double>& v)
+{
+    return v.empty() ? 0.0 : std::accumulate(v.begin(), v.end(), 0.0) / static_cast<double>(v.size());
+}
+
+// Counts the frames late by more than kLateMs over the median and groups them into bursts.
+void countLate(Row& r, const std::array<EngineFigures, 6>& figures)
+{
+    std::vector<std::pair<qint64, int>> late; // arrival, engine index
+    for (std::size_t e = 0; e < figures.size(); ++e)
+        for (std::size_t i = 0; i < figures[e].turnaroundMs.size(); ++i)
+            if (figures[e].turnaroundMs[i] > r.median + kLateMs)
+                late.emplace_back(figures[e].frameAtNs[i], static_cast<int>(e));
+    std::sort(late.begin(), late.end());
+    r.lateFrames = late.size();
+    unsigned engines = 0;
+    for (std::size_t i = 0; i < late.size(); ++i) {
+        if (i == 0 || late[i].first - late[i - 1].first > kBurstGapNs) {
+            ++r.lateBursts;
+            engines = 0;
+        }
+        engines |= 1u << late[i].second;
+        r.widestBurst = std::max(r.widestBurst, std::popcount(engines));
+    }
+}
+
+void printRow(const Row& r)
+{
+    std::printf("%-14s %9.3f %8.2f%% %8.2f%% %9.2f %8.2f %8.2f %8.2f %8.1f %9.2f\n", qPrintable(r.name), r.cyclesPerSecond,
+                100.0 * r.ofLimit, 100.0 * r.minEngineOfLimit, r.median, r.p99, r.max, r.cpuPercent, r.peakMb,
+                r.wakeupsPerCycle);
+}
+// Each figure the median of the rows' (the peak memory their highest).
+Row medianRow(const std::vector<const Row*>& rows, const QString& name)
+{
+    Row m;
+    m.name = name;
+    const auto median = [&rows](double Row::*field) {
+        std::vector<double> v;
+        for (const Row* r : rows)
+            v.push_back(r->*field);
+        return medianOf(v);
+    };
+    m.cyclesPerSecond = median(&Row::cyclesPerSecond);
+    m.ofLimit = median(&Row::ofLimit);
+    m.minEngineOfLimit = median(&Row::minEngineOfLimit);
+    m.median = median(&Row::median);
+    m.p99 = median(&Row::p99);
+    m.max = median(&Row::max);
+    m.cpuPercent = median(&Row::cpuPercent);
+    m.wakeupsPerCycle = median(&Row::wakeupsPerCycle);
+    for (const Row* r : rows)
+        m.peakMb = std::max(m.peakMb, r->peakMb);
+    return m;
+}
+
+void Against::print(const char* what) const
+{
+    std::printf("station / bare%s: cycle rate %.4f; turnaround p99 %+.2f ms, max %+.2f ms, median %+.2f ms; CPU x%.2f\n",
+                what, rate, p99, max, median, cpu);
+}
+
+Against medianOf(const std::vector<Against>& rounds)
+{
+    Against m = rounds.front();
+    for (double Against::*field : {&Against::rate, &Against::p99, &Against::max, &Against::median, &Against::cpu}) {
+        std::vector<double> v;
+        for (const Against& a : rounds)
+            v.push_back(a.*field);
+        m.*field = medianOf(v);
+    }
+    return m;
+}
+} // namespace tarvek::bench

@@ -1,0 +1,94 @@
+#pragma once
+// What the frame cycle bench measures of a program serving the six engines, and how it sums the
+// figures up: rates and turnarounds per engine, CPU and wake-ups from /proc, late-frame bursts,
+// the medians of several rounds and the station's ratios to the bare answer.
+#include <QElapsedTimer>
+#include <QString>
+
+#include <array>
+#include <map>
+#include <vector>
+
+namespace tarvek::bench {
+
+// What the bench watches of one program while it serves the engines.
+struct Row {
+    QString name;
+    double cyclesPerSecond = 0;
+    double ofLimit = 0;
+    double minEngineOfLimit = 0;
+    double median = 0, p99 = 0, max = 0;
+    double cpuPercent = 0;
+    double peakMb = 0;
+    double wakeupsPerCycle = 0;
+    std::size_t frames = 0;
+    std::vector<double> simulatorShare; // the frame's line time, then the whole next reply
+    // Frames more than kLateMs over the median, and the bursts they came in: frames of several
+    // engines late together were held up by something they share (the machine), not by one link.
+    std::size_t lateFrames = 0;
+    int lateBursts = 0;
+    int widestBurst = 0; // engines late in the widest burst
+};
+
+constexpr double kLateMs = 1.0;
+constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together are one burst
+
+struct EngineFigures {
+    QElapsedTimer sinceReply;
+    bool replyOut = false;
+    std::vector<double> turnaroundMs;
+    std::vector<qint64> frameAtNs; // when each of those frames arrived
+    std::vector<double> frameToReplyMs; // the frame's line time, then the whole next reply
+    QElapsedTimer sinceFrame;
+    int cycles = 0;
+    // The first and the last frame of the window: the rate is taken between them, so it is not
+    // off by the part of a cycle the window cut at either end (a whole cycle is 0.4 % of 30 s).
+    qint64 firstFrameNs = 0;
+    qint64 lastFrameNs = 0;
+    double rate() const
+    {
+        return cycles > 1 && lastFrameNs > firstFrameNs ? (cycles - 1) * 1e9 / static_cast<double>(lastFrameNs - firstFrameNs) : 0.0;
+    }
+};
+
+// The time each thread has run, in nanoseconds, by thread id. The scheduler keeps it to the
+// nanosecond; utime and stime in /proc/<pid>/stat are counted in clock ticks by sampling, which
+// over half a minute of a program that runs in bursts of microseconds is off by a tenth or more.
+using ThreadTimes = std::map<QString, qint64>;
+ThreadTimes threadTimes(qint64 pid);
+
+// CPU seconds run between two looks; a thread that ended in between is not counted.
+double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after);
+
+long statusField(const QString& statusFile, const QByteArray& name);
+
+// Each time a thread sleeps and is woken again costs a poll and a switch: counted over all threads.
+long wakeups(qint64 pid);
+
+double percentile(std::vector<double> v, double p);
+// The middle value, or the mean of the two middle ones.
+double medianOf(std::vector<double> v);
+
+double mean(const std::vector<double>& v);
+
+// Counts the frames late by more than kLateMs over the median and groups them into bursts.
+void countLate(Row& r, const std::array<EngineFigures, 6>& figures);
+
+void printRow(const Row& r);
+// Each figure the median of the rows' (the peak memory their highest).
+Row medianRow(const std::vector<const Row*>& rows, const QString& name);
+
+// The station against the bare answer of its own round.
+struct Against {
+    double rate, p99, max, median, cpu;
+    Against(const Row& b, const Row& s)
+        : rate(b.cyclesPerSecond > 0 ? s.cyclesPerSecond / b.cyclesPerSecond : 0.0), p99(s.p99 - b.p99),
+          max(s.max - b.max), median(s.median - b.median), cpu(b.cpuPercent > 0 ? s.cpuPercent / b.cpuPercent : 0.0)
+    {
+    }
+    void print(const char* what) const;
+};
+// The median of each ratio and difference of the rounds.
+Against medianOf(const std::vector<Against>& rounds);
+
+} // namespace tarvek::bench
