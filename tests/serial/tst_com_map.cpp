@@ -3,7 +3,6 @@
 #include "test_registry.h"
 #include "test_support.h"
 
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -29,7 +28,6 @@ private slots:
         QTest::newRow("zero") << "0=/dev/ttyUSB0" << 0 << "";
         QTest::newRow("too high") << "15=/dev/ttyUSB0" << 0 << "";
         QTest::newRow("three digits") << "100=/dev/ttyUSB0" << 0 << "";
-        QTest::newRow("empty") << "" << 0 << "";
     }
     void overridesAreCheckedWhole()
     {
@@ -42,27 +40,9 @@ private slots:
             QCOMPARE(map.deviceFor(n), n == com ? device : ComMap::defaultDevice(n));
     }
 
-    void defaultsAndAListReportingItsBadEntries()
-    {
-        ComMap map;
-        // The platform's own ports by default, COM1 to COM14 and no others.
-#ifdef Q_OS_WIN
-        QCOMPARE((QStringList{map.deviceFor(1), map.deviceFor(14)}), (QStringList{"COM1", "COM14"}));
-#else
-        QCOMPARE((QStringList{map.deviceFor(1), map.deviceFor(14)}), (QStringList{"/dev/ttyS0", "/dev/ttyS13"}));
-#endif
-        QCOMPARE(map.deviceFor(0), QString());
-        QCOMPARE(map.deviceFor(15), QString());
-        const QStringList bad = map.applyOverrides({"1=/dev/a", "nonsense", "2=/dev/b", "20=/dev/c"});
-        QCOMPARE(bad, QStringList({"nonsense", "20=/dev/c"}));
-        QCOMPARE(map.deviceFor(1), "/dev/a");
-        QCOMPARE(map.deviceFor(2), "/dev/b");
-        map.clearOverrides();
-        QCOMPARE(map.deviceFor(1), ComMap::defaultDevice(1));
-    }
-
-    // A missing file is created empty; a file names devices line by line, the command line wins,
-    // and a saved file reads back without the command line's devices.
+    // A missing file is created empty and COM1 to COM14, no others, are the platform's own ports; a
+    // file names devices line by line, the command line wins (its bad entries are given back), and
+    // a saved file reads back without the command line's devices.
     void theFileOfDevices()
     {
         QTemporaryDir dir;
@@ -71,11 +51,12 @@ private slots:
         ComMap map;
         map.load(files);
         QCOMPARE(test::readBytes(dir.filePath("ComDevices.ini")), QByteArray("\r\n").repeated(14));
-        QCOMPARE(map.deviceFor(14), ComMap::defaultDevice(14));
-        QVERIFY(!SettingsFiles::entry(ComMap::fileName())); // a file of its own, not an old one
+        QCOMPARE((QStringList{map.deviceFor(1), map.deviceFor(14)}), (QStringList{"/dev/ttyS0", "/dev/ttyS13"}));
+        QCOMPARE(map.deviceFor(0), QString());
+        QCOMPARE(map.deviceFor(15), QString());
 
         test::writeBytes(path, "/dev/ttyUSB0\r\n\r\n  sim/COM3  \n\"/dev/quoted\"\r\n/dev/tty\x01S5\r\n");
-        map.applyOverride("3=/dev/ttyACM0");
+        QCOMPARE(map.applyOverrides({"3=/dev/ttyACM0", "nonsense", "20=/dev/c"}), QStringList({"nonsense", "20=/dev/c"}));
         // A line no device could be named by is told, naming it, and leaves its port with no device;
         // the file is not read as defaults, which would open other devices.
         QCOMPARE(map.load(files), QStringList{"ComDevices.ini line 5: \"/dev/tty\x01S5\" is no device name; COM5 stays off"});
@@ -107,6 +88,8 @@ private slots:
         QCOMPARE(back.deviceFor(2), "/dev/ttyUSB1");
         QCOMPARE(back.deviceFor(14), "/dev/ttyUSB9");
         QCOMPARE(back.deviceFor(3), "sim/COM3");
+        map.clearOverrides();
+        QCOMPARE(map.deviceFor(3), "sim/COM3");
     }
 };
 
