@@ -19,27 +19,19 @@ using tarvek::test::writeBytes;
 class SettingsFilesTest : public QObject {
     Q_OBJECT
 private slots:
-    void everyFileIsCreatedWithItsDefaultBytes_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("ConsignePW") << "\\ConsignePW.ini" << QByteArray("50\r\n50\r\n50\r\n50\r\n50\r\n50\r\n");
-        QTest::newRow("ParamComx") << "\\ParamComx.ini" << QByteArray("\"0\"\r\n").repeated(12);
-        QTest::newRow("Histo") << "\\Histo.txt" << QByteArray();
-        QTest::newRow("login") << SettingsFiles::loginFileName() << QByteArray("\"harvests\"\r\n\"dolphin\"\r\n");
-    }
     // A fresh folder: every file gets its defaults (the log-in file where it was told to live),
     // and they are read. One file of each line format, and the log-in file.
     void everyFileIsCreatedWithItsDefaultBytes()
     {
-        QFETCH(QString, name);
-        QFETCH(QByteArray, bytes);
         QTemporaryDir dir;
         SettingsFiles files(dir.filePath("station"), dir.filePath("secret/Name.inc"));
         StationSettings s;
         s.powerSetPoints.fill(0);
         s.loadAll(files);
-        QCOMPARE(readBytes(files.pathOf(name)), bytes);
+        QCOMPARE(readBytes(files.pathOf("\\ConsignePW.ini")), QByteArray("50\r\n").repeated(6));
+        QCOMPARE(readBytes(files.pathOf("\\ParamComx.ini")), QByteArray("\"0\"\r\n").repeated(12));
+        QCOMPARE(readBytes(files.pathOf("\\Histo.txt")), QByteArray());
+        QCOMPARE(readBytes(files.pathOf(SettingsFiles::loginFileName())), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
         // Read, not the values held before: these differ from the files' defaults.
         QCOMPARE(s.powerSetPoints[5], 50);
         QCOMPARE(s.coefficients[16], 4);
@@ -51,25 +43,10 @@ private slots:
             QVERIFY2(QFile::exists(files.pathOf(file.name)) == file.createdAtStart, qPrintable(file.name));
     }
 
-    // Blanks, quotes, LF-only ends and decimals are read; a line that is not a number keeps the
+    // Writers replace the whole file. A short file read back keeps the values it does not hold;
+    // blanks, quotes, LF-only ends and decimals are read, and a line that is not a number keeps the
     // value held and is named.
-    void lenientReading()
-    {
-        QTemporaryDir dir;
-        SettingsFiles files(dir.path());
-        QSignalSpy malformed(&files, &SettingsFiles::malformedValue);
-        writeBytes(files.pathOf("\\ConsignePW.ini"), " 60\n\"70\"\r\n  80 \n3a\n 2.6 \n\"\"\n");
-        StationSettings s;
-        files.readNumbers("\\ConsignePW.ini", s.powerSetPoints);
-        QCOMPARE(s.powerSetPoints, (std::array<int, 6>{60, 70, 80, 50, 3, 50}));
-        QCOMPARE(malformed.count(), 2);
-        QCOMPARE(malformed.at(0).at(1).toInt(), 4);
-        QCOMPARE(malformed.at(0).at(2).toString(), QString("3a"));
-        QCOMPARE(malformed.at(1).at(1).toInt(), 6);
-    }
-
-    // Writers replace the whole file; a short file read back keeps the values it does not hold.
-    void writersReplaceTheWholeFileAndShortFilesKeepTheRest()
+    void writersReplaceTheWholeFileAndReadersAreLenient()
     {
         QTemporaryDir dir;
         SettingsFiles files(dir.path());
@@ -94,6 +71,15 @@ private slots:
         QCOMPARE(s.portNumbers[1], QString("5"));
         QCOMPARE(s.portEnabled[1], QString("0"));
         QCOMPARE(s.portNumbers[5], QString("15"));
+
+        QSignalSpy malformed(&files, &SettingsFiles::malformedValue);
+        writeBytes(files.pathOf("\\ConsignePW.ini"), " 60\n\"70\"\r\n  80 \n3a\n 2.6 \n\"\"\n");
+        files.readNumbers("\\ConsignePW.ini", s.powerSetPoints);
+        QCOMPARE(s.powerSetPoints, (std::array<int, 6>{60, 70, 80, 50, 3, 50}));
+        QCOMPARE(malformed.count(), 2);
+        QCOMPARE(malformed.at(0).at(1).toInt(), 4);
+        QCOMPARE(malformed.at(0).at(2).toString(), QString("3a"));
+        QCOMPARE(malformed.at(1).at(1).toInt(), 6);
     }
 
     // Each fault reaches the operator once, naming the file, however often the file is used; the
