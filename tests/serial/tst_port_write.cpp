@@ -47,8 +47,7 @@ class PortWriteTest : public QObject {
     Q_OBJECT
 private slots:
     // A device that has no room takes the frames later, whole and in order, also when it has room
-    // again before the port has written what waited; a device gone is
-    // reported by the port.
+    // again before the port has written what waited; a device gone is reported by the port.
     void framesWaitForRoomAndFaultsAreReported()
     {
         Cable cable;
@@ -59,12 +58,11 @@ private slots:
         writeFrame(port, a);
         QCOMPARE(cable.drain(), a);
 
-        // The far end stops reading: fill the line until it takes nothing more.
+        // The far end stops reading. The kernel moves what was written on to the far end's buffer a
+        // moment later, which makes room again, and a write larger than the room takes nothing: the
+        // line is full once a single byte, after a pause, finds no room.
         qsizetype filled = 0;
         const QByteArray filler(1024, '.');
-        // The kernel moves what was written on to the far end's buffer a moment later, which
-        // makes room again, and a write larger than the room takes nothing: the line is full once
-        // a single byte, after a pause, finds no room.
         for (bool tookSome = true; tookSome;) {
             tookSome = false;
             for (const qsizetype size : {filler.size(), qsizetype(1)})
