@@ -78,18 +78,7 @@ std::unique_ptr<QSerialPort> openPort(const QString& path)
     return port;
 }
 
-QString programPath()
-{
-    return QStringLiteral(TARVEK_BINARY_DIR "/src/sim/program/fadec-sim");
-}
-
-SimulatorOptions optionsIn(const QTemporaryDir& dir, int engines)
-{
-    SimulatorOptions options;
-    options.engines = engines;
-    options.directory = dir.path();
-    return options;
-}
+constexpr char kProgram[] = TARVEK_BINARY_DIR "/src/sim/program/fadec-sim";
 } // namespace
 
 class SimLinkTest : public QObject {
@@ -136,70 +125,44 @@ private slots:
     }
 
     // The commands themselves are answered in the station's cases that give them; here a command
-    // the simulator cannot carry out is refused, and a blank line is no command.
-    void commandsAreAnswered_data()
-    {
-        QTest::addColumn<QString>("line");
-        QTest::addColumn<QString>("answer");
-        QTest::newRow("fault out of range") << "fault 1 21" << "error:";
-        QTest::newRow("no such engine") << "fault 3 1" << "error:";
-        QTest::newRow("unknown") << "launch 1" << "error: unknown command";
-        QTest::newRow("blank") << "   " << "";
-    }
-    void commandsAreAnswered()
-    {
-        QFETCH(QString, line);
-        QFETCH(QString, answer);
-        QTemporaryDir dir;
-        Simulator simulator(optionsIn(dir, 2));
-        const QString got = simulator.execute(line);
-        if (answer.isEmpty())
-            QVERIFY2(got.isEmpty(), qPrintable(got));
-        else
-            QVERIFY2(got.startsWith(answer), qPrintable(got));
-    }
-
-    void scriptsRunOnTime()
+    // the simulator cannot carry out is refused, a blank line is no command, a script it cannot
+    // follow is refused naming its line, and a good one runs on time.
+    void badCommandsAndScriptsAreRefused()
     {
         QTemporaryDir dir;
         const QString path = dir.filePath("steps.txt");
+        Simulator simulator(SimulatorOptions{2, dir.path()});
+        const QList<std::pair<QString, QString>> commands{{"fault 1 21", "error:"},  // fault out of range
+                                                          {"fault 3 1", "error:"},   // no such engine
+                                                          {"launch 1", "error: unknown command"}};
+        for (const auto& [line, answer] : commands) {
+            const QString got = simulator.execute(line);
+            QVERIFY2(got.startsWith(answer), qPrintable(line + ": " + got));
+        }
+        QCOMPARE(simulator.execute("   "), QString());
+
+        const QList<std::pair<QByteArray, QString>> scripts{{"fault 1 5\n", ":1:"},          // no time
+                                                            {"0 fault 1 5\n2.5\n", ":2:"},   // no command
+                                                            {"\n\n1 explode 1\n", ":3:"},    // unknown command
+                                                            {"-1 fault 1 5\n", ":1:"}};      // negative time
+        for (const auto& [text, where] : scripts) {
+            tarvek::test::writeBytes(path, text);
+            QString error;
+            QVERIFY(!simulator.runScript(path, &error));
+            QVERIFY2(error.contains(where), qPrintable(error));
+        }
         tarvek::test::writeBytes(path, "# warm-up\n0 fault 1 5\n\n0.2 silence 2 on\n");
-        Simulator simulator(optionsIn(dir, 2));
         QString error;
         QVERIFY2(simulator.runScript(path, &error), qPrintable(error));
         QTRY_COMPARE_WITH_TIMEOUT(simulator.engine(1)->model().injectedFault(), 5, kWait);
         QTRY_VERIFY_WITH_TIMEOUT(simulator.engine(2)->model().silent(), kWait);
     }
 
-    void badScriptsAreRefused_data()
-    {
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<QString>("where");
-        QTest::newRow("no time") << QByteArray("fault 1 5\n") << ":1:";
-        QTest::newRow("no command") << QByteArray("0 fault 1 5\n2.5\n") << ":2:";
-        QTest::newRow("unknown command") << QByteArray("\n\n1 explode 1\n") << ":3:";
-        QTest::newRow("negative time") << QByteArray("-1 fault 1 5\n") << ":1:";
-    }
-    void badScriptsAreRefused()
-    {
-        QFETCH(QByteArray, text);
-        QFETCH(QString, where);
-        QTemporaryDir dir;
-        const QString path = dir.filePath("steps.txt");
-        tarvek::test::writeBytes(path, text);
-        Simulator simulator(optionsIn(dir, 1));
-        QString error;
-        QVERIFY(!simulator.runScript(path, &error));
-        QVERIFY2(error.contains(where), qPrintable(error));
-    }
-
     void programServesUntilQuitOrASignalAndCleansUp()
     {
-        if (!QFileInfo::exists(programPath()))
-            QFAIL("fadec-sim is not built");
         QTemporaryDir dir;
         QProcess sim;
-        sim.start(programPath(), {"--engines", "2", "--dir", dir.path(), "--unpaced"});
+        sim.start(kProgram, {"--engines", "2", "--dir", dir.path(), "--unpaced"});
         QVERIFY(sim.waitForStarted(kWait));
         sim.write("fault 2 4\nstate 2\nquit\n");
         QVERIFY(sim.waitForFinished(kWait));
@@ -211,7 +174,7 @@ private slots:
         QVERIFY(!QFileInfo(dir.filePath("COM2")).isSymLink());
 
         // Without input it serves on until a signal ends it.
-        sim.start(programPath(), {"--engines", "1", "--dir", dir.path(), "--quiet"});
+        sim.start(kProgram, {"--engines", "1", "--dir", dir.path(), "--quiet"});
         QVERIFY(sim.waitForStarted(kWait));
         sim.closeWriteChannel();
         QByteArray announced;
