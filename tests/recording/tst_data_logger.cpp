@@ -9,7 +9,6 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 #include <csignal>
 #include <memory>
@@ -123,21 +122,19 @@ private slots:
             rig.minute();
         rig.logger->off();
         rig.minute(); // stopped: no row
-        std::array<QByteArray, 2> expected;
-        for (int k = 0; k < 2; ++k) {
-            const int engine = k == 0 ? 2 : 5;
-            expected[k] = header;
+        QMap<int, QByteArray> expected;
+        for (int engine : {2, 5}) {
+            expected[engine] = header;
             for (int r = 0; r < rowMinutes.size(); ++r)
-                expected[k] += expectedRow(row, r + 1, kStart.addSecs(60 * rowMinutes[r]), engine);
-            QCOMPARE(rig.file(engine), expected[k]);
+                expected[engine] += expectedRow(row, r + 1, kStart.addSecs(60 * rowMinutes[r]), engine);
+            QCOMPARE(rig.file(engine), expected[engine]);
         }
 
         // A second start: EErase begins the file again, EAppend continues it; the header pair again.
         QVERIFY(rig.logger->start());
-        for (int k = 0; k < 2; ++k) {
-            const int engine = k == 0 ? 2 : 5;
+        for (int engine : {2, 5}) {
             const QByteArray second = header + expectedRow(row, 1, kStart.addSecs(300), engine);
-            QCOMPARE(rig.file(engine), erase ? second : expected[k] + second);
+            QCOMPARE(rig.file(engine), erase ? second : expected[engine] + second);
         }
         QCOMPARE(QDir(rig.logger->folder()).entryList(QDir::Files), QStringList({"run_LE2" + ext, "run_LE5" + ext}));
     }
@@ -187,13 +184,8 @@ private slots:
 
     void choicesAreKeptAcrossRuns()
     {
-        Rig rig;
-        LoggerChoices c;
-        c.csv = true;
-        c.interval = 3;
-        c.engines[1] = c.engines[4] = true;
-        c.columns = columnsOf("10000001");
-        c.erase = true;
+        Rig rig(columnsOf("10000001"), true, 3, true);
+        const LoggerChoices c = rig.logger->choices();
         rig.logger->setChoices(c);
         QCOMPARE(readBytes(rig.files->pathOf("\\NS.ini")), QByteArray("1.01\r\n3\r\n18\r\n0\r\n"));
         QCOMPARE(readBytes(rig.files->pathOf("\\TypeFile.ini")),
