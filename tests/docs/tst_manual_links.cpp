@@ -1,21 +1,17 @@
 // The manual holds together: every link of README.md and docs/*.md to a page or a picture names a
 // file that exists, and a link to a heading (page.md#heading, #heading) names a heading of that page.
 #include "test_registry.h"
+#include "test_support.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 #include <QSet>
 #include <QTest>
 
-namespace {
-QString pageText(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : QString();
-}
+using tarvek::test::readBytes;
 
+namespace {
 // A heading's anchor as the web hosts of the repository spell it: lower case, punctuation but - and
 // _ dropped, each blank a -.
 QSet<QString> anchorsOf(const QString& text)
@@ -52,7 +48,7 @@ private slots:
         QStringList dead;
         int links = 0;
         for (const QString& page : pages) {
-            const QString text = pageText(page);
+            const QString text = QString::fromUtf8(readBytes(page));
             QVERIFY2(!text.isEmpty(), qPrintable(page));
             for (const auto& m : link.globalMatch(withoutCode(text))) {
                 const QString target = m.captured(1);
@@ -66,7 +62,7 @@ private slots:
                 if (!QFileInfo::exists(file))
                     dead << where + QStringLiteral(" (no such file)");
                 else if (!anchor.isEmpty() && file.endsWith(QLatin1String(".md")) &&
-                         !anchorsOf(pageText(file)).contains(anchor))
+                         !anchorsOf(QString::fromUtf8(readBytes(file))).contains(anchor))
                     dead << where + QStringLiteral(" (no such heading)");
             }
         }
