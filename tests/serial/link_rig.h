@@ -49,6 +49,13 @@ struct LinkRig {
             return {};
         });
     }
+    // Each slot's COM enabled, and the ports opened.
+    explicit LinkRig(std::initializer_list<std::pair<int, int>> slotComs) : LinkRig()
+    {
+        for (const auto& [slot, com] : slotComs)
+            enable(slot, com);
+        link->openPorts();
+    }
     void enable(int slot, int com)
     {
         settings.portNumbers[static_cast<std::size_t>(slot - 1)] = QString::number(com);

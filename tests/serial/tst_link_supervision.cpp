@@ -29,7 +29,6 @@ private slots:
         const QByteArray good = reply(), noSync = reply(0, 0), noise(160, '#');
         const QString waiting = "   LE-1   032   COM(i) = 0  <---  ? ";
         const QString confirmed = "   LE-1   032   COM(i) = 1 ";
-        QTest::newRow("nothing yet") << QByteArrayList{} << false << "   LE-1   000   COM(i) = 0  <---  ? ";
         QTest::newRow("first reply still arriving") << QByteArrayList{good.left(80)} << false << waiting;
         QTest::newRow("noise") << QByteArrayList{noise} << true << "   LE-1   035   COM(i) = 1 ";
         // One such reply might still be the tail of a reply and the head of the next; two are not.
@@ -42,9 +41,7 @@ private slots:
         QFETCH(QByteArrayList, sent);
         QFETCH(bool, dropped);
         QFETCH(QString, line);
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.link->openPorts();
+        LinkRig rig{{1, 1}};
         PortDiscovery discovery(*rig.link);
         QSignalSpy drops(&discovery, &PortDiscovery::portDropped);
         for (const QByteArray& bytes : sent) {
@@ -68,10 +65,7 @@ private slots:
 
     void discoveryStepsAsideOnceEveryPortIsDecided()
     {
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.enable(2, 2);
-        rig.link->openPorts();
+        LinkRig rig{{1, 1}, {2, 2}};
         PortDiscovery discovery(*rig.link);
         QSignalSpy finished(&discovery, &PortDiscovery::finished);
         QSignalSpy shown(&discovery, &PortDiscovery::linesChanged);
@@ -94,9 +88,7 @@ private slots:
 
     void silentPortIsKeptForFifteenPasses()
     {
-        LinkRig rig;
-        rig.enable(3, 3);
-        rig.link->openPorts();
+        LinkRig rig{{3, 3}};
         PortDiscovery discovery(*rig.link);
         QSignalSpy cleared(&discovery, &PortDiscovery::configurationBoxCleared);
         for (int pass = 1; pass <= 15; ++pass) {
@@ -115,10 +107,7 @@ private slots:
 
     void aSilentEngineIsReportedOncePerLoss()
     {
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.enable(2, 2);
-        rig.link->openPorts();
+        LinkRig rig{{1, 1}, {2, 2}};
         LinkWatchdog watchdog(*rig.link, [](int slot) { return slot != 2; });
         QSignalSpy lost(&watchdog, &LinkWatchdog::lossDetected);
         QSignalSpy restored(&watchdog, &LinkWatchdog::linkRestored);

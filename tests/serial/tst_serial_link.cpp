@@ -47,12 +47,10 @@ private slots:
 
     void aGoodReplyIsAnsweredByOneFrame()
     {
-        LinkRig rig;
-        rig.enable(2, 5);
+        LinkRig rig{{2, 5}};
         rig.tables.at(1).RunCommand = 1;
         rig.tables.at(1).ModeCode = 4;
         rig.tables.at(1).PowerSetPoint = 120;
-        rig.link->openPorts();
         QSignalSpy sent(rig.link.get(), &SerialLink::frameSent);
         QSignalSpy indicator(rig.link.get(), &SerialLink::linkIndicator);
         // Once the reply is handled, the link leaves the thread to other work until just before
@@ -97,9 +95,7 @@ private slots:
     // apart from it (and dropped), not glued to it.
     void aReplyInPiecesRestsLessThanItsLineTime()
     {
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.link->openPorts();
+        LinkRig rig{{1, 1}};
         auto* rest = rig.link->findChild<QTimer*>("ReadLE1");
         QVERIFY(rest);
         rig.peer(1).send(reply(2).left(40));
@@ -153,9 +149,7 @@ private slots:
     {
         QFETCH(QByteArrayList, script);
         QFETCH(int, good);
-        LinkRig rig;
-        rig.enable(1, 1);
-        rig.link->openPorts();
+        LinkRig rig{{1, 1}};
         int handled = 0;
         connect(rig.link.get(), &SerialLink::replyHandled, this,
                 [&handled](int, const ReplyOutcome& o) { handled += o.good ? 1 : 0; });
