@@ -10,7 +10,6 @@
 #include "test_registry.h"
 
 #include <QComboBox>
-#include <QDialog>
 #include <QDirIterator>
 #include <QLabel>
 #include <QListWidget>
@@ -89,10 +88,9 @@ Seen replay(const QString& folder, int speed, const std::function<void(ReplayPla
     station.load();
     if (meanwhile)
         meanwhile(player, station);
-    Seen s = seen(station);
-    s.ended = ended.wait(kWaitMs) || !ended.isEmpty();
-    s = Seen{seen(station).events, seen(station).alarms, s.ended, player.frames().compared(), player.frames().differences()};
-    return s;
+    const bool over = ended.wait(kWaitMs) || !ended.isEmpty();
+    const Seen shown = seen(station);
+    return Seen{shown.events, shown.alarms, over, player.frames().compared(), player.frames().differences()};
 }
 
 // Every file below a folder with its bytes, and every folder.
