@@ -1,9 +1,10 @@
 // The rules of operation that the simulator cannot reach: fault codes it never reports, in phases
-// it reports them in only by chance, the end of a rest countdown, the stop alarm's grace tick and
-// the parameter list lines.
+// it reports them in only by chance, the end of a rest countdown, the stop alarm's grace tick, the
+// SHT and LFC alarms at their limits and the parameter list lines.
 #include "maintenance/parameter_list.h"
 #include "operation/alarm_supervision.h"
 #include "operation/fault_logger.h"
+#include "operation/reply_alarms.h"
 #include "operation/rest_countdown.h"
 #include "operation/stop_alarm.h"
 #include "settings/settings_files.h"
@@ -42,6 +43,15 @@ struct Rig {
         return QString::fromUtf8(test::readBytes(history.path())).split("\r\n", Qt::SkipEmptyParts);
     }
 };
+
+LightEngineRecord reading(int phase, int sht, int lfc)
+{
+    LightEngineRecord r;
+    r.Phase = static_cast<std::uint8_t>(phase);
+    r.reported[pos::Sht] = static_cast<std::int16_t>(sht);
+    r.reported[pos::Lfc] = static_cast<std::int16_t>(lfc);
+    return r;
+}
 } // namespace
 
 class OperationRulesTest : public QObject {
@@ -141,6 +151,25 @@ private slots:
         alarm.watchTick();
         QCOMPARE(offAll.size(), 1);
         QVERIFY(alarm.raised(3));
+    }
+
+    // SHT above its set-point counts in any phase, LFC below its low limit only while the lamp runs
+    // in phase 5.
+    void replyAlarmsBothAtOnceAndLimitsFromSettings()
+    {
+        ReplyAlarms alarms;
+        alarms.setLimits(60, 50);
+        QVERIFY(alarms.judge(5, reading(4, 20, 10)).empty()); // warming up: the feedback is still low
+        QVERIFY(alarms.judge(5, reading(5, 60, 50)).empty()); // at the limits: no alarm
+        const auto both = alarms.judge(5, reading(5, 61, 49));
+        QCOMPARE(both.size(), std::size_t(2));
+        QVERIFY(alarms.holds(5, ReplyAlarm::Sht) && alarms.holds(5, ReplyAlarm::Lfc));
+        QVERIFY(alarms.holdsAnywhere(ReplyAlarm::Lfc));
+        // Leaving phase 5 ends it as surely as a good level does.
+        const auto cleared = alarms.judge(5, reading(6, 61, 5));
+        QCOMPARE(cleared.size(), std::size_t(1));
+        QVERIFY(cleared[0].alarm == ReplyAlarm::Lfc && !cleared[0].holds);
+        QVERIFY_THROWS_EXCEPTION(std::out_of_range, alarms.judge(6, reading(5, 0, 0)));
     }
 
     // Order, replacing and appending: in the engines' end-to-end case and the ValeurDesParam window's.
