@@ -42,10 +42,7 @@ public:
 private:
     void read()
     {
-        const QByteArray bytes = device_->readAll();
-        if (bytes.isEmpty())
-            return;
-        buffer_ += bytes;
+        buffer_ += device_->readAll();
         while (buffer_.size() >= kReplyLength) {
             const QByteArray reply = buffer_.left(kReplyLength);
             buffer_.remove(0, kReplyLength);
