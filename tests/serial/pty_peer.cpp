@@ -5,7 +5,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-PtyPeer::PtyPeer()
+PtyPeer::PtyPeer(bool reads)
 {
     char name[256] = {};
     if (openpty(&master_, &slave_, name, nullptr, nullptr) != 0) {
@@ -18,16 +18,10 @@ PtyPeer::PtyPeer()
     tcsetattr(slave_, TCSANOW, &t);
     fcntl(master_, F_SETFL, fcntl(master_, F_GETFL) | O_NONBLOCK);
     slaveName_ = QString::fromLocal8Bit(name);
+    if (!reads)
+        return;
     notifier_ = new QSocketNotifier(master_, QSocketNotifier::Read, this);
-    connect(notifier_, &QSocketNotifier::activated, this, [this] {
-        char buf[512];
-        for (;;) {
-            const ssize_t n = ::read(master_, buf, sizeof buf);
-            if (n <= 0)
-                break;
-            received_.append(buf, static_cast<qsizetype>(n));
-        }
-    });
+    connect(notifier_, &QSocketNotifier::activated, this, [this] { received_ += drain(); });
 }
 
 PtyPeer::~PtyPeer()
@@ -37,6 +31,23 @@ PtyPeer::~PtyPeer()
         ::close(master_);
     if (slave_ >= 0)
         ::close(slave_);
+}
+
+QByteArray PtyPeer::drain()
+{
+    QByteArray got;
+    char buf[4096];
+    for (ssize_t n; (n = ::read(master_, buf, sizeof buf)) > 0;)
+        got.append(buf, static_cast<qsizetype>(n));
+    return got;
+}
+
+void PtyPeer::hangUp()
+{
+    delete notifier_;
+    notifier_ = nullptr;
+    ::close(master_);
+    master_ = -1;
 }
 
 void PtyPeer::send(const QByteArray& bytes)

@@ -8,11 +8,14 @@
 class PtyPeer : public QObject {
     Q_OBJECT
 public:
-    PtyPeer();
+    // A peer that does not read keeps what comes until it is drained, as a far end that stopped.
+    explicit PtyPeer(bool reads = true);
     ~PtyPeer() override;
     QString device() const { return slaveName_; }
     void send(const QByteArray& bytes);
     QByteArray received() const { return received_; }
+    QByteArray drain(); // what came since the last read
+    void hangUp();      // the far end goes, and with it the device
 
 private:
     int master_ = -1;

@@ -1,3 +1,4 @@
+#include "pty_peer.h"
 #include "serial/port_write.h"
 #include "test_registry.h"
 
@@ -6,42 +7,9 @@
 #include <QTest>
 
 #include <cerrno>
-#include <fcntl.h>
-#include <pty.h>
 #include <unistd.h>
 
 using namespace tarvek;
-
-namespace {
-// A cable whose far end reads only when told to.
-struct Cable {
-    int master = -1;
-    QString device;
-    Cable()
-    {
-        char name[256] = {};
-        int slave = -1;
-        if (openpty(&master, &slave, name, nullptr, nullptr) != 0)
-            return;
-        ::close(slave);
-        fcntl(master, F_SETFL, fcntl(master, F_GETFL) | O_NONBLOCK);
-        device = QString::fromLocal8Bit(name);
-    }
-    ~Cable()
-    {
-        if (master >= 0)
-            ::close(master);
-    }
-    QByteArray drain()
-    {
-        QByteArray got;
-        char buf[4096];
-        for (ssize_t n; (n = ::read(master, buf, sizeof buf)) > 0;)
-            got.append(buf, static_cast<qsizetype>(n));
-        return got;
-    }
-};
-} // namespace
 
 class PortWriteTest : public QObject {
     Q_OBJECT
@@ -50,8 +18,8 @@ private slots:
     // again before the port has written what waited; a device gone is reported by the port.
     void framesWaitForRoomAndFaultsAreReported()
     {
-        Cable cable;
-        QSerialPort port(cable.device);
+        PtyPeer cable(false); // whose far end reads only when told to
+        QSerialPort port(cable.device());
         QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
         const QByteArray a(34, 'A');
         const QByteArray b(34, 'B');
@@ -81,8 +49,7 @@ private slots:
         QCOMPARE(got.right(2 * a.size()), a + b);
 
         QSignalSpy errors(&port, &QSerialPort::errorOccurred);
-        ::close(cable.master);
-        cable.master = -1;
+        cable.hangUp();
         writeFrame(port, a);
         QTRY_VERIFY_WITH_TIMEOUT(!errors.isEmpty(), 10000);
     }
