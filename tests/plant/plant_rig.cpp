@@ -87,12 +87,10 @@ int Broker::addTlsListener(const QString& name)
 
 bool Broker::start()
 {
-    QFile conf(file("mosquitto.conf"));
-    if (!conf.open(QIODevice::ReadOnly))
+    const QByteArray conf = readBytes(file("mosquitto.conf"));
+    if (conf.isEmpty())
         return false;
-    const QByteArray text = conf.readAll() + extra_ + "log_dest none\n";
-    conf.close();
-    writeBytes(file("run.conf"), text);
+    writeBytes(file("run.conf"), conf + extra_ + "log_dest none\n");
     QFile::setPermissions(file("run.conf"), QFile::permissions(file("mosquitto.conf")));
     QProcess::execute("chgrp", {"--reference", file("mosquitto.conf"), file("run.conf")});
     // Both listeners answer before the test goes on.
@@ -193,10 +191,9 @@ PlantStation::PlantStation(const QString& brokerAddress, const QString& name, co
     QDir().mkpath(ports);
     QDir().mkpath(folder);
     QByteArray paramCom, devices;
-    for (int n = 1; n <= 14; ++n) {
-        if (n <= 6)
-            paramCom += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toUtf8();
-        devices += (n <= 6 ? QStringLiteral("%1/COM%2").arg(ports).arg(n).toUtf8() : QByteArray()) + "\r\n";
+    for (int n = 1; n <= 6; ++n) {
+        paramCom += QStringLiteral("\"%1\"\r\n\"1\"\r\n").arg(n).toUtf8();
+        devices += QStringLiteral("%1/COM%2\r\n").arg(ports).arg(n).toUtf8();
     }
     writeBytes(folder + "/ParamComx.ini", paramCom);
     writeBytes(folder + "/ComDevices.ini", devices);
