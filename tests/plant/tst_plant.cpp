@@ -54,8 +54,7 @@ private slots:
         QVERIFY(broker.start());
         Subscriber early(broker, "page");
         QTRY_VERIFY_WITH_TIMEOUT(allEnginesAnswer(early, "st1"), 20'000);
-        const QJsonObject status = early.last("tarvek/st1/status").json();
-        QCOMPARE(status["online"].toBool(), true);
+        QCOMPARE(early.last("tarvek/st1/status").json()["online"].toBool(), true);
         const QJsonObject le3 = early.last(engineTopic("st1", 3)).json();
         QVERIFY(!le3["lastReply"].toString().isEmpty());
         QVERIFY(QDateTime::fromString(le3["time"].toString(), Qt::ISODateWithMs).isValid());
@@ -104,7 +103,9 @@ private slots:
         Subscriber asStationsId(broker, "page", "nothing", "tarvek-st1");
         Subscriber otherStation(broker, "st2", "nothing", "tarvek-st1");
         QTRY_VERIFY_WITH_TIMEOUT(asStationsId.connack() == 0 && otherStation.connack() == 0, 10'000);
-        const auto states = [&early] { return countOf(early, [](const Received& r) { return r.topic.startsWith("tarvek/st1/engine/"); }); };
+        const auto states = [&early] {
+            return countOf(early, [](const Received& r) { return r.topic.startsWith("tarvek/st1/engine/"); });
+        };
         const auto before = states();
         QTRY_VERIFY_WITH_TIMEOUT(states() >= before + 12, 40'000); // the station goes on
         QCOMPARE(countOf(early, [](const Received& r) { return r.topic == "tarvek/st1/status" && r.json()["online"] == false; }), 0);
@@ -177,7 +178,9 @@ private slots:
             return true;
         };
         QTRY_VERIFY_WITH_TIMEOUT(lost(), 30'000);
-        const auto states = [&page](int n) { return countOf(page, [n](const Received& r) { return r.topic == engineTopic("st1", n); }); };
+        const auto states = [&page](int n) {
+            return countOf(page, [n](const Received& r) { return r.topic == engineTopic("st1", n); });
+        };
         const std::array<qsizetype, 6> before{states(1), states(2), states(3), states(4), states(5), states(6)};
         QTest::qWait(6000);
         for (int n : {5, 6})
