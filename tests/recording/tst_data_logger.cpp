@@ -38,13 +38,8 @@ struct Rig {
         logger = std::make_unique<DataLogger>(*files, clock, [](int i, LoggerColumn c) {
             return QStringLiteral("%1.%2").arg(i + 1).arg(static_cast<int>(c));
         });
-        LoggerChoices c;
-        c.csv = csv;
-        c.interval = interval;
+        LoggerChoices c{.csv = csv, .interval = interval, .columns = columns, .erase = erase, .name = "run"};
         c.engines[1] = c.engines[4] = true; // LE2 and LE5
-        c.columns = columns;
-        c.erase = erase;
-        c.name = "run";
         logger->setChoices(c, false);
     }
     QByteArray file(int engine) const { return readBytes(logger->fileFor(engine)); }
