@@ -63,8 +63,7 @@ private:
 
 std::unique_ptr<QSerialPort> openPort(const QString& path)
 {
-    auto port = std::make_unique<QSerialPort>();
-    port->setPortName(path);
+    auto port = std::make_unique<QSerialPort>(path);
     if (!port->open(QIODevice::ReadWrite))
         return nullptr;
     port->setBaudRate(QSerialPort::Baud19200);
