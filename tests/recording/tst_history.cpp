@@ -124,16 +124,15 @@ private slots:
         QFETCH(QStringList, rows);
         QFETCH(QByteArray, rewritten);
         Journal j;
-        History& history = j.history;
         if (!file.isEmpty())
-            writeBytes(history.path(), file);
+            writeBytes(j.history.path(), file);
 
-        const HistoryLoad load = history.load();
+        const HistoryLoad load = j.history.load();
         QCOMPARE(load.entries.mid(3), rows);
-        QVERIFY(QFile::exists(history.path()));
-        QCOMPARE(readBytes(history.path()), rewritten);
+        QVERIFY(QFile::exists(j.history.path()));
+        QCOMPARE(readBytes(j.history.path()), rewritten);
         // A second load finds nothing to change.
-        QVERIFY(!history.load().rewritten);
+        QVERIFY(!j.history.load().rewritten);
     }
 
     // Lines the disk refuses are held in order and written before any newer one once it takes
