@@ -64,4 +64,16 @@ struct EngineStation {
             qFatal("simulator did not start");
         station = std::make_unique<tarvek::Station>(engines.folder, QString(), clock);
     }
+    // Loaded and started up with every port confirmed and none dropped, every engine heard, so
+    // nothing but the test changes the link.
+    bool ready()
+    {
+        station->load();
+        return QTest::qWaitFor([this] {
+            bool all = station->discovery().filter("COM(i) = 1").size() == 6;
+            for (int k = 0; k < 6; ++k)
+                all = all && station->tables().at(k).everReported;
+            return all;
+        }, 20'000) && station->discovery().filter("Cancelled").isEmpty() && station->link().connected();
+    }
 };

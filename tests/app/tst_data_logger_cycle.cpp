@@ -21,14 +21,9 @@ class DataLoggerCycleTest : public QObject {
 private slots:
     void unwritableFolderIsToldOnceAndTheCycleGoesOn()
     {
-        SimulatedEngines engines;
-        QVERIFY(engines.start());
-        ManualClock clock;
-        Station station(engines.folder, QString(), clock);
-        station.load();
-        QTRY_COMPARE_WITH_TIMEOUT(station.discovery().filter("COM(i) = 1").size(), 6, kCycleWaitMs);
-        for (int i = 0; i < 6; ++i)
-            QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(i).everReported, kCycleWaitMs);
+        EngineStation rig;
+        QVERIFY(rig.ready());
+        Station& station = *rig.station;
 
         DataLogger& logger = station.dataLogger();
         LoggerChoices c = logger.choices();
@@ -96,10 +91,8 @@ private slots:
     // even when its folder went away meanwhile, and the history says so once per start.
     void rowsHoldOnlyLiveValuesAndARunSurvivesARestart()
     {
-        SimulatedEngines engines;
-        QVERIFY(engines.start());
-        ManualClock clock;
-        auto station = std::make_unique<Station>(engines.folder, QString(), clock);
+        EngineStation rig;
+        std::unique_ptr<Station>& station = rig.station;
         station->load();
         for (int k = 1; k <= 2; ++k)
             QTRY_COMPARE_WITH_TIMEOUT(station->linkState(k), LinkState::Yes, kCycleWaitMs);
@@ -109,7 +102,7 @@ private slots:
         c.columns = {true, false, false, false, false, false, false, true}; // LPC and MAT
         c.name = "quality";
         logger->setChoices(c);
-        engines.model(2).setSilent(true);
+        rig.engines.model(2).setSilent(true);
         QTRY_COMPARE_WITH_TIMEOUT(station->linkState(2), LinkState::Lost, kCycleWaitMs);
         QVERIFY(logger->start());
         const auto lastRow = [&](int engine) {
@@ -122,8 +115,8 @@ private slots:
         for (bool folderGone : {false, true}) {
             station.reset(); // ended while logging
             if (folderGone)
-                QVERIFY(QDir(engines.folder + "/Datalogger").removeRecursively());
-            station = std::make_unique<Station>(engines.folder, QString(), clock);
+                QVERIFY(QDir(rig.engines.folder + "/Datalogger").removeRecursively());
+            station = std::make_unique<Station>(rig.engines.folder, QString(), rig.clock);
             QVERIFY(loadAndStart(*station));
             logger = &station->dataLogger();
             QVERIFY(logger->running());
@@ -135,7 +128,7 @@ private slots:
         QCOMPARE(test::readBytes(station->files().pathOf("\\Histo.txt")).count("Datalogger resumed"), 2);
         logger->off();
         station.reset();
-        station = std::make_unique<Station>(engines.folder, QString(), clock);
+        station = std::make_unique<Station>(rig.engines.folder, QString(), rig.clock);
         QVERIFY(loadAndStart(*station));
         QVERIFY(!station->dataLogger().running()); // turned off: stays off
     }

@@ -182,17 +182,14 @@ class HistorianTest : public QObject {
 private slots:
     void recordsEachEngineEverySecondAndOnceALostLink()
     {
-        SimulatedEngines engines;
-        QVERIFY(engines.start());
-        ManualClock clock;
-        Station station(engines.folder, QString(), clock);
+        EngineStation rig;
+        Station& station = *rig.station;
+        ManualClock& clock = rig.clock;
         Historian historian(station);
         // The test takes the seconds itself: the historian's own tick, on the real clock, would
         // add a row whenever it fell in a wait.
         historian.findChild<QTimer*>("HistorianTimer")->stop();
-        station.load();
-        for (int n = 0; n < 6; ++n)
-            QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(n).everReported, 15'000);
+        QVERIFY(rig.ready());
         // A second in which every engine but a silent one sends a status reply.
         const auto seconds = [&](int count, int silent = 0) {
             for (int i = 0; i < count; ++i) {
@@ -211,7 +208,7 @@ private slots:
         historian.sample(); // a new second, but no reply came since the last row: no row
         // LE3 falls silent: from its overdue reply on, a state row and no values, before and
         // after the loss.
-        engines.simulator->engine(3)->model().setSilent(true);
+        rig.engines.model(3).setSilent(true);
         QTRY_VERIFY_WITH_TIMEOUT(station.stale(3), 15'000);
         seconds(2, 3);
         QTRY_VERIFY_WITH_TIMEOUT(station.linkLost[2], 20'000);

@@ -27,17 +27,6 @@ constexpr int kWaitMs = 20'000;
 
 struct OperationRig : EngineStation {
     OperationRig() { engines.shortenStarts(); }
-    // Started up with every port confirmed and none dropped, so nothing but the test changes the link.
-    bool ready()
-    {
-        station->load();
-        return QTest::qWaitFor([this] {
-            bool all = station->discovery().filter("COM(i) = 1").size() == 6;
-            for (int k = 0; k < 6; ++k)
-                all = all && station->tables().at(k).everReported;
-            return all;
-        }, kWaitMs) && station->discovery().filter("Cancelled").isEmpty() && station->link().connected();
-    }
     EngineOperation& op() { return station->engineOperation(); }
     int phase(int engine) const { return station->tables().at(engine - 1).Phase; }
     QString history() const { return QString::fromUtf8(test::readBytes(station->files().pathOf("\\Histo.txt"))); }

@@ -13,14 +13,6 @@ namespace {
 constexpr int kWaitMs = 20'000;
 using Exchange = ParameterEditor::Exchange;
 
-// Loads the station and waits until the engines it talks to here have answered.
-bool answering(EngineStation& rig)
-{
-    rig.station->load();
-    const auto& tables = rig.station->tables();
-    return QTest::qWaitFor([&tables] { return tables.at(5).everReported && tables.at(1).everReported; }, kWaitMs);
-}
-
 QStringList registerTexts(const Registers& r)
 {
     QStringList out;
@@ -36,7 +28,7 @@ private slots:
     void readMarksWhatDiffersAndWriteIsReadBack()
     {
         EngineStation rig;
-        QVERIFY(answering(rig));
+        QVERIFY(rig.ready());
         ParameterEditor& editor = rig.station->parameterEditor();
         Registers held = defaultRegisters();
         held[18] = 7;
@@ -132,7 +124,7 @@ private slots:
         QFETCH(QString, command);
         QFETCH(QString, said);
         EngineStation rig;
-        QVERIFY(answering(rig));
+        QVERIFY(rig.ready());
         ParameterEditor& editor = rig.station->parameterEditor();
         rig.station->selectEngine(3);
         editor.paramDefault();
@@ -177,7 +169,7 @@ private slots:
     void aWriteSendsOnlyWhatWasChosenForThatEngine()
     {
         EngineStation rig;
-        QVERIFY(answering(rig));
+        QVERIFY(rig.ready());
         ParameterEditor& editor = rig.station->parameterEditor();
         Registers held = defaultRegisters();
         held[18] = 7;
@@ -260,7 +252,7 @@ private slots:
     void traceShowsTheBytesBothWays()
     {
         EngineStation rig;
-        QVERIFY(answering(rig));
+        QVERIFY(rig.ready());
         ProtocolTrace& trace = rig.station->protocolTrace();
         QSignalSpy frames(&rig.station->link(), &SerialLink::frameSent);
         trace.setCapturing(true);

@@ -116,15 +116,11 @@ private slots:
 
     void setPointsAreStoredAtOnceAndTravelWhenTheyMay()
     {
-        SimulatedEngines engines;
-        QVERIFY(engines.start());
-        engines.shortenStarts();
-        ManualClock clock;
-        Station station(engines.folder, QString(), clock);
-        station.load();
-        QTRY_COMPARE_WITH_TIMEOUT(station.discovery().filter("COM(i) = 1").size(), 6, kCycleWaitMs);
-        QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(1).everReported, kCycleWaitMs);
-        sim::FadecModel& le2 = engines.model(2);
+        EngineStation rig;
+        rig.engines.shortenStarts();
+        QVERIFY(rig.ready());
+        Station& station = *rig.station;
+        sim::FadecModel& le2 = rig.engines.model(2);
 
         // At rest: clamped, stored and filed at once, but position 4 keeps echoing what the FADEC
         // reports. Only a changed value is journaled, so confirming the same again adds nothing.
@@ -154,14 +150,14 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(int(station.tables().at(1).Phase), 5, kCycleWaitMs);
         QTRY_COMPARE_WITH_TIMEOUT(le2.power(), 120, kCycleWaitMs);
         QCOMPARE(sent(le2, pos::Power), 120);
-        QCOMPARE(engines.model(1).power(), 50); // LE1 was never touched
+        QCOMPARE(rig.engines.model(1).power(), 50); // LE1 was never touched
 
         const QString history = QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")));
         QCOMPARE(history.count("    PWe LE 2 = 1200 We"), 1);
         QCOMPARE(history.count("    M speed LE 2 = 3000 rpm"), 1);
         QCOMPARE(history.count("PWe LE"), 5); // LE5 kept its value
         QVERIFY(history.contains(
-            History::formatLine(clock.timeText(), clock.dateText(), "0", "  PWe LE 1 = 300 We")));
+            History::formatLine(rig.clock.timeText(), rig.clock.dateText(), "0", "  PWe LE 1 = 300 We")));
         QVERIFY(history.contains("    PWe LE 6 = 750 We"));
     }
 };
