@@ -5,6 +5,7 @@
 #include "test_support.h"
 
 #include <QDir>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -77,3 +78,26 @@ struct EngineStation {
         }, 20'000) && station->discovery().filter("Cancelled").isEmpty() && station->link().connected();
     }
 };
+
+// The station program run on `args` without a window system, through the command `asUser` when
+// given. Its exit code is -1 when it did not end normally within 30 s.
+struct ProgramRun {
+    int exitCode = -1;
+    QString out, err;
+};
+inline ProgramRun runStationProgram(const QStringList& args, const QStringList& asUser = {})
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        env.remove(name);
+    QProcess p;
+    p.setProcessEnvironment(env);
+    const QString program = TARVEK_BINARY_DIR "/src/app/tarvek-station";
+    if (asUser.isEmpty())
+        p.start(program, args);
+    else
+        p.start(asUser.first(), asUser.mid(1) + QStringList{"--", program} + args);
+    if (!p.waitForFinished(30'000) || p.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {p.exitCode(), QString::fromLocal8Bit(p.readAllStandardOutput()), QString::fromLocal8Bit(p.readAllStandardError())};
+}

@@ -45,20 +45,6 @@ struct Pty {
         ::close(slave);
     }
 };
-
-QString runStation(const QStringList& args, int* exitCode, const QStringList& asUser = {})
-{
-    QProcess station;
-    const QString program = TARVEK_BINARY_DIR "/src/app/tarvek-station";
-    if (asUser.isEmpty())
-        station.start(program, args);
-    else
-        station.start(asUser.first(), asUser.mid(1) + QStringList{"--", program} + args);
-    if (!station.waitForFinished(30'000))
-        return {};
-    *exitCode = station.exitCode();
-    return QString::fromLocal8Bit(station.readAllStandardOutput() + station.readAllStandardError());
-}
 } // namespace
 
 class CommandLineTest : public QObject {
@@ -107,22 +93,13 @@ private slots:
         QFETCH(QString, out);
         QFETCH(QString, err);
         QTemporaryDir dir;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
-            env.remove(name);
         QFile damaged(dir.filePath("Name.inc"));
         QVERIFY(damaged.open(QIODevice::WriteOnly) && damaged.write("\x01\xfe\x02") == 3);
         damaged.close();
-        QProcess station;
-        station.setProcessEnvironment(env);
-        station.start(TARVEK_BINARY_DIR "/src/app/tarvek-station", QStringList{"--folder", dir.path()} + args);
-        QVERIFY(station.waitForFinished(30'000));
-        const QString stdOut = QString::fromLocal8Bit(station.readAllStandardOutput());
-        const QString stdErr = QString::fromLocal8Bit(station.readAllStandardError());
-        QCOMPARE(station.exitStatus(), QProcess::NormalExit);
-        QVERIFY2(station.exitCode() == exitCode, qPrintable(stdErr));
-        QVERIFY2(stdOut.contains(out), qPrintable(stdOut));
-        QVERIFY2(stdErr.contains(err), qPrintable(stdErr));
+        const ProgramRun run = runStationProgram(QStringList{"--folder", dir.path()} + args);
+        QVERIFY2(run.exitCode == exitCode, qPrintable(run.err));
+        QVERIFY2(run.out.contains(out), qPrintable(run.out));
+        QVERIFY2(run.err.contains(err), qPrintable(run.err));
         if (args == QStringList{"--reset-passwords"}) {
             QVERIFY(damaged.open(QIODevice::ReadOnly));
             QCOMPARE(damaged.readAll(), QByteArray("\"harvests\"\r\n\"dolphin\"\r\n"));
@@ -145,14 +122,13 @@ private slots:
         }
         tarvek::test::writeBytes(dir.filePath("ParamComx.ini"), comx);
         tarvek::test::writeBytes(dir.filePath("ComDevices.ini"), map);
-        int rc = -1;
-        const QString out = runStation({"--folder", dir.path(), "--check-ports"}, &rc);
-        QCOMPARE(rc, 1);
+        const ProgramRun checked = runStationProgram({"--folder", dir.path(), "--check-ports"});
+        QCOMPARE(checked.exitCode, 1);
         const QStringList expected{"LE1  COM1  " + devices[0] + "  missing: " + devices[0] + " does not exist",
                                    "LE2  COM2  /dev/null  refused: /dev/null is not a serial port (",
                                    "LE3  COM3  " + free.path + "  can be opened"};
         for (const QString& line : expected)
-            QVERIFY2(out.contains(line), qPrintable(out));
+            QVERIFY2(checked.out.contains(line), qPrintable(checked.out));
 
         // A device this user may not open: root takes another user's place, anyone else locks
         // their own terminal.
@@ -165,11 +141,11 @@ private slots:
         } else {
             QCOMPARE(::chmod(QFile::encodeName(free.path).constData(), 0), 0);
         }
-        const QString refused = runStation({"--folder", dir.path(), "--check-ports"}, &rc, asUser);
-        QCOMPARE(rc, 1);
+        const ProgramRun refused = runStationProgram({"--folder", dir.path(), "--check-ports"}, asUser);
+        QCOMPARE(refused.exitCode, 1);
         const QString line = "LE3  COM3  " + free.path + "  refused by the system: no permission to open " +
                              free.path + ": the user ";
-        QVERIFY2(refused.contains(line) && refused.contains("must be in the group "), qPrintable(refused));
+        QVERIFY2(refused.out.contains(line) && refused.out.contains("must be in the group "), qPrintable(refused.out));
     }
 
     // SIGTERM ends the station as Quit does: every port closed with its lock file, the link

@@ -133,20 +133,11 @@ void fillSome(const QString& path, int seconds)
     QCOMPARE(store.insert(rows), HistorianStore::Result::Ok);
 }
 
-// The station program exporting LE1 of `folder` to `out` without a window system.
-std::pair<int, QString> runExport(const QString& folder, const QString& out, const QString& from = "2026-11-22 00:00",
-                                  const QString& to = "2026-11-24 00:00")
+// The station program exporting LE1 of `folder` to `out`.
+ProgramRun runExport(const QString& folder, const QString& out, const QString& from = "2026-11-22 00:00",
+                     const QString& to = "2026-11-24 00:00")
 {
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
-        env.remove(name);
-    QProcess p;
-    p.setProcessEnvironment(env);
-    p.start(TARVEK_BINARY_DIR "/src/app/tarvek-station",
-            {"--folder", folder, "--export-history", out, "--engine", "1", "--from", from, "--to", to});
-    if (!p.waitForFinished(30'000))
-        return {-1, "did not end"};
-    return {p.exitCode(), QString::fromLocal8Bit(p.readAllStandardError())};
+    return runStationProgram({"--folder", folder, "--export-history", out, "--engine", "1", "--from", from, "--to", to});
 }
 
 // Makes a file that cannot be written, even by root (immutable), and gives it back when done.
@@ -509,8 +500,8 @@ private slots:
         const QString target = QDir(folder).filePath(out);
         const QByteArray historian = test::readBytes(path), other = test::readBytes(dir.filePath("other.db"));
         const QStringList files = QDir(folder).entryList(QDir::Files);
-        const auto [code, err] = runExport(folder, target);
-        QVERIFY2(code == exitCode && err.contains(says), qPrintable(err));
+        const ProgramRun run = runExport(folder, target);
+        QVERIFY2(run.exitCode == exitCode && run.err.contains(says), qPrintable(run.err));
         QCOMPARE(test::readBytes(path), historian);
         QCOMPARE(test::readBytes(dir.filePath("other.db")), other);
         QCOMPARE(test::readBytes(folder + "/ConsignePW.ini"), QByteArray("50\r\n"));
@@ -525,7 +516,7 @@ private slots:
         QTemporaryDir dir;
         const QDateTime end(QDate(2026, 11, 23), QTime(9, 30));
         fillWeek(dir.filePath(HistorianStore::fileName()), end.toSecsSinceEpoch());
-        QCOMPARE(runExport(dir.path(), dir.filePath("out.csv"), "2026-11-18 19:29", "2026-11-18 19:31").first, 0);
+        QCOMPARE(runExport(dir.path(), dir.filePath("out.csv"), "2026-11-18 19:29", "2026-11-18 19:31").exitCode, 0);
         const QStringList lines = QString::fromUtf8(test::readBytes(dir.filePath("out.csv"))).split("\r\n", Qt::SkipEmptyParts);
         QCOMPARE(lines.size(), 8); // the header, six rows of 19:29, the loss at 19:30
         QCOMPARE(lines[0], "Time,Engine,Link,Phase,Fault code,Motor M (×30 rpm),Fan V1 (counts),Fan V2 (counts),MAT (°C),SHT (°C),"
