@@ -46,15 +46,8 @@ private slots:
             QTRY_COMPARE_WITH_TIMEOUT(cell(n), QString("yes"), kRigWaitMs);
             QTRY_VERIFY_WITH_TIMEOUT(!allDashes(rig, n), kRigWaitMs);
         }
-        // LE2 is started from elsewhere: a frame asking for a start reaches its controller.
-        const auto fields = rig.engines.model(2).statusFields();
-        std::string start(34, '\0');
-        for (std::size_t k = 0; k < 32; ++k)
-            start[k] = static_cast<char>(fields[k] & 0xFF);
-        start[2] = 1;
-        start[32] = '\r';
-        start[33] = '\n';
-        QVERIFY(rig.engines.model(2).frame(start));
+        // LE2 is started from elsewhere.
+        QVERIFY(rig.engines.model(2).startLocally());
         auto* status = rig.get<QLabel>("LE2Status");
         QTRY_COMPARE_WITH_TIMEOUT(status->text(), QString("Running, not started here"), kRigWaitMs);
         QCOMPARE(rig.button(2)->text(), QString("STOP LE-2"));
