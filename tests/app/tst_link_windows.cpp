@@ -26,7 +26,6 @@
 
 using namespace tarvek;
 
-
 class LinkWindowsTest : public QObject {
     Q_OBJECT
 private slots:
@@ -207,11 +206,7 @@ private slots:
         QVERIFY(rig.engines.start());
         QFile::remove(rig.engines.folder + "/ParamComx.ini");
         QFile::remove(rig.engines.folder + "/ComDevices.ini");
-        rig.station = std::make_unique<Station>(rig.engines.folder, QString(), rig.clock);
-        rig.window = std::make_unique<LogWindow>(*rig.station);
-        rig.window->show();
-        QSignalSpy done(rig.station.get(), &Station::startupFinished);
-        QVERIFY(done.wait(kRigWaitMs));
+        QVERIFY(rig.open(true));
         rig.logIn("harvests");
         ConfigurationRS232* form = rig.window->openPortConfiguration();
         // The simulator's folder of links stands for /dev/serial/by-id: each link names one port
