@@ -124,6 +124,48 @@ private slots:
         emit choice->activated(4);
         QCOMPARE(int(f.station->tables().selectedEngine), 4);
         QCOMPARE(f.get<QLabel>("LabelSelected")->text(), QString("Selected LE = 4"));
+
+        // A record's values in its column.
+        LightEngineRecord& r = f.station->tables().at(2);
+        r.everReported = true;
+        r.Phase = 5;
+        r.FaultCode = 9;
+        r.reported[pos::Mat] = 41;
+        r.reported[pos::Sht] = 37;
+        r.reported[pos::Sbv] = 74;
+        r.reported[pos::TachoM] = 55;
+        r.PowerSetPoint = 90;
+        f.station->setPortIndicator(3, true);
+        QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("41"), kWaitMs);
+        QCOMPARE(f.get<QLabel>("LE3Sht")->text(), QString("37"));
+        QCOMPARE(f.get<QLabel>("LE3Sbv")->text(), QString("2.96 V")); // coefficient row 0, 4, 2: raw x 0.04
+        QCOMPARE(f.get<QLabel>("LE3Motor")->text(), QString("55"));
+        QCOMPARE(f.get<QLabel>("LE3Phase")->text(), QString("5"));
+        QCOMPARE(f.get<QLabel>("LE3Power")->text(), QString("900 We"));
+        QCOMPARE(f.get<QLabel>("LE3Fault")->text(), QString("Motor M - speed > 4,000 RPM "));
+        QCOMPARE(colours::background(f.get<QLabel>("LE3Fault")), colours::fault());
+        QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("yes"));
+        QCOMPARE(colours::background(f.get<QLabel>("Label30_2")), QColor(0, 255, 0));
+        QVERIFY(colours::background(f.get<QLabel>("LE3Status")) != colours::idle());
+        QCOMPARE(f.get<QLabel>("LE2Mat")->text(), QString("---"));
+
+        // Freeze keeps what is shown; a lost link shows "---" again once the display is live.
+        f.window->action("mnuRegulateActive")->setChecked(true);
+        f.station->linkLost[2] = true;
+        f.window->refreshDisplay();
+        QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
+        f.window->action("mnuRegulateActive")->setChecked(false);
+        QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("---"), kWaitMs);
+        QCOMPARE(colours::background(f.get<QLabel>("LE3Status")), colours::idle());
+        f.station->setPortIndicator(3, false);
+        QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("no"));
+
+        // Behind the graph page the columns wait; turning back to them shows the record at once.
+        f.window->pages()->setCurrentIndex(1);
+        f.station->linkLost[2] = false;
+        f.window->refreshDisplay();
+        f.window->pages()->setCurrentIndex(0);
+        QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
     }
 
     // A log-in, after none or after an earlier one made with the user option as given (and the
@@ -398,52 +440,6 @@ private slots:
         QVERIFY(!f.get<QLabel>("Picture10")->isVisible());
         QVERIFY(!timer8->isActive());
         QCOMPARE(historyLines(*f.station, "Service mode timed out: back in user mode"), 1);
-    }
-
-    void displayShowsTheRecord()
-    {
-        WindowRig f;
-        QVERIFY(f.open(false));
-        LightEngineRecord& r = f.station->tables().at(2);
-        r.everReported = true;
-        r.Phase = 5;
-        r.FaultCode = 9;
-        r.reported[pos::Mat] = 41;
-        r.reported[pos::Sht] = 37;
-        r.reported[pos::Sbv] = 74;
-        r.reported[pos::TachoM] = 55;
-        r.PowerSetPoint = 90;
-        f.station->setPortIndicator(3, true);
-        QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("41"), kWaitMs);
-        QCOMPARE(f.get<QLabel>("LE3Sht")->text(), QString("37"));
-        QCOMPARE(f.get<QLabel>("LE3Sbv")->text(), QString("2.96 V")); // coefficient row 0, 4, 2: raw x 0.04
-        QCOMPARE(f.get<QLabel>("LE3Motor")->text(), QString("55"));
-        QCOMPARE(f.get<QLabel>("LE3Phase")->text(), QString("5"));
-        QCOMPARE(f.get<QLabel>("LE3Power")->text(), QString("900 We"));
-        QCOMPARE(f.get<QLabel>("LE3Fault")->text(), QString("Motor M - speed > 4,000 RPM "));
-        QCOMPARE(colours::background(f.get<QLabel>("LE3Fault")), colours::fault());
-        QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("yes"));
-        QCOMPARE(colours::background(f.get<QLabel>("Label30_2")), QColor(0, 255, 0));
-        QVERIFY(colours::background(f.get<QLabel>("LE3Status")) != colours::idle());
-        QCOMPARE(f.get<QLabel>("LE2Mat")->text(), QString("---"));
-
-        // Freeze keeps what is shown; a lost link shows "---" again once the display is live.
-        f.window->action("mnuRegulateActive")->setChecked(true);
-        f.station->linkLost[2] = true;
-        f.window->refreshDisplay();
-        QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
-        f.window->action("mnuRegulateActive")->setChecked(false);
-        QTRY_COMPARE_WITH_TIMEOUT(f.get<QLabel>("LE3Mat")->text(), QString("---"), kWaitMs);
-        QCOMPARE(colours::background(f.get<QLabel>("LE3Status")), colours::idle());
-        f.station->setPortIndicator(3, false);
-        QCOMPARE(f.get<QLabel>("Label30_2")->text(), QString("no"));
-
-        // Behind the graph page the columns wait; turning back to them shows the record at once.
-        f.window->pages()->setCurrentIndex(1);
-        f.station->linkLost[2] = false;
-        f.window->refreshDisplay();
-        f.window->pages()->setCurrentIndex(0);
-        QCOMPARE(f.get<QLabel>("LE3Mat")->text(), QString("41"));
     }
 
     // Quit and the close button ask first, and No keeps the station running; QuitteProg ends it
