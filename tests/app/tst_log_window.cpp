@@ -67,18 +67,6 @@ QStringList snapshot(const WindowRig& f)
     out.sort();
     return out;
 }
-
-QMessageBox* openQuestion(QWidget* window)
-{
-    QMessageBox* found = nullptr;
-    const auto look = [&] {
-        for (auto* b : window->findChildren<QMessageBox*>("MessageQuestion"))
-            if (b->isVisible())
-                found = b;
-        return found != nullptr;
-    };
-    return QTest::qWaitFor(look, kWaitMs) ? found : nullptr;
-}
 } // namespace
 
 class LogWindowTest : public QObject {
@@ -463,8 +451,8 @@ private slots:
         QSignalSpy asked(f.station.get(), &Station::question);
 
         f.window->action("mnuQuit")->trigger();
-        QMessageBox* box = openQuestion(f.window.get());
-        QVERIFY(box);
+        QTRY_VERIFY_WITH_TIMEOUT(f.get<QMessageBox>("MessageQuestion") && f.get<QMessageBox>("MessageQuestion")->isVisible(), kWaitMs);
+        QMessageBox* box = f.get<QMessageBox>("MessageQuestion");
         QVERIFY(box->button(QMessageBox::Yes) && box->button(QMessageBox::No));
         QVERIFY(!QApplication::activeModalWidget() || QApplication::activeModalWidget() == box);
         QTest::mouseClick(box->button(QMessageBox::No), Qt::LeftButton);
@@ -477,8 +465,8 @@ private slots:
         if (closeButton) {
             f.window->close();
             QVERIFY(f.window->isVisible());
-            box = openQuestion(f.window.get());
-            QVERIFY(box);
+            QTRY_VERIFY_WITH_TIMEOUT(f.get<QMessageBox>("MessageQuestion") && f.get<QMessageBox>("MessageQuestion")->isVisible(), kWaitMs);
+            box = f.get<QMessageBox>("MessageQuestion");
             QTest::mouseClick(box->button(QMessageBox::Yes), Qt::LeftButton);
         } else {
             QTest::mouseClick(f.get<QPushButton>("QuitteProg"), Qt::LeftButton);
