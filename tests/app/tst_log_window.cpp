@@ -357,8 +357,9 @@ private slots:
         QTest::addColumn<bool>("wired");
         for (const char* name : {"ComOperStartLE3", "CommHalOperator", "mnuVdesParam", "mnuRegulateActive"})
             QTest::newRow(name) << name << false << true << true << false;
-        for (const char* name : {"mnuParameters", "mnuTestMateriel", "mnuCoeff", "mnuArdwUptime", "mnuEspion",
-                                 "mnuQuit", "mnuParameterVB", "QuitteProg"})
+        for (const char* name : {"mnuParameters", "mnuIOListData", "mnuRFStamptoPC", "mnuRFPCtoStamp", "mnuProtocolTrace",
+                                 "mnuTestMateriel", "mnuCoeff", "mnuArdwUptime", "mnuEspion", "mnuQuit", "mnuParameterVB",
+                                 "QuitteProg"})
             QTest::newRow(name) << name << false << false << true << false;
         for (const char* name : {"SelectedEngine", "OkStart"})
             QTest::newRow(name) << name << true << true << true << false;
