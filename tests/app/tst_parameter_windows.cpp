@@ -195,9 +195,7 @@ private slots:
         click("ParamDefault");
         QCOMPARE(form->findChild<QLineEdit*>("Text40")->text(), QString("16"));
         click("WriteConfHdd");
-        QCOMPARE(test::readBytes(rig.station->files().pathOf("\\ParamSt.ini")),
-                 QByteArray("0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n16\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n0\r\n"
-                            "50\r\n20\r\n15\r\n3\r\n0\r\n50\r\n35\r\n70\r\n115\r\n25\r\n60\r\n0\r\n50\r\n15\r\n"));
+        QCOMPARE(rig.station->files().readValues("\\ParamSt.ini"), editor.values());
         QCOMPARE(historyLines(*rig.station, "Register write to LE5 refused: its port is not open"), 0);
         for (const char* exchange : {"WriteConfig", "ReadConfig"}) {
             click(exchange);
