@@ -141,43 +141,8 @@ private slots:
         rig.station->protocolTrace().setPaused(false);
     }
 
-    void aRegisterTakesZeroTo255ThroughSaisie()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(false));
-        QVERIFY(rig.station->logIn("dolphin"));
-        rig.station->selectEngine(1);
-        FadecParameters* form = rig.window->openFadecParameters();
-        QVERIFY(form);
-        auto* box = form->findChild<QLineEdit*>("Text50");
-        const QString range = "Input error, Value < Min or > Max ";
-        const struct {
-            const char* typed;
-            const char* stored; // what the register holds after: refused entries keep the last
-            QString refusal;
-        } cases[] = {{"256", "0", range}, {"0", "0", {}},     {"99", "99", {}},     {"10000", "99", range},
-                     {"", "99", range},   {"255", "255", {}}, {"-5", "255", "Input error, use number 0-9"},
-                     {"007", "7", {}}};
-        for (const auto& c : cases) {
-            QTest::mouseClick(box, Qt::LeftButton);
-            auto* saisie = rig.get<Saisie>("Saisie");
-            QVERIFY(saisie && saisie->isVisible());
-            QCOMPARE(saisie->findChild<QLabel*>("LabelHint")->text(), QString("Register 18: z1 Generator Start Delay"));
-            saisie->findChild<QLineEdit*>("Text1")->setText(c.typed);
-            QTest::mouseClick(saisie->findChild<QPushButton*>("ValidationSaisie"), Qt::LeftButton);
-            QCOMPARE(saisie->isVisible(), !c.refusal.isEmpty());
-            if (!c.refusal.isEmpty()) {
-                QVERIFY(saisie->messageBox());
-                QCOMPARE(saisie->messageBox()->text(), c.refusal);
-                saisie->messageBox()->close();
-                QTest::mouseClick(saisie->findChild<QPushButton*>("AnnulerSaisie"), Qt::LeftButton);
-            }
-            QCOMPARE(box->text(), QString(c.stored));
-        }
-    }
-
     // With the ports closed, reading or writing warns and leaves no request behind; the file
-    // buttons save the factory values and load what a file holds.
+    // buttons save the factory values and load what a file holds; a register takes 0 to 255.
     void closedPortWarnsAndTheFileButtonsWork()
     {
         WindowRig rig;
@@ -226,6 +191,33 @@ private slots:
         QVERIFY(box);
         QCOMPARE(box->text(), QString("The Port Com3 is not activated ! "));
         QCOMPARE(readOut->findChild<QListWidget*>("List3")->count(), 0);
+
+        // A register takes 0 to 255 through the Saisie form.
+        auto* text50 = form->findChild<QLineEdit*>("Text50");
+        const QString range = "Input error, Value < Min or > Max ";
+        const struct {
+            const char* typed;
+            const char* stored; // what the register holds after: refused entries keep the last
+            QString refusal;
+        } cases[] = {{"256", "0", range}, {"0", "0", {}},     {"99", "99", {}},     {"10000", "99", range},
+                     {"", "99", range},   {"255", "255", {}}, {"-5", "255", "Input error, use number 0-9"},
+                     {"007", "7", {}}};
+        for (const auto& c : cases) {
+            QTest::mouseClick(text50, Qt::LeftButton);
+            auto* saisie = rig.get<Saisie>("Saisie");
+            QVERIFY(saisie && saisie->isVisible());
+            QCOMPARE(saisie->findChild<QLabel*>("LabelHint")->text(), QString("Register 18: z1 Generator Start Delay"));
+            saisie->findChild<QLineEdit*>("Text1")->setText(c.typed);
+            QTest::mouseClick(saisie->findChild<QPushButton*>("ValidationSaisie"), Qt::LeftButton);
+            QCOMPARE(saisie->isVisible(), !c.refusal.isEmpty());
+            if (!c.refusal.isEmpty()) {
+                QVERIFY(saisie->messageBox());
+                QCOMPARE(saisie->messageBox()->text(), c.refusal);
+                saisie->messageBox()->close();
+                QTest::mouseClick(saisie->findChild<QPushButton*>("AnnulerSaisie"), Qt::LeftButton);
+            }
+            QCOMPARE(text50->text(), QString(c.stored));
+        }
         click("CDMQuitter");
         QVERIFY(!form->isVisible());
     }
