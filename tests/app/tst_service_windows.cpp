@@ -116,47 +116,6 @@ private slots:
                     .contains("Lamp replaced LE 1 after " + WearCounters::hoursText(lampMs)));
     }
 
-    void aSavedCoefficientReachesTheDisplayAtOnce()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(true));
-        QVERIFY(logInService(rig));
-        Station& station = *rig.station;
-        QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(2).everReported, kWaitMs);
-        station.selectEngine(3);
-        rig.window->action("mnuCoeff")->trigger();
-        auto* form = rig.window->findChild<CoefficientsForm*>("Coefficients");
-        QVERIFY(form && form->isVisible());
-
-        // SBV: raw x 0.04 with two decimals today; x 0.5 with one decimal and 1 V added after.
-        auto* raw = rig.get<QSpinBox>("Raw5");
-        QCOMPARE(raw->value(), int(station.tables().at(2).reported[pos::Sbv]));
-        raw->setValue(75);
-        QCOMPARE(rig.get<QLabel>("Shown5")->text(), QString("3.00 V"));
-        rig.get<QSpinBox>("Factor5")->setValue(5);
-        rig.get<QSpinBox>("Decimals5")->setValue(1);
-        rig.get<QSpinBox>("Offset5")->setValue(1);
-        QCOMPARE(rig.get<QLabel>("Shown5")->text(), QString("38.5 V"));
-        QCOMPARE(rig.get<QLabel>("InUse5")->text(), QString("3.00 V")); // nothing in use before the save
-
-        rig.window->action("mnuRegulateActive")->setChecked(false);
-        QTest::mouseClick(rig.get<QPushButton>("Command1"), Qt::LeftButton);
-        const int reported = station.tables().at(2).reported[pos::Sbv];
-        QCOMPARE(rig.get<QLabel>("LE3Sbv")->text(), QString::number(reported * 0.5 + 1, 'f', 1) + " V");
-        QCOMPARE(rig.get<QLabel>("InUse5")->text(), QString("38.5 V"));
-        const QList<QByteArray> lines = test::readBytes(station.files().pathOf("\\Coefficients.ini")).split('\n');
-        QCOMPARE(lines.size(), 37);
-        QCOMPARE(lines.mid(15, 3), (QList<QByteArray>{"1\r", "5\r", "1\r"}));
-        QCOMPARE(historyLines(station, "LE Data saved: SBV offset 0->1, factor 4->5, decimals 2->1"), 1);
-
-        // A station started on the folder reads them back.
-        ManualClock clock;
-        Station again(station.files().folder(), QString(), clock);
-        QVERIFY(loadAndStart(again));
-        QCOMPARE(coefficients::shown(75, again.coefficients().inUse(), coefficients::Sbv), QString("38.5 V"));
-        again.quit();
-    }
-
     void hardwareTestsRunAtRestOnly()
     {
         WindowRig rig;
@@ -232,6 +191,42 @@ private slots:
         QCOMPARE(history.count("Test LE 2 Motor and fans: aborted, service mode ended"), 1);
         QCOMPARE(history.count("Test LE 2 QTH lamps: passed"), 1);
         QCOMPARE(history.count("Test LE 2 Motor and fans: aborted, a start of LE2 was asked for"), 1);
+
+        // A saved coefficient reaches the display at once.
+        QVERIFY(logInService(rig));
+        QTRY_VERIFY_WITH_TIMEOUT(station.tables().at(2).everReported, kWaitMs);
+        station.selectEngine(3);
+        rig.window->action("mnuCoeff")->trigger();
+        auto* coefficientsForm = rig.window->findChild<CoefficientsForm*>("Coefficients");
+        QVERIFY(coefficientsForm && coefficientsForm->isVisible());
+
+        // SBV: raw x 0.04 with two decimals today; x 0.5 with one decimal and 1 V added after.
+        auto* raw = rig.get<QSpinBox>("Raw5");
+        QCOMPARE(raw->value(), int(station.tables().at(2).reported[pos::Sbv]));
+        raw->setValue(75);
+        QCOMPARE(rig.get<QLabel>("Shown5")->text(), QString("3.00 V"));
+        rig.get<QSpinBox>("Factor5")->setValue(5);
+        rig.get<QSpinBox>("Decimals5")->setValue(1);
+        rig.get<QSpinBox>("Offset5")->setValue(1);
+        QCOMPARE(rig.get<QLabel>("Shown5")->text(), QString("38.5 V"));
+        QCOMPARE(rig.get<QLabel>("InUse5")->text(), QString("3.00 V")); // nothing in use before the save
+
+        rig.window->action("mnuRegulateActive")->setChecked(false);
+        QTest::mouseClick(rig.get<QPushButton>("Command1"), Qt::LeftButton);
+        const int reported = station.tables().at(2).reported[pos::Sbv];
+        QCOMPARE(rig.get<QLabel>("LE3Sbv")->text(), QString::number(reported * 0.5 + 1, 'f', 1) + " V");
+        QCOMPARE(rig.get<QLabel>("InUse5")->text(), QString("38.5 V"));
+        const QList<QByteArray> lines = test::readBytes(station.files().pathOf("\\Coefficients.ini")).split('\n');
+        QCOMPARE(lines.size(), 37);
+        QCOMPARE(lines.mid(15, 3), (QList<QByteArray>{"1\r", "5\r", "1\r"}));
+        QCOMPARE(historyLines(station, "LE Data saved: SBV offset 0->1, factor 4->5, decimals 2->1"), 1);
+
+        // A station started on the folder reads them back.
+        ManualClock clock;
+        Station again(station.files().folder(), QString(), clock);
+        QVERIFY(loadAndStart(again));
+        QCOMPARE(coefficients::shown(75, again.coefficients().inUse(), coefficients::Sbv), QString("38.5 V"));
+        again.quit();
     }
 };
 
