@@ -154,6 +154,8 @@ private slots:
         QCOMPARE(rig.historyCount("found running"), 1);
     }
 
+    // START All and STOP All take the checked engines in turn; the QTH lamps reach the frames and
+    // the file.
     void startAllAndStopAllTakeTheCheckedEnginesInTurn()
     {
         OperationRig rig;
@@ -198,6 +200,36 @@ private slots:
             QVERIFY(!rig.op().startedByUser(n));
         }
         QCOMPARE(rig.historyCount("Off LE"), 5);
+
+        // The QTH lamps of the engines chosen for them.
+        s.qthLamps[5] = false;
+        rig.station->setSoftwareSettings(s, false);
+        QthLamps& qth = rig.station->qthLamps();
+        qth.press();
+        QCOMPARE(qth.caption(), QString("QTH-Stop"));
+        QVERIFY(qth.orange());
+        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("1\r\n"));
+        for (int n = 1; n <= 5; ++n)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 1, kWaitMs);
+        QCOMPARE(rig.engines.model(6).qth(), 0);
+
+        // The next start finds the lamps as the operator left them.
+        {
+            ManualClock clock;
+            Station again(rig.engines.folder, QString(), clock);
+            QVERIFY(loadAndStart(again));
+            QVERIFY(again.qthLamps().on());
+            QCOMPARE(again.qthLamps().caption(), QString("QTH-Stop"));
+            QCOMPARE(again.tables().at(0).QthCommand, 1);
+            again.quit();
+        }
+
+        qth.press();
+        QCOMPARE(qth.caption(), QString("QTH-Start"));
+        QVERIFY(!qth.orange());
+        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("0\r\n"));
+        for (int n = 1; n <= 5; ++n)
+            QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 0, kWaitMs);
     }
 
     // A fault is logged once per running engine, not at rest. The stop alarm is counted down, raised
@@ -251,41 +283,6 @@ private slots:
         alarm.toggle();
         QCOMPARE(alarm.caption(), QString("Stop Alarm"));
         QVERIFY(!alarm.watchTimer()->isActive());
-    }
-
-    void qthLampsReachTheFramesAndTheFile()
-    {
-        OperationRig rig;
-        QVERIFY(rig.ready());
-        SoftwareSettings s = rig.station->software();
-        s.qthLamps[5] = false;
-        rig.station->setSoftwareSettings(s, false);
-        QthLamps& qth = rig.station->qthLamps();
-        qth.press();
-        QCOMPARE(qth.caption(), QString("QTH-Stop"));
-        QVERIFY(qth.orange());
-        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("1\r\n"));
-        for (int n = 1; n <= 5; ++n)
-            QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 1, kWaitMs);
-        QCOMPARE(rig.engines.model(6).qth(), 0);
-
-        // The next start finds the lamps as the operator left them.
-        {
-            ManualClock clock;
-            Station again(rig.engines.folder, QString(), clock);
-            QVERIFY(loadAndStart(again));
-            QVERIFY(again.qthLamps().on());
-            QCOMPARE(again.qthLamps().caption(), QString("QTH-Stop"));
-            QCOMPARE(again.tables().at(0).QthCommand, 1);
-            again.quit();
-        }
-
-        qth.press();
-        QCOMPARE(qth.caption(), QString("QTH-Start"));
-        QVERIFY(!qth.orange());
-        QCOMPARE(rig.file("\\StartHalogen.ini"), QString("0\r\n"));
-        for (int n = 1; n <= 5; ++n)
-            QTRY_COMPARE_WITH_TIMEOUT(rig.engines.model(n).qth(), 0, kWaitMs);
     }
 
     void controlsReachTheOperation()
