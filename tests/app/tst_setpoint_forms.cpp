@@ -27,8 +27,9 @@ class SetPointFormsTest : public QObject {
     Q_OBJECT
 private slots:
     // The keyboard moves one slider, or all six in a group; quitting stores nothing. One past the
-    // top is clamped, stored, filed and shown on the main window.
-    void slidersMoveAndWhatIsValidatedReachesTheMainWindow()
+    // top is clamped, stored, filed and shown on the main window. The motor speed entry refuses
+    // what it cannot send, then stores.
+    void slidersAndTheMotorSpeedEntryStoreOnlyWhatIsValidated()
     {
         WindowRig rig;
         QVERIFY(rig.start(false));
@@ -61,18 +62,14 @@ private slots:
         QVERIFY(!form->isVisible());
         QCOMPARE(int(rig.station->tables().at(2).PowerSetPoint), stored);
         QCOMPARE(rig.get<QLabel>("LE3Power")->text(), QString("%1 We").arg(stored * 10));
-    }
 
-    void motorSpeedEntryShowsEachMessageThenStores()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(false));
+        // The motor speed entry: each refusal told, the form kept open, nothing stored.
         rig.station->selectEngine(4);
         rig.get<QPushButton>("Label9")->click();
-        Saisie* form = rig.window->saisie();
-        QVERIFY(form->isVisible());
-        auto* text1 = form->findChild<QLineEdit*>("Text1");
-        auto* ok = form->findChild<QPushButton*>("ValidationSaisie");
+        Saisie* entry = rig.window->saisie();
+        QVERIFY(entry->isVisible());
+        auto* text1 = entry->findChild<QLineEdit*>("Text1");
+        auto* ok = entry->findChild<QPushButton*>("ValidationSaisie");
         const QList<std::pair<QString, QString>> refusals{{"12.5", "Input error, use number 0-9"},
                                                           {"999", "Input error, Value < Min or > Max "},
                                                           {"10000", "Standard input, 1000-4000 RPM "}};
@@ -80,16 +77,16 @@ private slots:
             text1->clear();
             QTest::keyClicks(text1, typed);
             QTest::mouseClick(ok, Qt::LeftButton);
-            QMessageBox* box = form->messageBox();
+            QMessageBox* box = entry->messageBox();
             QVERIFY(box && box->isVisible());
             QCOMPARE(box->text(), message);
             box->button(QMessageBox::Ok)->click();
-            QVERIFY(form->isVisible());
+            QVERIFY(entry->isVisible());
             QCOMPARE(text1->text(), typed);
             QCOMPARE(int(rig.station->tables().at(3).MotorSpeedSetPoint), 0);
         }
         // A speed the unit of 30 rpm rounds says so before it is sent, and the history names what was.
-        auto* note = form->findChild<QLabel*>("LabelNote");
+        auto* note = entry->findChild<QLabel*>("LabelNote");
         text1->clear();
         QTest::keyClicks(text1, "2490");
         QVERIFY(!note->isVisible());
@@ -98,7 +95,7 @@ private slots:
         QVERIFY(note->isVisible());
         QCOMPARE(note->text(), "2500 rpm is sent as 83 x 30 = 2490 rpm");
         QTest::mouseClick(ok, Qt::LeftButton);
-        QVERIFY(!form->isVisible());
+        QVERIFY(!entry->isVisible());
         QCOMPARE(int(rig.station->tables().at(3).MotorSpeedSetPoint), 83);
         QCOMPARE(rig.station->powerSetPoints().motorSpeedRpm(), 2500);
         QCOMPARE(historyLines(*rig.station, "  M speed LE 4 = 2490 rpm (83 x 30 rpm; 2500 rpm entered)"), 1);
@@ -106,8 +103,8 @@ private slots:
         // Cancelled: nothing stored; without a selected engine the entry does not open.
         rig.get<QPushButton>("Label9")->click();
         QTest::keyClicks(text1, "4000");
-        form->findChild<QPushButton*>("AnnulerSaisie")->click();
-        QVERIFY(!form->isVisible());
+        entry->findChild<QPushButton*>("AnnulerSaisie")->click();
+        QVERIFY(!entry->isVisible());
         QCOMPARE(int(rig.station->tables().at(3).MotorSpeedSetPoint), 83);
         rig.station->tables().selectedEngine = 0;
         QVERIFY(!rig.window->openMotorSpeedEntry());
