@@ -83,7 +83,6 @@ struct Fixture {
 class HistoWindowTest : public QObject {
     Q_OBJECT
 private slots:
-
     void timer1FillsTheListOnceTheWindowOpens_data()
     {
         QTest::addColumn<int>("lines");
@@ -124,8 +123,9 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(f.messages(), messages, 10000);
     }
 
-    // Reloading shows new entries; clearing the list keeps the file; Quit closes the window.
-    void reloadClearAndQuit()
+    // Reloading shows new entries. Deleting the file asks first: No keeps the file and the list, Yes
+    // archives the old lines. Clearing the list keeps the file; Quit closes the window.
+    void reloadDeleteClearAndQuit()
     {
         Fixture f(journal(2));
         f.openAndWaitForList(5);
@@ -145,29 +145,18 @@ private slots:
         f.window->findChild<QComboBox*>("CboEngine")->setCurrentIndex(0);
         QCOMPARE(f.window->shownRows().mid(3), f.rows().mid(6, 2));
         f.window->findChild<QLineEdit*>("TxtFilter")->clear();
-        f.trigger("mnuEffListe");
-        QCOMPARE(f.rowCount(), 0);
-        QVERIFY(readBytes(f.history.path()).startsWith(journal(2)));
-        f.trigger("mnuQuitterHisto");
-        QVERIFY(!f.window->isVisible());
-    }
 
-    // No keeps the file and the list; Yes archives the old lines.
-    void deleteAsksFirst()
-    {
-        Fixture f(journal(3));
-        f.openAndWaitForList(6);
+        const QByteArray old = readBytes(f.history.path());
         f.trigger("mnuEffLeFichier");
-        QCOMPARE(readBytes(f.history.path()), journal(3)); // nothing happens before the answer
+        QCOMPARE(readBytes(f.history.path()), old); // nothing happens before the answer
         f.answer(false);
-        QCOMPARE(readBytes(f.history.path()), journal(3));
-        QCOMPARE(f.rowCount(), 6);
+        QCOMPARE(readBytes(f.history.path()), old);
+        QCOMPARE(f.rowCount(), 8);
         f.trigger("mnuEffLeFichier");
         f.answer(true);
         QVERIFY(QFile::exists(f.history.path()));
         // The old lines went to a dated archive, listed beside the list and opened from it.
-        const QString archive = f.dir.filePath("Histo-2026-11-23-093000.txt");
-        QCOMPARE(readBytes(archive), journal(3));
+        QCOMPARE(readBytes(f.dir.filePath("Histo-2026-11-23-093000.txt")), old);
         const QString cleared =
             f.history.lineFor("0", "History cleared in user mode; older lines in Histo-2026-11-23-093000.txt");
         QCOMPARE(readBytes(f.history.path()), cleared.toUtf8() + "\r\n");
@@ -175,8 +164,14 @@ private slots:
         auto* archives = f.window->findChild<QListWidget*>("ListArchives");
         QCOMPARE(archives->count(), 1);
         emit archives->itemDoubleClicked(archives->item(0));
-        QCOMPARE(f.rowCount(), 6);
-        QVERIFY(f.rows().last().endsWith("event 3"));
+        QCOMPARE(f.rowCount(), 8);
+        QVERIFY(f.rows().last().endsWith("OFF LE 2"));
+
+        f.trigger("mnuEffListe");
+        QCOMPARE(f.rowCount(), 0);
+        QCOMPARE(readBytes(f.history.path()), cleared.toUtf8() + "\r\n");
+        f.trigger("mnuQuitterHisto");
+        QVERIFY(!f.window->isVisible());
     }
 
     void printAsksThenPrintsThroughTheDialog()
