@@ -58,6 +58,17 @@ qint64 count(const QString& path, const QString& sql)
     return n;
 }
 
+// An SQLite file holding one empty table of someone else's.
+void writeForeign(const QString& path, const QString& table = "cars")
+{
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
+        db.setDatabaseName(path);
+        QVERIFY(db.open() && QSqlQuery(db).exec("CREATE TABLE " + table + "(id)"));
+    }
+    QSqlDatabase::removeDatabase("foreign");
+}
+
 // A file as the first layout wrote it: every second a row of samples, the minutes beside (here
 // none summed up yet, as after a crash). Four hours of LE1 and LE2, LE2 lost for a minute.
 void writeFirstLayout(const QString& path, qint64 start)
@@ -346,17 +357,10 @@ private slots:
         QFETCH(QByteArray, content);
         QTemporaryDir dir;
         const QString path = dir.filePath(HistorianStore::fileName());
-        if (content.isEmpty()) {
-            {
-                QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
-                db.setDatabaseName(path);
-                QVERIFY(db.open());
-                QVERIFY(QSqlQuery(db).exec("CREATE TABLE cars(id)"));
-            }
-            QSqlDatabase::removeDatabase("foreign");
-        } else {
+        if (content.isEmpty())
+            writeForeign(path);
+        else
             test::writeBytes(path, content);
-        }
         ManualClock clock;
         Station station(dir.path(), QString(), clock);
         Historian historian(station);
@@ -483,19 +487,9 @@ private slots:
         } else if (source == "damaged") {
             test::writeBytes(path, "SQLite format 3" + QByteArray(1, '\0') + QByteArray(4000, '\x7f'));
         } else {
-            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "foreign");
-            db.setDatabaseName(path);
-            QVERIFY(db.open() && QSqlQuery(db).exec("CREATE TABLE cars(id)"));
-            db.close();
+            writeForeign(path);
         }
-        {
-            QSqlDatabase::removeDatabase("foreign");
-            QSqlDatabase db = QSqlDatabase::addDatabase("QSQLITE", "other");
-            db.setDatabaseName(dir.filePath("other.db"));
-            QVERIFY(db.open() && QSqlQuery(db).exec("CREATE TABLE kept(id)"));
-            db.close();
-        }
-        QSqlDatabase::removeDatabase("other");
+        writeForeign(dir.filePath("other.db"), "kept");
         test::writeBytes(folder + "/ConsignePW.ini", "50\r\n");
         const QString target = QDir(folder).filePath(out);
         const QByteArray historian = test::readBytes(path), other = test::readBytes(dir.filePath("other.db"));
