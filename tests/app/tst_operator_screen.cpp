@@ -140,37 +140,11 @@ private slots:
         QVERIFY(w->screen()->availableGeometry().contains(QRect(QPoint(), w->frameGeometry().size())));
     }
 
-    // Log Out is one step; an idle user mode logs itself out once service mode asks for it.
-    void logOutAndIdleLogOut()
-    {
-        WindowRig rig;
-        QVERIFY(rig.start(false));
-        rig.window->action("mnuLogOut")->trigger();
-        QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
-        QVERIFY(rig.get<QWidget>("LoginBox")->isVisible());
-        QVERIFY(!rig.get<QPushButton>("StartAllLE")->isEnabled());
-
-        ScreenSettings screen = rig.station->screen();
-        screen.userLogoutMinutes = 2;
-        QVERIFY(rig.station->setScreenSettings(screen));
-        QCOMPARE(rig.station->files().readValues("\\Screen.ini"), (QStringList{"1", "2"}));
-        rig.setOptions(true, true);
-        rig.logIn("harvests");
-        rig.clock.advanceSeconds(100);
-        QTest::keyClick(rig.window.get(), Qt::Key_Shift); // the operator is there
-        rig.clock.advanceSeconds(100);
-        rig.station->idleLogout().check();
-        QCOMPARE(rig.station->mode(), OperatingMode::User);
-        rig.clock.advanceSeconds(30);
-        rig.station->idleLogout().check();
-        QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
-        QVERIFY(rig.window->statusBar()->currentMessage().startsWith("User mode logged out after 2 min"));
-    }
-
     // Every menu and every entry whose caption stays put has its own underlined letter; Ctrl+n
     // selects engine n. Escape closes each form, the dialogs and the plain windows alike; the main
-    // window stays.
-    void keyboard()
+    // window stays. Log Out is one step; an idle user mode, whose keys tell the operator is there,
+    // logs itself out once service mode asks for it.
+    void keyboardAndLogOut()
     {
         WindowRig rig;
         QVERIFY(rig.start(false));
@@ -228,6 +202,27 @@ private slots:
             QTRY_VERIFY2_WITH_TIMEOUT(!form || !form->isVisible(), name, kWaitMs);
             QVERIFY(w->isVisible());
         }
+
+        rig.window->action("mnuLogOut")->trigger();
+        QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
+        QVERIFY(rig.get<QWidget>("LoginBox")->isVisible());
+        QVERIFY(!rig.get<QPushButton>("StartAllLE")->isEnabled());
+
+        ScreenSettings screen = rig.station->screen();
+        screen.userLogoutMinutes = 2;
+        QVERIFY(rig.station->setScreenSettings(screen));
+        QCOMPARE(rig.station->files().readValues("\\Screen.ini"), (QStringList{"1", "2"}));
+        rig.setOptions(true, true);
+        rig.logIn("harvests");
+        rig.clock.advanceSeconds(100);
+        QTest::keyClick(rig.window.get(), Qt::Key_Shift); // the operator is there
+        rig.clock.advanceSeconds(100);
+        rig.station->idleLogout().check();
+        QCOMPARE(rig.station->mode(), OperatingMode::User);
+        rig.clock.advanceSeconds(30);
+        rig.station->idleLogout().check();
+        QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
+        QVERIFY(rig.window->statusBar()->currentMessage().startsWith("User mode logged out after 2 min"));
     }
 };
 
