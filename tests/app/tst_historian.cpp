@@ -3,7 +3,6 @@
 #include "app/recording/historian_trends.h"
 #include "historian/historian.h"
 #include "historian/historian_writer.h"
-#include "sim/simulated_engine.h"
 #include "simulated_station.h"
 #include "station/station.h"
 #include "test_registry.h"

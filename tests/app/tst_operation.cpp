@@ -10,9 +10,6 @@
 #include "window_rig.h"
 
 #include <QAction>
-#include <QDir>
-#include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QSignalSpy>

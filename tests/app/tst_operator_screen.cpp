@@ -14,7 +14,6 @@
 #include "window_rig.h"
 
 #include <QAction>
-#include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <QListWidget>
@@ -24,7 +23,6 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSet>
-#include <QSpinBox>
 #include <QStatusBar>
 
 #include <functional>

@@ -14,8 +14,6 @@
 #include <QSlider>
 #include <QTest>
 
-#include <memory>
-
 using namespace tarvek;
 
 namespace {
