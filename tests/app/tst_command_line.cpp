@@ -10,7 +10,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <pty.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -29,22 +28,6 @@ QStringList lockFilesOf(qint64 pid)
         }
     return found;
 }
-// A pseudo-terminal, both ends held while it lives.
-struct Pty {
-    int master = -1, slave = -1;
-    QString path;
-    Pty()
-    {
-        char name[256] = {};
-        if (openpty(&master, &slave, name, nullptr, nullptr) == 0)
-            path = QString::fromLocal8Bit(name);
-    }
-    ~Pty()
-    {
-        ::close(master);
-        ::close(slave);
-    }
-};
 } // namespace
 
 class CommandLineTest : public QObject {

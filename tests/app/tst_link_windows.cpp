@@ -21,9 +21,6 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include <pty.h>
-#include <unistd.h>
-
 using namespace tarvek;
 
 class LinkWindowsTest : public QObject {
@@ -160,18 +157,16 @@ private slots:
         number->setText("6");
         QVERIFY(QDir(rig.engines.dir.path()).mkdir("folder"));
         tarvek::test::writeBytes(rig.engines.dir.filePath("file"), "x");
-        char name[256] = {};
-        int master = -1, slave = -1;
-        QVERIFY(openpty(&master, &slave, name, nullptr, nullptr) == 0);
-        QSerialPort other(QString::fromLocal8Bit(name)); // another program holds this one
+        Pty held;
+        QVERIFY(!held.path.isEmpty());
+        QSerialPort other(held.path); // another program holds this one
         QVERIFY(other.open(QIODevice::ReadWrite));
         const QList<std::pair<QString, QString>> refusals{
             {rig.engines.dir.filePath("gone"), "missing: %1 does not exist; opened as soon as it is there"},
             {rig.engines.dir.filePath("folder"), "refused: %1 is a folder, not a serial port"},
             {rig.engines.dir.filePath("file"), "refused: %1 is an ordinary file, not a serial port"},
             {"/dev/null", "refused: %1 is not a serial port (Inappropriate ioctl for device)"},
-            {other.portName().startsWith('/') ? other.portName() : QString::fromLocal8Bit(name),
-             "refused: %1 is in use by another program"},
+            {held.path, "refused: %1 is in use by another program"},
         };
         std::array<quint64, 6> frames{};
         for (int k = 1; k <= 5; ++k)
@@ -185,8 +180,6 @@ private slots:
             QCOMPARE(state(6), text.arg(path));
             QCOMPARE(rig.station->files().readValues("\\ComDevices.ini").value(5), path);
         }
-        ::close(master);
-        ::close(slave);
         for (int k = 1; k <= 5; ++k) {
             QVERIFY(rig.station->link().portOpen(k));
             QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().framesSent(k) > frames[k] + 5, kRigWaitMs);
