@@ -432,7 +432,7 @@ private slots:
     }
 
     // Quit and the close button ask first, and No keeps the station running; QuitteProg ends it
-    // without asking.
+    // without asking. The software settings saved before are what the next station starts with.
     void quitAsksAndNoKeepsItRunning_data()
     {
         QTest::addColumn<bool>("closeButton"); // then Yes to the close button, or else QuitteProg
@@ -446,7 +446,25 @@ private slots:
         QVERIFY(f.open(false));
         f.logIn("dolphin");
         QVERIFY(f.window->action("mnuQuit")->isEnabled());
-        SoftwareSettingsForm* form = f.window->openSoftwareSettings();
+        f.window->action("mnuParameterVB")->trigger();
+        auto* form = f.window->findChild<SoftwareSettingsForm*>("ParamLogicielVB");
+        QVERIFY(form && form->isVisible());
+        form->findChild<QCheckBox*>("CheckGroup_1")->setChecked(false);
+        form->findChild<QCheckBox*>("CheckCurve_5")->setChecked(false);
+        form->findChild<QCheckBox*>("OptionUser")->setChecked(true);
+        form->findChild<QCheckBox*>("CheckCoefficients")->setChecked(false);
+        form->findChild<QSpinBox*>("TextTimeOut")->setValue(7);
+        form->findChild<QSpinBox*>("SpinValueSize")->setValue(22);
+        QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
+        QVERIFY(!form->isVisible());
+        QVERIFY(!f.station->software().groupCommands[1]);
+        QVERIFY(f.station->software().userModeOption);
+        QCOMPARE(f.station->software().serviceTimeOut, 7);
+        QCOMPARE(readBytes(f.station->files().pathOf("\\CocheSelect.ini")), QByteArray("0\r\n"));
+        QCOMPARE(f.get<QLabel>("LE2Motor")->font().pointSize(), 22); // the value size reaches the columns
+        QCOMPARE(f.station->files().readValues("\\Display.ini"), QStringList{"22"});
+
+        form = f.window->openSoftwareSettings(); // open while the station ends
         QVERIFY(form->isVisible());
         QSignalSpy finished(f.station.get(), &Station::finished);
         QSignalSpy asked(f.station.get(), &Station::question);
@@ -483,30 +501,6 @@ private slots:
             QVERIFY2(!t->isActive(), qPrintable(t->objectName()));
         f.station->answer(asked.first().first().toInt(), true); // the first question was answered No
         QCOMPARE(finished.count(), 1);
-    }
-
-    void softwareSettingsFormSavesAndIsReadBack()
-    {
-        WindowRig f;
-        QVERIFY(f.open(false));
-        f.logIn("dolphin");
-        f.window->action("mnuParameterVB")->trigger();
-        auto* form = f.window->findChild<SoftwareSettingsForm*>("ParamLogicielVB");
-        QVERIFY(form && form->isVisible());
-        form->findChild<QCheckBox*>("CheckGroup_1")->setChecked(false);
-        form->findChild<QCheckBox*>("CheckCurve_5")->setChecked(false);
-        form->findChild<QCheckBox*>("OptionUser")->setChecked(true);
-        form->findChild<QCheckBox*>("CheckCoefficients")->setChecked(false);
-        form->findChild<QSpinBox*>("TextTimeOut")->setValue(7);
-        form->findChild<QSpinBox*>("SpinValueSize")->setValue(22);
-        QTest::mouseClick(form->findChild<QPushButton*>("Command1"), Qt::LeftButton);
-        QVERIFY(!form->isVisible());
-        QVERIFY(!f.station->software().groupCommands[1]);
-        QVERIFY(f.station->software().userModeOption);
-        QCOMPARE(f.station->software().serviceTimeOut, 7);
-        QCOMPARE(readBytes(f.station->files().pathOf("\\CocheSelect.ini")), QByteArray("0\r\n"));
-        QCOMPARE(f.get<QLabel>("LE2Motor")->font().pointSize(), 22); // the value size reaches the columns
-        QCOMPARE(f.station->files().readValues("\\Display.ini"), QStringList{"22"});
 
         // A new station on the same folder starts with what was saved.
         const QString folder = f.station->files().folder();
