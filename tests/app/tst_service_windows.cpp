@@ -112,8 +112,7 @@ private slots:
         QCOMPARE(station.wearCounters().count(1), (WearCount{1, runningMs, 0}));
         QCOMPARE(rig.get<QLabel>("Lamp1")->text(), QString("0 h 00 min"));
         QCOMPARE(test::readBytes(station.files().pathOf("\\Usures.ini")).split('\n').at(2), QByteArray("0\r"));
-        QVERIFY(QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")))
-                    .contains("Lamp replaced LE 1 after " + WearCounters::hoursText(lampMs)));
+        QCOMPARE(historyLines(station, "Lamp replaced LE 1 after " + WearCounters::hoursText(lampMs)), 1);
     }
 
     void hardwareTestsRunAtRestOnly()
@@ -186,11 +185,10 @@ private slots:
         QCOMPARE(station.hardwareTests().current().state, TestState::Aborted);
         QCOMPARE(r.ModeCode, 0);
 
-        const QString history = QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")));
-        QCOMPARE(history.count("Test LE 2 "), 10); // begun and end of each of the five
-        QCOMPARE(history.count("Test LE 2 Motor and fans: aborted, service mode ended"), 1);
-        QCOMPARE(history.count("Test LE 2 QTH lamps: passed"), 1);
-        QCOMPARE(history.count("Test LE 2 Motor and fans: aborted, a start of LE2 was asked for"), 1);
+        QCOMPARE(historyLines(station, "Test LE 2 "), 10); // begun and end of each of the five
+        QCOMPARE(historyLines(station, "Test LE 2 Motor and fans: aborted, service mode ended"), 1);
+        QCOMPARE(historyLines(station, "Test LE 2 QTH lamps: passed"), 1);
+        QCOMPARE(historyLines(station, "Test LE 2 Motor and fans: aborted, a start of LE2 was asked for"), 1);
 
         // A saved coefficient reaches the display at once.
         QVERIFY(logInService(rig));

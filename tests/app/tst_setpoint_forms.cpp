@@ -146,13 +146,12 @@ private slots:
         QCOMPARE(sent(le2, pos::Power), 120);
         QCOMPARE(rig.engines.model(1).power(), 50); // LE1 was never touched
 
-        const QString history = QString::fromUtf8(test::readBytes(station.files().pathOf("\\Histo.txt")));
-        QCOMPARE(history.count("    PWe LE 2 = 1200 We"), 1);
-        QCOMPARE(history.count("    M speed LE 2 = 3000 rpm"), 1);
-        QCOMPARE(history.count("PWe LE"), 5); // LE5 kept its value
-        QVERIFY(history.contains(
-            History::formatLine(rig.clock.timeText(), rig.clock.dateText(), "0", "  PWe LE 1 = 300 We")));
-        QVERIFY(history.contains("    PWe LE 6 = 750 We"));
+        QCOMPARE(historyLines(station, "    PWe LE 2 = 1200 We"), 1);
+        QCOMPARE(historyLines(station, "    M speed LE 2 = 3000 rpm"), 1);
+        QCOMPARE(historyLines(station, "PWe LE"), 5); // LE5 kept its value
+        QCOMPARE(historyLines(station, History::formatLine(rig.clock.timeText(), rig.clock.dateText(), "0",
+                                                           "  PWe LE 1 = 300 We")), 1);
+        QCOMPARE(historyLines(station, "    PWe LE 6 = 750 We"), 1);
     }
 };
 
