@@ -260,8 +260,7 @@ private slots:
         QCOMPARE(count(historian.path(), "SELECT count(*) FROM samples WHERE t < " + QString::number(block + 600)), 0);
         QCOMPARE(count(historian.path(), "SELECT count(*) FROM blocks WHERE engine = 1"), 2);
         std::vector<Row> after = allRows(store);
-        after.erase(std::remove_if(after.begin(), after.end(), [&](const Row& r) { return std::get<0>(r) >= block + 600; }),
-                    after.end());
+        std::erase_if(after, [&](const Row& r) { return std::get<0>(r) >= block + 600; });
         QCOMPARE(after, before);
         const qint64 again = block + 5;
         clock.set(QDateTime::fromSecsSinceEpoch(again - 1));
@@ -315,8 +314,7 @@ private slots:
         HistorianStore store(path);
         QVERIFY(store.openForReading());
         std::vector<Row> after = allRows(store);
-        after.erase(std::remove_if(after.begin(), after.end(), [&](const Row& r) { return std::get<0>(r) >= start + 4 * 3600; }),
-                    after.end()); // what the station recorded since
+        std::erase_if(after, [&](const Row& r) { return std::get<0>(r) >= start + 4 * 3600; }); // what the station recorded since
         QCOMPARE(after, before);
         const auto minutes = store.buckets(2, start, start + 4 * 3600, 60);
         QCOMPARE(minutes.size(), std::size_t(4 * 60));
