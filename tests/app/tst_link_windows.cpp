@@ -284,9 +284,7 @@ private slots:
         QFETCH(int, missedFrames);
         QFETCH(QStringList, journal);
         EngineStation rig(true);
-        rig.station->load();
-        for (int k = 1; k <= 6; ++k)
-            QTRY_VERIFY_WITH_TIMEOUT(rig.station->link().answered(k), 15000);
+        QVERIFY(rig.ready());
         QTRY_VERIFY_WITH_TIMEOUT(!rig.station->portDiscovery().running(), 15000);
         std::array<int, 7> timeouts{};
         for (int k = 1; k <= 6; ++k)
