@@ -180,7 +180,8 @@ private slots:
     }
 
     // Fifty alarms in a moment: the banner keeps up, and an alarm that came after the one on show
-    // is not acknowledged by the click meant for that one. Then one alarm step by step.
+    // is not acknowledged by the click meant for that one. Then one alarm step by step, and the
+    // limits of the alarm forms.
     void aBurstOfAlarmsAcknowledgesOnlyTheOneShown()
     {
         WindowRig rig;
@@ -222,45 +223,41 @@ private slots:
         QVERIFY(summary.raise(4, AlarmSource::Fault, " ", 20) != blank);
         QCOMPARE(historyLines(*rig.station, "020    Alarm cleared  LE4  Fault 20\r\n"), 1);
         QCOMPARE(historyLines(*rig.station, "020    Alarm acknowledged  LE4  Fault 20\r\n"), 1);
-    }
 
-    void limitsAreSavedInServiceModeAndReadBackAfterARestart()
-    {
-        auto rig = std::make_unique<WindowRig>();
-        QVERIFY(rig->start(false));
-        auto* sht = rig->window->openAlarmForm("SHTPC");
+        // The limits are changed in service mode only, and a station started again reads them back.
+        auto* sht = rig.window->openAlarmForm("SHTPC");
         QVERIFY(!sht->findChild<QCheckBox*>("Armed3")->isEnabled());
         QCOMPARE(sht->findChild<QSpinBox*>("ShtSetPoint")->value(), 40);
         QCOMPARE(qobject_cast<AlarmWindow*>(sht)->save(), QString("Limits are changed in SERVICE mode only"));
 
-        QVERIFY(rig->station->logIn("dolphin"));
+        QVERIFY(rig.station->logIn("dolphin"));
         QTRY_VERIFY_WITH_TIMEOUT(sht->findChild<QCheckBox*>("Armed3")->isEnabled(), kWaitMs);
         sht->findChild<QSpinBox*>("ShtSetPoint")->setValue(55);
         sht->findChild<QCheckBox*>("Armed3")->setChecked(false);
         QTest::mouseClick(sht->findChild<QPushButton*>("SaveLimits"), Qt::LeftButton);
         QCOMPARE(sht->findChild<QLabel*>("Message")->text(), QString("Saved"));
-        auto* lfc = rig->window->openAlarmForm("ControlLfcAlarm");
+        auto* lfc = rig.window->openAlarmForm("ControlLfcAlarm");
         lfc->findChild<QSpinBox*>("LfcSliderTop")->setValue(120);
         lfc->findChild<QSpinBox*>("LfcLow")->setValue(25);
         lfc->findChild<QCheckBox*>("Armed4")->setChecked(false);
         QTest::mouseClick(lfc->findChild<QPushButton*>("SaveLimits"), Qt::LeftButton);
-        auto* qth = rig->window->openAlarmForm("Halogen");
+        auto* qth = rig.window->openAlarmForm("Halogen");
         qth->findChild<QCheckBox*>("Armed2")->setChecked(true);
         QTest::mouseClick(qth->findChild<QPushButton*>("SaveLimits"), Qt::LeftButton);
-        const AlarmLimits saved = rig->station->alarmSupervision().limits();
+        const AlarmLimits saved = rig.station->alarmSupervision().limits();
 
-        const auto file = [&](const char* name) { return rig->station->files().readValues(name); };
+        const auto file = [&](const char* name) { return rig.station->files().readValues(name); };
         QCOMPARE(file("\\SHTConsigne.ini"), QStringList{"55"});
         QCOMPARE(file("\\SHTPCStatusHal.ini"),
                  (QStringList{"1", "0", "0", "1", "0", "0", "0", "0", "0", "0", "0", "1", "0", "0", "0", "0", "0", "0", "0", "0"}));
         QCOMPARE(file("\\ConsSliderLCF.ini"), (QStringList{"120", "25", "0", "0", "0", "1", "0", "0", "0"}));
         QCOMPARE(file("\\StatusHalogen.ini"), (QStringList{"0", "1", "0", "0", "0", "0"}));
 
-        const QString folder = rig->station->files().folder();
-        rig->window.reset();
-        rig->station = std::make_unique<Station>(folder, QString(), rig->clock);
-        QVERIFY(loadAndStart(*rig->station));
-        QVERIFY(rig->station->alarmSupervision().limits() == saved);
+        const QString folder = rig.station->files().folder();
+        rig.window.reset();
+        rig.station = std::make_unique<Station>(folder, QString(), rig.clock);
+        QVERIFY(loadAndStart(*rig.station));
+        QVERIFY(rig.station->alarmSupervision().limits() == saved);
         AlarmLimits wrong = saved;
         wrong.lfcLow = 121;
         QCOMPARE(wrong.problem(), QString("The LFC low limit must be 0 to 120"));
