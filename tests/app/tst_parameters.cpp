@@ -17,7 +17,7 @@ using Exchange = ParameterEditor::Exchange;
 class ParameterExchangeTest : public QObject {
     Q_OBJECT
 private slots:
-    void readMarksWhatDiffersAndWriteIsReadBack()
+    void readMarksWhatDiffersWriteIsReadBackAndTheTraceShowsTheBytes()
     {
         EngineStation rig;
         QVERIFY(rig.ready());
@@ -96,6 +96,56 @@ private slots:
         QVERIFY(editor.outcome().contains("21 (sent 9, holds 4)"));
         QCOMPARE(editor.markCount(), 1);
         QCOMPARE(editor.mark(21), QString("Sent 9, LE2 holds 4"));
+
+        // The trace of LE2 alone: the bytes both ways, as they were sent and received.
+        ProtocolTrace& trace = rig.station->protocolTrace();
+        frames.clear();
+        trace.setCapturing(true);
+        for (int n = 1; n <= 6; ++n)
+            trace.setEngineTraced(n, n == 2);
+        QTRY_VERIFY_WITH_TIMEOUT(trace.rowCount() >= 20, kWaitMs);
+        trace.setCapturing(false);
+        const auto framesWhileTraced = frames.size();
+        const QByteArray lastReply = QByteArray::fromStdString(rig.station->tables().at(1).rawReply);
+        const QByteArray simulatorHeard = QByteArray::fromStdString(rig.engines.model(2).lastFrame());
+        const int rows = trace.rowCount();
+        QTest::qWait(300);
+        QCOMPARE(trace.rowCount(), rows); // detached: nothing more comes
+
+        QList<QByteArray> out, in;
+        for (int r = 0; r < rows; ++r) {
+            const auto& e = trace.entry(r);
+            QCOMPARE(e.slot, 2);
+            (e.direction == TraceDirection::Out ? out : in) << e.bytes;
+        }
+        QList<QByteArray> sentToLe2;
+        for (const QVariantList& f : frames.mid(0, framesWhileTraced))
+            if (f[0].toInt() == 2)
+                sentToLe2 << f[1].toByteArray();
+        QCOMPARE(out, sentToLe2);
+        // What came in is what the simulator sent: 160 characters, "  123" in field 30.
+        QVERIFY(!in.isEmpty());
+        for (const QByteArray& r : in) {
+            QCOMPARE(r.size(), 160);
+            QCOMPARE(r.mid(150, 5), QByteArray("  123"));
+        }
+        QCOMPARE(in.last(), lastReply);
+        QVERIFY(std::find(out.cbegin(), out.cend(), simulatorHeard) != out.cend());
+
+        // The turnaround that answered a frame's reply.
+        int frameRow = -1;
+        for (int r = rows - 1; r >= 0 && frameRow < 0; --r)
+            if (trace.entry(r).direction == TraceDirection::Out && trace.entry(r).turnaroundUs >= 0)
+                frameRow = r;
+        QVERIFY(frameRow >= 0);
+        QVERIFY(trace.entry(frameRow).turnaroundUs >= 25'000); // the 30 ms sender delay
+
+        // Saved: a header and one line a row.
+        const QString path = rig.engines.dir.filePath("trace.txt");
+        QVERIFY(trace.save(path));
+        const QList<QByteArray> lines = test::readBytes(path).split('\n');
+        QCOMPARE(lines.size(), rows + 2); // the last line end leaves an empty piece
+        QVERIFY(lines[0].startsWith("Time\tLE\tDir\tTurnaround"));
     }
 
     // A read that gets no register block in time, or is withdrawn before it goes out, puts back
@@ -239,60 +289,6 @@ private slots:
         QCOMPARE(questions.size(), 3);
         QVERIFY2(editor.outcome().endsWith("could not be read back in 5 s: not confirmed"), qPrintable(editor.outcome()));
         QVERIFY(history().contains("Register write to LE2 not confirmed: no read-back in 5 s"));
-    }
-
-    void traceShowsTheBytesBothWays()
-    {
-        EngineStation rig;
-        QVERIFY(rig.ready());
-        ProtocolTrace& trace = rig.station->protocolTrace();
-        QSignalSpy frames(&rig.station->link(), &SerialLink::frameSent);
-        trace.setCapturing(true);
-        for (int n = 1; n <= 6; ++n)
-            trace.setEngineTraced(n, n == 2);
-        QTRY_VERIFY_WITH_TIMEOUT(trace.rowCount() >= 20, kWaitMs);
-        trace.setCapturing(false);
-        const auto framesWhileTraced = frames.size();
-        const QByteArray lastReply = QByteArray::fromStdString(rig.station->tables().at(1).rawReply);
-        const QByteArray simulatorHeard = QByteArray::fromStdString(rig.engines.model(2).lastFrame());
-        const int rows = trace.rowCount();
-        QTest::qWait(300);
-        QCOMPARE(trace.rowCount(), rows); // detached: nothing more comes
-
-        QList<QByteArray> out, in;
-        for (int r = 0; r < rows; ++r) {
-            const auto& e = trace.entry(r);
-            QCOMPARE(e.slot, 2);
-            (e.direction == TraceDirection::Out ? out : in) << e.bytes;
-        }
-        QList<QByteArray> sentToLe2;
-        for (const QVariantList& f : frames.mid(0, framesWhileTraced))
-            if (f[0].toInt() == 2)
-                sentToLe2 << f[1].toByteArray();
-        QCOMPARE(out, sentToLe2);
-        // What came in is what the simulator sent: 160 characters, "  123" in field 30.
-        QVERIFY(!in.isEmpty());
-        for (const QByteArray& r : in) {
-            QCOMPARE(r.size(), 160);
-            QCOMPARE(r.mid(150, 5), QByteArray("  123"));
-        }
-        QCOMPARE(in.last(), lastReply);
-        QVERIFY(std::find(out.cbegin(), out.cend(), simulatorHeard) != out.cend());
-
-        // The turnaround that answered a frame's reply.
-        int frameRow = -1;
-        for (int r = rows - 1; r >= 0 && frameRow < 0; --r)
-            if (trace.entry(r).direction == TraceDirection::Out && trace.entry(r).turnaroundUs >= 0)
-                frameRow = r;
-        QVERIFY(frameRow >= 0);
-        QVERIFY(trace.entry(frameRow).turnaroundUs >= 25'000); // the 30 ms sender delay
-
-        // Saved: a header and one line a row.
-        const QString path = rig.engines.dir.filePath("trace.txt");
-        QVERIFY(trace.save(path));
-        const QList<QByteArray> lines = test::readBytes(path).split('\n');
-        QCOMPARE(lines.size(), rows + 2); // the last line end leaves an empty piece
-        QVERIFY(lines[0].startsWith("Time\tLE\tDir\tTurnaround"));
     }
 
     void traceKeepsItsBound()
