@@ -11,9 +11,6 @@
 
 #include <memory>
 
-#include <pty.h>
-#include <unistd.h>
-
 struct SimulatedEngines {
     QTemporaryDir dir;
     std::unique_ptr<tarvek::sim::Simulator> simulator;
@@ -46,23 +43,6 @@ struct SimulatedEngines {
         fast[18] = fast[19] = fast[20] = 1;
         for (int n = 1; n <= 6; ++n)
             model(n).setRegisters(fast);
-    }
-};
-
-// A pseudo-terminal no engine is on, both ends held while it lives.
-struct Pty {
-    int master = -1, slave = -1;
-    QString path;
-    Pty()
-    {
-        char name[256] = {};
-        if (openpty(&master, &slave, name, nullptr, nullptr) == 0)
-            path = QString::fromLocal8Bit(name);
-    }
-    ~Pty()
-    {
-        ::close(master);
-        ::close(slave);
     }
 };
 

@@ -1,6 +1,7 @@
 // The station program's command line, run without any display: help, version and usage errors
 // must not need a window system.
 #include "recording/data_logger.h"
+#include "pty_peer.h"
 #include "simulated_station.h"
 #include "test_registry.h"
 
@@ -95,9 +96,9 @@ private slots:
     void checkPortsTellsWhyADeviceCannotServe()
     {
         QTemporaryDir dir;
-        Pty free;
-        QVERIFY(!free.path.isEmpty());
-        const QStringList devices{dir.filePath("gone"), "/dev/null", free.path};
+        PtyPeer free(false);
+        QVERIFY(!free.device().isEmpty());
+        const QStringList devices{dir.filePath("gone"), "/dev/null", free.device()};
         QByteArray comx, map;
         for (int n = 1; n <= 6; ++n) {
             comx += QString("\"%1\"\r\n\"%2\"\r\n").arg(n).arg(n <= 3 ? 1 : 0).toLatin1();
@@ -109,7 +110,7 @@ private slots:
         QCOMPARE(checked.exitCode, 1);
         const QStringList expected{"LE1  COM1  " + devices[0] + "  missing: " + devices[0] + " does not exist",
                                    "LE2  COM2  /dev/null  refused: /dev/null is not a serial port (",
-                                   "LE3  COM3  " + free.path + "  can be opened"};
+                                   "LE3  COM3  " + free.device() + "  can be opened"};
         for (const QString& line : expected)
             QVERIFY2(checked.out.contains(line), qPrintable(checked.out));
 
@@ -122,12 +123,12 @@ private slots:
                                                           QFileDevice::ExeOther));
             asUser = QStringList{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
         } else {
-            QCOMPARE(::chmod(QFile::encodeName(free.path).constData(), 0), 0);
+            QCOMPARE(::chmod(QFile::encodeName(free.device()).constData(), 0), 0);
         }
         const ProgramRun refused = runStationProgram({"--folder", dir.path(), "--check-ports"}, asUser);
         QCOMPARE(refused.exitCode, 1);
-        const QString line = "LE3  COM3  " + free.path + "  refused by the system: no permission to open " +
-                             free.path + ": the user ";
+        const QString line = "LE3  COM3  " + free.device() + "  refused by the system: no permission to open " +
+                             free.device() + ": the user ";
         QVERIFY2(refused.out.contains(line) && refused.out.contains("must be in the group "), qPrintable(refused.out));
     }
 

@@ -3,6 +3,7 @@
 #include "app/common/colours.h"
 #include "app/settings/configuration_rs232.h"
 #include "app/main_window/log_window.h"
+#include "pty_peer.h"
 #include "simulated_station.h"
 #include "station/station.h"
 #include "test_registry.h"
@@ -157,16 +158,16 @@ private slots:
         number->setText("6");
         QVERIFY(QDir(rig.engines.dir.path()).mkdir("folder"));
         tarvek::test::writeBytes(rig.engines.dir.filePath("file"), "x");
-        Pty held;
-        QVERIFY(!held.path.isEmpty());
-        QSerialPort other(held.path); // another program holds this one
+        PtyPeer held(false);
+        QVERIFY(!held.device().isEmpty());
+        QSerialPort other(held.device()); // another program holds this one
         QVERIFY(other.open(QIODevice::ReadWrite));
         const QList<std::pair<QString, QString>> refusals{
             {rig.engines.dir.filePath("gone"), "missing: %1 does not exist; opened as soon as it is there"},
             {rig.engines.dir.filePath("folder"), "refused: %1 is a folder, not a serial port"},
             {rig.engines.dir.filePath("file"), "refused: %1 is an ordinary file, not a serial port"},
             {"/dev/null", "refused: %1 is not a serial port (Inappropriate ioctl for device)"},
-            {held.path, "refused: %1 is in use by another program"},
+            {held.device(), "refused: %1 is in use by another program"},
         };
         std::array<quint64, 6> frames{};
         for (int k = 1; k <= 5; ++k)
