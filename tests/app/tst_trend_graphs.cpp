@@ -180,23 +180,29 @@ private slots:
         QCOMPARE(rig.logic->x(0), TrendGraphs::kWidth);
         const int kept = TrendGraphs::kWidth - 1;
         QCOMPARE(g->picture().copy(0, 0, kept, TrendGraph::kHeight), before.copy(1, 0, kept, TrendGraph::kHeight));
-        // On the screen the scrolled picture is moved in the window's buffer and only its newest
-        // columns and changed clock times are painted: what shows is what a whole paint shows.
+        // On the screen the scrolled picture is moved in the window's buffer, a few columns at a
+        // time at 50 ms a pixel, and only its newest columns and changed clock times are painted:
+        // what shows is what a whole paint shows.
+        rig.logic->setTimeScale(50);
         rig.page->show();
         QVERIFY(QTest::qWaitForWindowExposed(rig.page.get()));
-        for (int i = 0; i < 2 * TrendGraph::kTickColumns; ++i) { // new times under two clock times
-            rig.clock.advanceMs(300);
-            rig.tables.at(0).reported[pos::Mat] = static_cast<std::int16_t>(20 + 15 * (i % 7));
-            rig.logic->tick(0);
-            QCoreApplication::processEvents();
-        }
         const auto shownIsWhole = [&rig, g] {
             const QRect area(g->mapTo(rig.page.get(), QPoint(0, 0)), g->size());
             const QImage shown = rig.page->screen()->grabWindow(rig.page->winId()).toImage().copy(area);
             return shown.convertToFormat(QImage::Format_RGB32) == g->grab().toImage().convertToFormat(QImage::Format_RGB32);
         };
+        for (int i = 0; i < 2 * TrendGraph::kTickColumns; ++i) { // new times under two clock times
+            rig.clock.advanceMs(50);
+            rig.tables.at(0).reported[pos::Mat] = static_cast<std::int16_t>(20 + 15 * (i % 7));
+            rig.logic->tick(0);
+            QCoreApplication::processEvents();
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(shownIsWhole(), 10000);
+        // Part of a clock time uncovered (a window moved away) is painted with its time.
+        g->repaint(TrendGraph::kTickColumns - 10, TrendGraph::kHeight, 12, TrendGraph::kAxisHeight);
         QVERIFY(shownIsWhole());
         rig.page->hide();
+        rig.logic->setTimeScale(TrendGraphs::kDefaultScaleMs);
         rig.tables.at(0).reported[pos::Mat] = 20;
 
         // No scroll: the next column begins a new sweep at the left edge on an empty picture.

@@ -74,6 +74,8 @@ void TrendGraph::clear()
         p.drawLine(0, kHeight * q / 4, TrendGraphs::kWidth - 1, kHeight * q / 4);
     lastY_.fill(kNoLine);
     std::fill(samples_.begin(), samples_.end(), Sample{});
+    origin_ = 0;
+    unshownShift_ = 0;
     last_ = -1;
     unshownFrom_ = TrendGraphs::kWidth;
     unshownTo_ = -1;
@@ -83,13 +85,18 @@ void TrendGraph::clear()
 
 void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at, bool show)
 {
-    // What the screen holds is moved by a scroll: it must be up to date first.
-    if (shifted)
-        present();
     // Six graphs take a column twenty times a second at the finest scale: the column is written
     // into the picture's pixels directly, which costs a small share of what a painter set up for it
     // (and a pen for every curve) did.
     const int column = x - 1;
+    if (shifted) {
+        // Scrolling: the oldest column becomes the newest, blank again; nothing is moved.
+        origin_ = (origin_ + 1) % TrendGraphs::kWidth;
+        // Columns waiting to be shown moved with the picture.
+        unshownFrom_ = std::max(unshownFrom_ - 1, 0);
+        unshownTo_ = unshownTo_ >= 0 ? unshownTo_ - 1 : -1;
+        ++unshownShift_;
+    }
     auto* const pixels = reinterpret_cast<QRgb*>(picture_.bits());
     const auto stride = static_cast<std::size_t>(picture_.bytesPerLine()) / sizeof(QRgb);
     const auto row = [pixels, stride](int y) { return pixels + static_cast<std::size_t>(y) * stride; };
@@ -101,18 +108,13 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, co
             c[static_cast<std::size_t>(s)] = TrendGraphPage::colour(s).rgb();
         return c;
     }();
-    if (shifted) {
-        // Scrolling: everything moves one column left and the last column is blank again.
-        for (int y = 0; y < kHeight; ++y)
-            std::memmove(row(y), row(y) + 1, sizeof(QRgb) * (TrendGraphs::kWidth - 1));
-        std::rotate(samples_.begin(), samples_.begin() + 1, samples_.end());
-    }
-    Sample& sample = samples_.at(static_cast<std::size_t>(column));
+    const int here = physical(column);
+    Sample& sample = samples_.at(static_cast<std::size_t>(here));
     sample.at = at;
     for (int y = 0; y < kHeight; ++y)
-        row(y)[column] = background;
+        row(y)[here] = background;
     for (int q = 1; q < 4; ++q)
-        row(kHeight * q / 4)[column] = grid;
+        row(kHeight * q / 4)[here] = grid;
     // A vertical run of a curve, two pixels thick, to read from across the room.
     const auto run = [&row](int c, int from, int to, QRgb colour) {
         if (from > to)
@@ -120,6 +122,7 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, co
         for (int y = std::max(from, 0); y <= std::min(to + 1, kHeight - 1); ++y)
             row(y)[c] = colour;
     };
+    const int before = column > 0 ? physical(column - 1) : -1;
     for (int s = 0; s < kTrendSeriesCount; ++s) {
         int& last = lastY_[static_cast<std::size_t>(s)];
         const double level = s < levels.size() ? levels[s] : std::nan("");
@@ -132,36 +135,51 @@ void TrendGraph::drawColumn(int x, const QList<double>& levels, bool shifted, co
         const QRgb colour = colours[static_cast<std::size_t>(s)];
         // A curve joins its previous column, unless this is the first column of a sweep: the first
         // half of the step in that column, the rest in this one, as a line from one to the other.
-        if (last == kNoLine || column == 0) {
-            run(column, y, y, colour);
+        if (last == kNoLine || before < 0) {
+            run(here, y, y, colour);
         } else {
             const int half = last + (y - last) / 2;
-            run(column - 1, last, half, colour);
-            run(column, half == y ? y : half + (y > last ? 1 : -1), y, colour);
+            run(before, last, half, colour);
+            run(here, half == y ? y : half + (y > last ? 1 : -1), y, colour);
         }
         last = y;
     }
     last_ = column;
-    if (shifted) {
-        // Twenty times a second at the finest scale: what is on the screen moves one column left
-        // in the window's own buffer, and only the two newest columns are painted. The cursor's
-        // line stays where it is, so with a cursor the picture is painted whole.
-        if (cursor_ < 0)
-            scroll(-1, 0, QRect(0, 0, TrendGraphs::kWidth, kHeight));
-        update(cursor_ < 0 ? QRect(column - 1, 0, 2, kHeight) : QRect(0, 0, TrendGraphs::kWidth, kHeight));
-        updateChangedAxisTimes();
-        return;
-    }
     // The column and the one before it, where a step may have been joined.
     unshownFrom_ = std::min(unshownFrom_, std::max(column - 1, 0));
-    unshownTo_ = column;
+    unshownTo_ = std::max(unshownTo_, column);
     unshownAxis_ = unshownAxis_ || column % kTickColumns == 0;
     if (show)
         present();
 }
 
+int TrendGraph::physical(int column) const { return (origin_ + column) % TrendGraphs::kWidth; }
+
+QImage TrendGraph::picture() const
+{
+    if (origin_ == 0)
+        return picture_;
+    QImage shown(picture_.size(), picture_.format());
+    QPainter p(&shown);
+    const int oldest = TrendGraphs::kWidth - origin_;
+    p.drawImage(0, 0, picture_, origin_, 0, oldest, kHeight);
+    p.drawImage(oldest, 0, picture_, 0, 0, origin_, kHeight);
+    return shown;
+}
+
 void TrendGraph::present()
 {
+    if (unshownShift_ > 0) {
+        // What is on the screen moves left in the window's own buffer, once for all the columns
+        // scrolled since the last showing, and only the newest columns are painted. The cursor's
+        // line stays where it is, so with a cursor the picture is painted whole.
+        if (cursor_ < 0)
+            scroll(-std::min(unshownShift_, TrendGraphs::kWidth), 0, QRect(0, 0, TrendGraphs::kWidth, kHeight));
+        else
+            update(0, 0, TrendGraphs::kWidth, kHeight);
+        unshownShift_ = 0;
+        updateChangedAxisTimes();
+    }
     if (unshownTo_ >= 0)
         update(unshownFrom_, 0, unshownTo_ - unshownFrom_ + 1, kHeight);
     if (unshownAxis_)
@@ -177,7 +195,7 @@ void TrendGraph::updateChangedAxisTimes()
     // again only when the second it shows changes.
     constexpr int kHalfLabel = 56; // more than "00:00:00" in the axis font: the first time is not centred
     for (int c = 0, i = 0; c < TrendGraphs::kWidth; c += kTickColumns, ++i) {
-        const QDateTime& at = samples_.at(static_cast<std::size_t>(c)).at;
+        const QDateTime& at = sample(c).at;
         const qint64 second = at.isValid() ? at.toSecsSinceEpoch() : -1;
         if (std::exchange(axisSeconds_.at(static_cast<std::size_t>(i)), second) != second)
             update(c - kHalfLabel, kHeight, 2 * kHalfLabel, kAxisHeight);
@@ -197,21 +215,23 @@ void TrendGraph::setCursorColumn(int column)
     emit cursorMoved(engine_);
 }
 
-void TrendGraph::drawAxis(QPainter& p, int top) const
+void TrendGraph::drawAxis(QPainter& p, int top, int fromX, int toX) const
 {
-    p.fillRect(0, top, TrendGraphs::kWidth, kAxisHeight, kAxis);
+    p.fillRect(fromX, top, toX - fromX + 1, kAxisHeight, kAxis);
     QFont f = p.font();
     f.setPixelSize(kAxisHeight - 5);
     p.setFont(f);
     const int textWidth = p.fontMetrics().horizontalAdvance(QStringLiteral("00:00:00"));
     for (int c = 0; c < TrendGraphs::kWidth; c += kTickColumns) {
-        const QDateTime& at = samples_.at(static_cast<std::size_t>(c)).at;
+        const QDateTime& at = sample(c).at;
         if (!at.isValid())
             continue;
         p.setPen(Qt::darkGray);
         p.drawLine(c, top, c, top + 3);
         p.setPen(Qt::black);
         const int left = std::clamp(c - textWidth / 2, 0, TrendGraphs::kWidth - textWidth);
+        if (left > toX || left + textWidth < fromX)
+            continue; // a time the strip painted does not reach: laying it out costs more than its pixels
         p.drawText(QRect(left, top + 2, textWidth, kAxisHeight - 2), Qt::AlignCenter, at.toString(kTimeFormat));
     }
 }
@@ -227,13 +247,13 @@ QImage TrendGraph::annotated(int scaleMs) const
     f.setPixelSize(12);
     f.setBold(true);
     p.setFont(f);
-    const Sample* newest = last_ >= 0 ? &samples_.at(static_cast<std::size_t>(last_)) : nullptr;
+    const Sample* newest = last_ >= 0 ? &sample(last_) : nullptr;
     const QString when = newest && newest->at.isValid() ? newest->at.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"))
                                                         : QString();
     p.drawText(QRect(4, 0, TrendGraphs::kWidth - 8, kTitleHeight), Qt::AlignVCenter | Qt::AlignLeft,
                QStringLiteral("LE%1   %2   %3 ms/pixel").arg(engine_).arg(when).arg(scaleMs));
-    p.drawImage(0, kTitleHeight, picture_);
-    drawAxis(p, kTitleHeight + kHeight);
+    p.drawImage(0, kTitleHeight, picture());
+    drawAxis(p, kTitleHeight + kHeight, 0, TrendGraphs::kWidth - 1);
     f.setBold(false);
     f.setPixelSize(11);
     p.setFont(f);
@@ -274,14 +294,29 @@ QFuture<QString> TrendGraph::save(const QImage& shot, const QString& path)
 void TrendGraph::paintEvent(QPaintEvent* event)
 {
     QPainter p(this);
+    // Each strip asked for on its own: the newest columns and a clock time far to their left
+    // would otherwise make one rectangle of the whole picture.
+    for (const QRect& strip : event->region()) {
+        const QRect shown = strip.intersected(picture_.rect());
+        if (shown.isEmpty())
+            continue;
+        // The picture is a ring: a strip may wrap from its last column to its first.
+        const int from = physical(shown.left());
+        const int first = std::min(shown.width(), TrendGraphs::kWidth - from);
+        p.drawImage(QRect(shown.left(), shown.top(), first, shown.height()), picture_,
+                    QRect(from, shown.top(), first, shown.height()));
+        if (first < shown.width())
+            p.drawImage(QRect(shown.left() + first, shown.top(), shown.width() - first, shown.height()), picture_,
+                        QRect(0, shown.top(), shown.width() - first, shown.height()));
+    }
     const QRect r = event->rect();
-    p.drawImage(r.intersected(picture_.rect()), picture_, r.intersected(picture_.rect()));
     if (cursor_ >= 0 && r.left() <= cursor_ && cursor_ <= r.right()) {
         p.setPen(QPen(Qt::black, 1, Qt::DashLine));
         p.drawLine(cursor_, 0, cursor_, kHeight - 1);
     }
-    if (r.bottom() >= kHeight)
-        drawAxis(p, kHeight);
+    for (const QRect& strip : event->region())
+        if (strip.bottom() >= kHeight)
+            drawAxis(p, kHeight, strip.left(), strip.right());
 }
 
 void TrendGraph::mousePressEvent(QMouseEvent* event)

@@ -37,17 +37,18 @@ public:
 
     TrendGraph(int engine, QWidget* parent = nullptr);
     int engine() const { return engine_; }
-    const QImage& picture() const { return picture_; }
-    // Draws column x (1-based) into the picture. With show, what was drawn since the last showing
-    // is put on the screen now; without, it waits for the next column shown or present(). A
-    // scrolled column is always shown at once, with what waited before it.
+    // The picture as it shows, oldest column first.
+    QImage picture() const;
+    // Draws column x (1-based) into the picture; shifted, the picture scrolls one column left
+    // first. With show, what was drawn or scrolled since the last showing is put on the screen
+    // now; without, it waits for the next column shown or present().
     void drawColumn(int x, const QList<double>& levels, bool shifted, const QDateTime& at = {}, bool show = true);
     // Puts on the screen the columns drawn but not shown yet.
     void present();
     void clear();
     // The column drawn last (0-based), -1 before any.
     int lastColumn() const { return last_; }
-    const Sample& sample(int column) const { return samples_.at(static_cast<std::size_t>(column)); }
+    const Sample& sample(int column) const { return samples_.at(static_cast<std::size_t>(physical(column))); }
     // -1: no cursor.
     int cursorColumn() const { return cursor_; }
     void setCursorColumn(int column);
@@ -69,11 +70,16 @@ protected:
     void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
-    void drawAxis(class QPainter& p, int top) const;
+    // The time axis below the picture, the clock times reaching columns fromX..toX.
+    void drawAxis(class QPainter& p, int top, int fromX, int toX) const;
     void updateChangedAxisTimes();
+    // Where a column of the picture as it shows is kept.
+    int physical(int column) const;
 
     int engine_;
+    // A ring of columns: scrolling moves where the oldest one is kept (origin_), not the pixels.
     QImage picture_;
+    int origin_ = 0;
     std::array<int, kTrendSeriesCount> lastY_{};
     std::vector<Sample> samples_;
     int last_ = -1;
@@ -83,6 +89,7 @@ private:
     int unshownFrom_ = TrendGraphs::kWidth;
     int unshownTo_ = -1;
     bool unshownAxis_ = false;
+    int unshownShift_ = 0; // columns scrolled since the screen last took the picture
     // The second each clock time under the picture shows, to redraw one only when it changes.
     std::array<qint64, TrendGraphs::kWidth / kTickColumns + 1> axisSeconds_{};
 };
@@ -92,7 +99,8 @@ class TrendGraphPage : public QWidget {
 public:
     static constexpr int kLegendMs = 500; // the legend's "now" values, twice a second
     // The pictures reach the screen at most this often: five times a second, at 50 ms a pixel
-    // four columns at a time. A repaint pass costs much the same whatever the strip's width (a
+    // four columns at a time, and a scrolling picture moves on the screen once for the four. A
+    // repaint pass costs much the same whatever the strip's width (a
     // painter for each graph, a cache line for each row of the strip), so fewer passes cost less:
     // at ten a second the repaints were about a seventh of the station's time on this page.
     static constexpr int kShowMs = 200;
