@@ -100,9 +100,9 @@ public:
     static constexpr int kLegendMs = 500; // the legend's "now" values, twice a second
     // The pictures reach the screen at most this often: five times a second, at 50 ms a pixel
     // four columns at a time, and a scrolling picture moves on the screen once for the four. A
-    // repaint pass costs much the same whatever the strip's width (a
-    // painter for each graph, a cache line for each row of the strip), so fewer passes cost less:
-    // at ten a second the repaints were about a seventh of the station's time on this page.
+    // repaint pass costs much the same whatever the strip's width (a painter for each graph, a
+    // cache line for each row of the strip), so fewer passes cost less: at ten a second the
+    // repaints were about a seventh of the station's time on this page.
     static constexpr int kShowMs = 200;
 
     TrendGraphPage(TrendGraphs& graphs, QWidget* parent = nullptr);
