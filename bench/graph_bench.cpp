@@ -4,11 +4,15 @@
 // scrolling, as a station does all day once the first sweep is done. Prints the CPU time of a
 // column of all six graphs, painting included, in each phase, and the share of a core that is at
 // the line rate (twenty columns a second).
+//
+//   build/bench/graph_bench [COLUMNS [PICTURE.png]]   # PICTURE: the page as the screen holds it
+//                                                       # after scrolling, to look at
 #include "app/recording/trend_graph.h"
 #include "recording/clock.h"
 #include "station/trend_graphs.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -70,5 +74,11 @@ int main(int argc, char** argv)
                 TrendGraphs::kWidth - 1, sweepNs / 1000.0, sweepNs * perSecond / 1e7);
     std::printf("  scrolling (%d columns): %.1f us a column of six graphs, %.3f %% of a core\n", scrolled,
                 scrollNs / 1000.0, scrollNs * perSecond / 1e7);
+    if (argc > 2) {
+        // What the window's buffer holds, moved and painted piece by piece, not a fresh paint.
+        const bool saved = page.screen()->grabWindow(page.winId()).save(QString::fromLocal8Bit(argv[2]));
+        std::printf("  %s %s\n", saved ? "picture saved:" : "cannot save the picture", argv[2]);
+        return saved ? 0 : 1;
+    }
     return 0;
 }
