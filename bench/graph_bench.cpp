@@ -1,9 +1,9 @@
 // The graph page's own cost, free of the serial side and of the machine's other work: six
 // engines' trend graphs on their shown page, at 50 ms a pixel, drawn column by column as the
 // engines' timers would and painted after each, first a sweep to the right edge and then
-// scrolling, as a station does all day once the first sweep is done. Prints the CPU time of a
-// column of all six graphs, painting included, in each phase, and the share of a core that is at
-// the line rate (twenty columns a second).
+// scrolling, as a station with Functions -> Scroll checked does all day. Prints the CPU time of a
+// column of all six graphs, painting included, in each phase, and the share of a core that comes
+// to at twenty columns a second.
 //
 //   build/bench/graph_bench [COLUMNS [PICTURE.png]]   # PICTURE: the page as the screen holds it
 //                                                       # after scrolling, to look at
