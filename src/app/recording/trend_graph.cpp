@@ -296,6 +296,8 @@ void TrendGraph::paintEvent(QPaintEvent* event)
     // Each strip asked for on its own: the newest columns and a clock time far to their left
     // would otherwise make one rectangle of the whole picture.
     for (const QRect& strip : event->region()) {
+        if (strip.bottom() >= kHeight)
+            drawAxis(p, kHeight, strip.left(), strip.right());
         const QRect shown = strip.intersected(picture_.rect());
         if (shown.isEmpty())
             continue;
@@ -313,9 +315,6 @@ void TrendGraph::paintEvent(QPaintEvent* event)
         p.setPen(QPen(Qt::black, 1, Qt::DashLine));
         p.drawLine(cursor_, 0, cursor_, kHeight - 1);
     }
-    for (const QRect& strip : event->region())
-        if (strip.bottom() >= kHeight)
-            drawAxis(p, kHeight, strip.left(), strip.right());
 }
 
 void TrendGraph::mousePressEvent(QMouseEvent* event)
