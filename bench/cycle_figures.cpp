@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <numeric>
+#include <unistd.h>
 
 namespace tarvek::bench {
 
@@ -23,6 +24,28 @@ ThreadTimes threadTimes(qint64 pid)
             times[tid] = f.readAll().split(' ').value(0).toLongLong();
     }
     return times;
+}
+
+qint64 runQueueWaitNs(qint64 pid)
+{
+    qint64 ns = 0;
+    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
+    for (const QString& tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile f(tasks.filePath(tid + QStringLiteral("/schedstat")));
+        if (f.open(QIODevice::ReadOnly))
+            ns += f.readAll().split(' ').value(1).toLongLong();
+    }
+    return ns;
+}
+
+double hostStealMs()
+{
+    // The first line sums all CPUs in clock ticks: user nice system idle iowait irq softirq steal.
+    QFile f(QStringLiteral("/proc/stat"));
+    if (!f.open(QIODevice::ReadOnly))
+        return 0;
+    const QList<QByteArray> fields = f.readLine().simplified().split(' ');
+    return fields.value(8).toDouble() * 1000.0 / static_cast<double>(::sysconf(_SC_CLK_TCK));
 }
 
 // CPU seconds run between two looks; a thread that ended in between is not counted.

@@ -28,6 +28,10 @@ struct Row {
     std::size_t lateFrames = 0;
     int lateBursts = 0;
     int widestBurst = 0; // engines late in the widest burst
+    // How quiet the machine was: the time its host ran something else while its CPUs had work
+    // (steal, all CPUs), and the time the program's threads waited for a CPU of the machine.
+    double stealMs = 0;
+    double waitedMs = 0;
 };
 
 constexpr double kLateMs = 1.0;
@@ -61,6 +65,11 @@ ThreadTimes threadTimes(qint64 pid);
 double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after);
 
 long statusField(const QString& statusFile, const QByteArray& name);
+
+// The time the program's threads were ready to run but waited for a CPU, in nanoseconds.
+qint64 runQueueWaitNs(qint64 pid);
+// The time the host gave the machine's CPUs to others while they had work, in milliseconds.
+double hostStealMs();
 
 // Each time a thread sleeps and is woken again costs a poll and a switch: counted over all threads.
 long wakeups(qint64 pid);

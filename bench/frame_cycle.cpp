@@ -128,6 +128,7 @@ int main(int argc, char** argv)
                                      QStringLiteral(TARVEK_STATION_BIN));
     const QCommandLineOption noBare("no-bare", "Run the station only.");
     const QCommandLineOption graphs("graphs", "Graph page time scale: 50, 100, 200, 400 or 800 ms a pixel (default 50).", "MS", "50");
+    const QCommandLineOption scroll("scroll", "The graphs scroll (Functions > Scroll checked) instead of sweeping.");
     const QCommandLineOption noGraphs("no-graphs", "Station on its main page, every curve hidden.");
     const QCommandLineOption loggerMs("logger-ms", "Data logger row interval (default 1000).", "MS", "1000");
     const QCommandLineOption noLogger("no-logger", "Data logger off.");
@@ -147,7 +148,7 @@ int main(int argc, char** argv)
     bare.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption hog("hog", "(internal) spin.");
     hog.setFlags(QCommandLineOption::HiddenFromHelp);
-    parser.addOptions({seconds, warmup, load, station, noBare, graphs, noGraphs, loggerMs, noLogger, noHistorian,
+    parser.addOptions({seconds, warmup, load, station, noBare, graphs, scroll, noGraphs, loggerMs, noLogger, noHistorian,
                        noRecorder, plantBroker, noPlant, outOfStep, screen, rounds, bare, hog});
     parser.process(app);
 
@@ -269,7 +270,9 @@ int main(int argc, char** argv)
     std::printf("frame_cycle: six paced simulated engines, %d s measured after %d s of warm-up, each run; %d round%s\n",
                 measured, warm, roundCount, roundCount > 1 ? "s" : "");
     std::printf("station with: trend graphs %s; data logger %s; historian %s; recorder %s; plant publishing %s\n",
-                parser.isSet(noGraphs) ? "hidden" : qPrintable("on its page at " + parser.value(graphs) + " ms a pixel"),
+                parser.isSet(noGraphs) ? "hidden"
+                                       : qPrintable("on its page at " + parser.value(graphs) + " ms a pixel" +
+                                                    (parser.isSet(scroll) ? ", scrolling" : ", sweeping")),
                 logger ? qPrintable("on all six engines, a row each " + loggerInterval + " ms") : "off",
                 parser.isSet(noHistorian) ? "off" : "on", parser.isSet(noRecorder) ? "off" : "on",
                 brokerAddress.isEmpty() ? "off" : qPrintable("to " + brokerAddress + (parser.isSet(plantBroker) ? "" : " (the bench's own Mosquitto)")));
@@ -288,6 +291,8 @@ int main(int argc, char** argv)
         const qint64 pid = program.processId();
         auto cpu0 = std::make_shared<ThreadTimes>();
         auto wake0 = std::make_shared<long>(0);
+        auto steal0 = std::make_shared<double>(0);
+        auto waited0 = std::make_shared<qint64>(0);
         auto window = std::make_shared<QElapsedTimer>();
         if (parser.isSet(outOfStep))
             QTimer::singleShot(warm * 500, &app, [&] {
@@ -295,7 +300,7 @@ int main(int argc, char** argv)
                 for (int n = 2; n <= 6; ++n)
                     simulator.engine(n)->stallNextReply(static_cast<int>((n - 1) * limitMs / 6), kReplyLength / 2);
             });
-        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, window] {
+        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, steal0, waited0, window] {
             for (auto& f : figures) {
                 f.turnaroundMs.clear();
                 f.frameAtNs.clear();
@@ -307,15 +312,19 @@ int main(int argc, char** argv)
             measuring = true;
             *cpu0 = threadTimes(pid);
             *wake0 = wakeups(pid);
+            *steal0 = hostStealMs();
+            *waited0 = runQueueWaitNs(pid);
             window->start();
         });
-        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, window, done] {
+        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, steal0, waited0, window, done] {
             measuring = false;
             const double elapsed = static_cast<double>(window->nsecsElapsed()) / 1e9;
             Row r;
             r.name = name;
             r.cpuPercent = 100.0 * cpuSeconds(*cpu0, threadTimes(pid)) / elapsed;
             const long woke = wakeups(pid) - *wake0;
+            r.stealMs = hostStealMs() - *steal0;
+            r.waitedMs = static_cast<double>(runQueueWaitNs(pid) - *waited0) / 1e6;
             r.peakMb = static_cast<double>(statusField(QStringLiteral("/proc/%1/status").arg(pid), "VmHWM")) / 1024.0;
             std::vector<double> all;
             r.minEngineOfLimit = 1e9;
@@ -362,6 +371,8 @@ int main(int argc, char** argv)
         QStringList args{"--folder", folder, "--link-stats", "--quit-after", QString::number(measured + warm + 2)};
         if (!parser.isSet(noGraphs))
             args << "--time-scale" << parser.value(graphs) << "--show-graphs";
+        if (parser.isSet(scroll))
+            args << "--scroll";
         if (logger)
             args << "--logger-tick" << loggerInterval;
         if (parser.isSet(noHistorian))
@@ -439,6 +450,12 @@ int main(int argc, char** argv)
     for (const Row& r : rows)
         std::printf("late frames with the %s (over its median + %.0f ms): %zu, in %d bursts; the widest held up %d engines at once\n",
                     qPrintable(r.name), kLateMs, r.lateFrames, r.lateBursts, r.widestBurst);
+    // Whether the machine was quiet: a host that runs other machines on its CPUs (steal) holds up
+    // every program of this one at once, and no program can answer while it is not run.
+    for (const Row& r : rows)
+        std::printf("machine with the %s: the host ran others for %.0f ms of the CPUs' %d s (steal); the program's "
+                    "threads waited %.1f ms for a CPU\n",
+                    qPrintable(r.name), r.stealMs, measured * QThread::idealThreadCount(), r.waitedMs);
     // The simulator's share of a cycle, to tell its own timing from the programs'.
     for (const Row& r : rows)
         std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "

@@ -160,6 +160,9 @@ int main(int argc, char** argv)
         startForPicture(station, options.screenshotStart);
     if (options.showGraphs)
         window.pages()->setCurrentIndex(1);
+    if (options.scroll)
+        if (auto* scroll = window.findChild<QAction*>(QStringLiteral("mnuScroll")))
+            scroll->setChecked(true);
     if (options.loggerTickMs > 0)
         QObject::connect(&station, &Station::startupFinished, &station, [&station, &options] {
             // A run resumed at start-up goes on under the header pair it has just written.

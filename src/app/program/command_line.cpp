@@ -149,6 +149,7 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         option("time-scale", QStringLiteral("Trend graph time scale at start: 50, 100, 200, 400 or 800 ms a pixel."),
                "MS"),
         option("show-graphs", QStringLiteral("Open the main window on its graph page.")),
+        option("scroll", QStringLiteral("Start with Functions > Scroll checked: the trend graphs scroll instead of sweeping.")),
         option("logger-tick",
                QStringLiteral("Start the data logger at start-up on all six engines and every column, into "
                               "Datalogger/bench_LEn, with Timer42 ticking every MS ms instead of a minute and a "
@@ -296,6 +297,7 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
         return usageError(QStringLiteral("--plant-name: ") + PlantSettings::nameProblem(o.plantName));
     o.linkStats = isSet("link-stats");
     o.showGraphs = isSet("show-graphs");
+    o.scroll = isSet("scroll");
     return std::nullopt;
 }
 

@@ -30,6 +30,7 @@ struct Options {
     bool linkStats = false;
     int timeScale = 0;     // ms a pixel of the trend graphs; 0 keeps the menu's default
     bool showGraphs = false;
+    bool scroll = false; // the graphs scroll from the start, as if Functions > Scroll were checked
     int loggerTickMs = 0;  // 0: the data logger waits for the operator
     bool noHistorian = false;
     QString plantBroker;   // HOST:PORT, over Plant.ini for this run
