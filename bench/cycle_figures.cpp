@@ -28,14 +28,8 @@ ThreadTimes threadTimes(qint64 pid)
 
 qint64 runQueueWaitNs(qint64 pid)
 {
-    qint64 ns = 0;
-    const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
-    for (const QString& tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile f(tasks.filePath(tid + QStringLiteral("/schedstat")));
-        if (f.open(QIODevice::ReadOnly))
-            ns += f.readAll().split(' ').value(1).toLongLong();
-    }
-    return ns;
+    QFile f(QStringLiteral("/proc/%1/task/%1/schedstat").arg(pid));
+    return f.open(QIODevice::ReadOnly) ? f.readAll().split(' ').value(1).toLongLong() : 0;
 }
 
 double hostStealMs()
@@ -117,11 +111,39 @@ void countLate(Row& r, const std::array<EngineFigures, 6>& figures)
     for (std::size_t i = 0; i < late.size(); ++i) {
         if (i == 0 || late[i].first - late[i - 1].first > kBurstGapNs) {
             ++r.lateBursts;
+            r.burstAtNs.push_back(late[i].first);
             engines = 0;
         }
         engines |= 1u << late[i].second;
         r.widestBurst = std::max(r.widestBurst, std::popcount(engines));
     }
+}
+
+void stealBeforeBursts(Row& r, const std::vector<StealSample>& samples)
+{
+    if (samples.size() < 2)
+        return;
+    // The steal counted from the last sample kStealLookNs or more before `at` to the first at or
+    // after it: the look-back, widened to the samples around it.
+    const auto stealBefore = [&samples](qint64 at) {
+        const auto after = std::lower_bound(samples.begin(), samples.end(), at,
+                                            [](const StealSample& s, qint64 t) { return s.atNs < t; });
+        auto before = std::upper_bound(samples.begin(), samples.end(), at - kStealLookNs,
+                                       [](qint64 t, const StealSample& s) { return t < s.atNs; });
+        if (before != samples.begin())
+            --before;
+        return (after == samples.end() ? samples.back() : *after).stealMs - before->stealMs;
+    };
+    r.burstsAfterSteal = static_cast<int>(
+        std::count_if(r.burstAtNs.begin(), r.burstAtNs.end(), [&](qint64 at) { return stealBefore(at) > 0; }));
+    int moments = 0, withSteal = 0;
+    for (const StealSample& s : samples) {
+        if (s.atNs - kStealLookNs < samples.front().atNs)
+            continue;
+        ++moments;
+        withSteal += stealBefore(s.atNs) > 0 ? 1 : 0;
+    }
+    r.momentsAfterSteal = moments > 0 ? static_cast<double>(withSteal) / moments : 0.0;
 }
 
 void printRow(const Row& r)

@@ -28,11 +28,26 @@ struct Row {
     std::size_t lateFrames = 0;
     int lateBursts = 0;
     int widestBurst = 0; // engines late in the widest burst
+    std::vector<qint64> burstAtNs; // when the first late frame of each burst arrived
     // How quiet the machine was: the time its host ran something else while its CPUs had work
-    // (steal, all CPUs), and the time the program's threads waited for a CPU of the machine.
+    // (steal, all CPUs), and the time the program's answering thread waited for a CPU of the machine.
     double stealMs = 0;
     double waitedMs = 0;
+    // The bursts with steal in the kStealLookNs before them, and the share of all moments of the
+    // run with steal in as long before them: much more of the first than of the second tells
+    // that the host's steal held the frames up.
+    int burstsAfterSteal = 0;
+    double momentsAfterSteal = 0;
 };
+
+// The host's steal (hostStealMs) as the bench samples it every kStealSampleMs.
+struct StealSample {
+    qint64 atNs;
+    double stealMs;
+};
+constexpr int kStealSampleMs = 25;
+constexpr qint64 kStealLookNs = 100'000'000;
+void stealBeforeBursts(Row& r, const std::vector<StealSample>& samples);
 
 constexpr double kLateMs = 1.0;
 constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together are one burst
@@ -66,7 +81,8 @@ double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after);
 
 long statusField(const QString& statusFile, const QByteArray& name);
 
-// The time the program's threads were ready to run but waited for a CPU, in nanoseconds.
+// The time the program's main thread, the one that answers, was ready to run but waited for a
+// CPU, in nanoseconds.
 qint64 runQueueWaitNs(qint64 pid);
 // The time the host gave the machine's CPUs to others while they had work, in milliseconds.
 double hostStealMs();

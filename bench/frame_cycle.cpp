@@ -240,6 +240,14 @@ int main(int argc, char** argv)
     QElapsedTimer steady; // when frames arrive
     steady.start();
     bool measuring = false;
+    std::vector<StealSample> steal;
+    QTimer stealSampler;
+    stealSampler.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&stealSampler, &QTimer::timeout, &app, [&] {
+        if (measuring)
+            steal.push_back({steady.nsecsElapsed(), hostStealMs()});
+    });
+    stealSampler.start(kStealSampleMs);
     for (int n = 1; n <= 6; ++n) {
         auto& f = figures[static_cast<std::size_t>(n - 1)];
         QObject::connect(simulator.engine(n), &sim::SimulatedEngine::replySent, &app, [&f, &measuring] {
@@ -310,6 +318,7 @@ int main(int argc, char** argv)
                 f.replyOut = false;
             }
             measuring = true;
+            steal.clear();
             *cpu0 = threadTimes(pid);
             *wake0 = wakeups(pid);
             *steal0 = hostStealMs();
@@ -341,6 +350,7 @@ int main(int argc, char** argv)
             r.max = percentile(all, 1.0);
             r.wakeupsPerCycle = static_cast<double>(woke) / std::max<double>(1.0, static_cast<double>(all.size()));
             countLate(r, figures);
+            stealBeforeBursts(r, steal);
             rows.push_back(r);
             done();
         });
@@ -453,9 +463,11 @@ int main(int argc, char** argv)
     // Whether the machine was quiet: a host that runs other machines on its CPUs (steal) holds up
     // every program of this one at once, and no program can answer while it is not run.
     for (const Row& r : rows)
-        std::printf("machine with the %s: the host ran others for %.0f ms of the CPUs' %d s (steal); the program's "
-                    "threads waited %.1f ms for a CPU\n",
-                    qPrintable(r.name), r.stealMs, measured * QThread::idealThreadCount(), r.waitedMs);
+        std::printf("machine with the %s: the host ran others for %.0f ms of the CPUs' %d s (steal), within %.1f s "
+                    "before %d of its %d bursts and before %.0f %% of all moments; the thread that answers waited "
+                    "%.1f ms for a CPU\n",
+                    qPrintable(r.name), r.stealMs, measured * QThread::idealThreadCount(), kStealLookNs / 1e9,
+                    r.burstsAfterSteal, r.lateBursts, 100.0 * r.momentsAfterSteal, r.waitedMs);
     // The simulator's share of a cycle, to tell its own timing from the programs'.
     for (const Row& r : rows)
         std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
