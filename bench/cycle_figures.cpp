@@ -136,12 +136,11 @@ void stealBeforeBursts(Row& r, const std::vector<StealSample>& samples)
     };
     r.burstsAfterSteal = static_cast<int>(
         std::count_if(r.burstAtNs.begin(), r.burstAtNs.end(), [&](qint64 at) { return stealBefore(at) > 0; }));
+    // Every 5 ms of the run, so that the moments fall between the samples as the bursts do.
     int moments = 0, withSteal = 0;
-    for (const StealSample& s : samples) {
-        if (s.atNs - kStealLookNs < samples.front().atNs)
-            continue;
+    for (qint64 at = samples.front().atNs + kStealLookNs; at <= samples.back().atNs; at += 5'000'000) {
         ++moments;
-        withSteal += stealBefore(s.atNs) > 0 ? 1 : 0;
+        withSteal += stealBefore(at) > 0 ? 1 : 0;
     }
     r.momentsAfterSteal = moments > 0 ? static_cast<double>(withSteal) / moments : 0.0;
 }
