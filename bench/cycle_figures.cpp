@@ -119,7 +119,7 @@ void countLate(Row& r, const std::array<EngineFigures, 6>& figures)
     }
 }
 
-void stealBeforeBursts(Row& r, const std::vector<StealSample>& samples)
+void lookAtSteal(Row& r, const std::vector<StealSample>& samples, const std::array<EngineFigures, 6>& figures)
 {
     if (samples.size() < 2)
         return;
@@ -143,6 +143,15 @@ void stealBeforeBursts(Row& r, const std::vector<StealSample>& samples)
         withSteal += stealBefore(at) > 0 ? 1 : 0;
     }
     r.momentsAfterSteal = moments > 0 ? static_cast<double>(withSteal) / moments : 0.0;
+    std::vector<double> quiet;
+    for (const EngineFigures& f : figures)
+        for (std::size_t i = 0; i < f.turnaroundMs.size() && i < f.frameAtNs.size(); ++i)
+            if (f.frameAtNs[i] - kStealLookNs >= samples.front().atNs && stealBefore(f.frameAtNs[i]) == 0)
+                quiet.push_back(f.turnaroundMs[i]);
+    r.quietFrames = quiet.size();
+    r.quietMedian = percentile(quiet, 0.5);
+    r.quietP99 = percentile(quiet, 0.99);
+    r.quietMax = percentile(quiet, 1.0);
 }
 
 void printRow(const Row& r)

@@ -38,6 +38,10 @@ struct Row {
     // that the host's steal held the frames up.
     int burstsAfterSteal = 0;
     double momentsAfterSteal = 0;
+    // The turnaround of the frames with no steal in the kStealLookNs before them: the program on
+    // a quiet machine, as near as a shared one gives it.
+    std::size_t quietFrames = 0;
+    double quietMedian = 0, quietP99 = 0, quietMax = 0;
 };
 
 // The host's steal (hostStealMs) as the bench samples it every kStealSampleMs.
@@ -47,7 +51,6 @@ struct StealSample {
 };
 constexpr int kStealSampleMs = 25;
 constexpr qint64 kStealLookNs = 100'000'000;
-void stealBeforeBursts(Row& r, const std::vector<StealSample>& samples);
 
 constexpr double kLateMs = 1.0;
 constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together are one burst
@@ -98,6 +101,8 @@ double mean(const std::vector<double>& v);
 
 // Counts the frames late by more than kLateMs over the median and groups them into bursts.
 void countLate(Row& r, const std::array<EngineFigures, 6>& figures);
+// The bursts and the moments after steal, and the figures of the frames after none.
+void lookAtSteal(Row& r, const std::vector<StealSample>& samples, const std::array<EngineFigures, 6>& figures);
 
 void printRow(const Row& r);
 // Each figure the median of the rows' (the peak memory their highest).

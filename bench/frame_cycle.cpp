@@ -350,7 +350,7 @@ int main(int argc, char** argv)
             r.max = percentile(all, 1.0);
             r.wakeupsPerCycle = static_cast<double>(woke) / std::max<double>(1.0, static_cast<double>(all.size()));
             countLate(r, figures);
-            stealBeforeBursts(r, steal);
+            lookAtSteal(r, steal, figures);
             rows.push_back(r);
             done();
         });
@@ -468,6 +468,21 @@ int main(int argc, char** argv)
                     "%.1f ms for a CPU\n",
                     qPrintable(r.name), r.stealMs, measured * QThread::idealThreadCount(), kStealLookNs / 1e9,
                     r.burstsAfterSteal, r.lateBursts, 100.0 * r.momentsAfterSteal, r.waitedMs);
+    // The frames the host's steal did not reach, on each side and set against each other.
+    for (const Row& r : rows)
+        std::printf("frames with the %s after no steal for %.1f s: %zu of %zu; turnaround median %.2f ms, p99 %.2f ms, "
+                    "max %.2f ms\n",
+                    qPrintable(r.name), kStealLookNs / 1e9, r.quietFrames, r.frames, r.quietMedian, r.quietP99, r.quietMax);
+    if (!pairs.empty()) {
+        std::vector<double> p99, max, median;
+        for (std::size_t i = 0; i < bares.size() && i < stations.size(); ++i) {
+            p99.push_back(stations[i]->quietP99 - bares[i]->quietP99);
+            max.push_back(stations[i]->quietMax - bares[i]->quietMax);
+            median.push_back(stations[i]->quietMedian - bares[i]->quietMedian);
+        }
+        std::printf("station / bare on those frames%s: turnaround p99 %+.2f ms, max %+.2f ms, median %+.2f ms\n",
+                    roundCount > 1 ? ", the median of the rounds'" : "", medianOf(p99), medianOf(max), medianOf(median));
+    }
     // The simulator's share of a cycle, to tell its own timing from the programs'.
     for (const Row& r : rows)
         std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
