@@ -16,6 +16,7 @@
 #include "common/termination_signals.h"
 #include "sim/simulated_engine.h"
 #include "sim/simulator.h"
+#include "station/trend_graphs.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -128,7 +129,9 @@ int main(int argc, char** argv)
                                      QStringLiteral(TARVEK_STATION_BIN));
     const QCommandLineOption noBare("no-bare", "Run the station only.");
     const QCommandLineOption graphs("graphs", "Graph page time scale: 50, 100, 200, 400 or 800 ms a pixel (default 50).", "MS", "50");
-    const QCommandLineOption scroll("scroll", "The graphs scroll (Functions > Scroll checked) instead of sweeping.");
+    const QCommandLineOption scroll("scroll",
+                                    "The graphs scroll (Functions > Scroll checked) instead of sweeping. They begin to "
+                                    "once full, so the warm-up is at least the time that takes, unless --warmup is given.");
     const QCommandLineOption noGraphs("no-graphs", "Station on its main page, every curve hidden.");
     const QCommandLineOption loggerMs("logger-ms", "Data logger row interval (default 1000).", "MS", "1000");
     const QCommandLineOption noLogger("no-logger", "Data logger off.");
@@ -165,7 +168,12 @@ int main(int argc, char** argv)
     }
 
     const int measured = std::max(1, parser.value(seconds).toInt());
-    const int warm = std::max(1, parser.value(warmup).toInt());
+    int warm = std::max(1, parser.value(warmup).toInt());
+    if (parser.isSet(scroll) && !parser.isSet(warmup)) {
+        // A graph is full after its width in columns; only then does a scroll move anything.
+        const int fullS = (TrendGraphs::kWidth * parser.value(graphs).toInt() + 999) / 1000;
+        warm = std::max(warm, fullS + 2);
+    }
     const int roundCount = std::max(1, parser.value(rounds).toInt());
     const QStringList screenSize = parser.value(screen).split(QLatin1Char('x'));
     if (screenSize.size() != 2 || screenSize[0].toInt() <= 0 || screenSize[1].toInt() <= 0) {
