@@ -10,9 +10,10 @@ set -euo pipefail
 # libzstd-dev: the historian compresses its packed seconds with zstd, and the recorder its files
 # (which tshark reads). libssl-dev: the plant publisher checks the broker's TLS certificate against
 # the host name as written; openssl: the plant tests make a throw-away CA and certificates with it.
+# rapidjson-dev: the plant publisher writes the engines' states with its streaming writer.
 packages=(cmake ninja-build g++ qt6-base-dev qt6-base-dev-tools qt6-serialport-dev libgl-dev
           libqt6sql6-sqlite xvfb xauth fonts-dejavu-core libmosquitto-dev mosquitto libzstd-dev
-          libssl-dev openssl)
+          libssl-dev openssl rapidjson-dev)
 case "${1:-}" in --tests|--browser) packages+=(tshark) ;; esac
 # The plant page's browser test needs a browser; the demo does not.
 if [ "${1:-}" = "--browser" ]; then

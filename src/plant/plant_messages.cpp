@@ -5,6 +5,10 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
+
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 
 namespace tarvek::plant {
 
@@ -68,51 +72,93 @@ bool startedHere(const Station& station, int engine)
     return station.engineOperation().startedByUser(engine);
 }
 
-QJsonObject engineState(Station& station, int engine, const QDateTime& lastReply)
+QByteArray engineState(Station& station, int engine, const QDateTime& lastReply)
 {
+    // Six of these a second, from the thread that answers the engines: written straight out as
+    // text, with the keys in order, where a JSON object built and then serialised cost ten times as
+    // much.
     const int index = engine - 1;
     const LightEngineRecord& r = station.tables().at(index);
     const QString link = engineLink(station, engine);
-    QJsonObject o{{QStringLiteral("engine"), engine},
-                  {QStringLiteral("link"), link},
-                  {QStringLiteral("status"), station.engineStatusText(index).trimmed()},
-                  {QStringLiteral("startedHere"), startedHere(station, engine)},
-                  {QStringLiteral("lastReply"), lastReply.isValid() ? QJsonValue(iso(lastReply)) : QJsonValue()},
-                  {QStringLiteral("setPoints"),
-                   QJsonObject{{QStringLiteral("power"), QJsonObject{{QStringLiteral("value"), r.PowerSetPoint * 10},
-                                                                     {QStringLiteral("unit"), QStringLiteral("We")}}},
-                               {QStringLiteral("motorSpeed"),
-                                QJsonObject{{QStringLiteral("value"), r.MotorSpeedSetPoint * 30},
-                                            {QStringLiteral("unit"), QStringLiteral("rpm")}}}}}};
+    rapidjson::StringBuffer text;
+    rapidjson::Writer<rapidjson::StringBuffer> json(text);
+    const auto string = [&json](const QString& s) {
+        const QByteArray utf8 = s.toUtf8();
+        json.String(utf8.constData(), static_cast<rapidjson::SizeType>(utf8.size()));
+    };
+    const auto quantity = [&json](const char* name, int value, const char* unit) {
+        json.Key(name);
+        json.StartObject();
+        json.Key("unit");
+        json.String(unit);
+        json.Key("value");
+        json.Int(value);
+        json.EndObject();
+    };
+    json.StartObject();
+    json.Key("engine");
+    json.Int(engine);
     // Values only while the engine answers: a silent engine has none rather than old ones.
-    if (!r.everReported || link != QLatin1String("yes")) {
-        o.insert(QStringLiteral("phase"), QJsonValue());
-        o.insert(QStringLiteral("fault"), QJsonValue());
-        o.insert(QStringLiteral("rows"), QJsonArray());
-        return o;
+    const bool answers = r.everReported && link == QLatin1String("yes");
+    json.Key("fault");
+    if (answers) {
+        const int code = r.FaultCode;
+        QString faultText = QStringLiteral("Code %1").arg(code);
+        if (code >= 0 && code < kFaultTableSize && !station.faultTexts()[static_cast<std::size_t>(code)].isEmpty())
+            faultText = station.faultTexts()[static_cast<std::size_t>(code)].trimmed();
+        json.StartObject();
+        json.Key("code");
+        json.Int(code);
+        json.Key("text");
+        string(faultText);
+        json.EndObject();
+    } else {
+        json.Null();
     }
-    const int code = r.FaultCode;
-    QString text = QStringLiteral("Code %1").arg(code);
-    if (code >= 0 && code < kFaultTableSize && !station.faultTexts()[static_cast<std::size_t>(code)].isEmpty())
-        text = station.faultTexts()[static_cast<std::size_t>(code)].trimmed();
-    o.insert(QStringLiteral("phase"), r.Phase);
-    o.insert(QStringLiteral("fault"), QJsonObject{{QStringLiteral("code"), code}, {QStringLiteral("text"), text}});
-    QJsonArray rows;
-    for (const ShownEngineRow& row : shownEngineRows(station.settings(), station.software(), r))
-        rows.append(QJsonObject{{QStringLiteral("name"), row.name},
-                                {QStringLiteral("value"), row.value},
-                                {QStringLiteral("unit"), row.unit}});
-    o.insert(QStringLiteral("rows"), rows);
-    return o;
+    json.Key("lastReply");
+    if (lastReply.isValid())
+        string(iso(lastReply));
+    else
+        json.Null();
+    json.Key("link");
+    string(link);
+    json.Key("phase");
+    if (answers)
+        json.Int(r.Phase);
+    else
+        json.Null();
+    json.Key("rows");
+    json.StartArray();
+    if (answers)
+        for (const ShownEngineRow& row : shownEngineRows(station.settings(), station.software(), r)) {
+            json.StartObject();
+            json.Key("name");
+            string(row.name);
+            json.Key("unit");
+            string(row.unit);
+            json.Key("value");
+            string(row.value);
+            json.EndObject();
+        }
+    json.EndArray();
+    json.Key("setPoints");
+    json.StartObject();
+    quantity("motorSpeed", r.MotorSpeedSetPoint * 30, "rpm");
+    quantity("power", r.PowerSetPoint * 10, "We");
+    json.EndObject();
+    json.Key("startedHere");
+    json.Bool(startedHere(station, engine));
+    json.Key("status");
+    string(station.engineStatusText(index).trimmed());
+    json.EndObject();
+    return {text.GetString(), static_cast<qsizetype>(text.GetSize())};
 }
 
-QByteArray withTime(const QJsonObject& state, const QDateTime& now)
+QByteArray withTime(const QByteArray& state, const QDateTime& now)
 {
-    // "time" sorts after every key of a state, so it closes the object just where an insert would
-    // put it; the state is not copied and serialised a second time for it, once a second an engine.
-    Q_ASSERT(state.isEmpty() || state.keys().constLast() < QLatin1String("time"));
-    QByteArray text = bytes(state);
-    text.insert(text.size() - 1, (state.isEmpty() ? QByteArray() : QByteArray(",")) + "\"time\":\"" + iso(now).toLatin1() + '"');
+    // The time closes the object, where a reader looks last.
+    QByteArray text = state;
+    text.insert(text.size() - 1, ",\"time\":\"" + iso(now).toLatin1() + '"');
     return text;
 }
 

@@ -8,7 +8,6 @@
 //   tarvek/<station>/history           {"seq":N,"session":N,"line":".."}
 #include <QByteArray>
 #include <QDateTime>
-#include <QJsonObject>
 #include <QString>
 
 namespace tarvek {
@@ -30,10 +29,11 @@ QString engineLink(Station& station, int engine);
 // Whether this station started the engine (an engine found running was not).
 bool startedHere(const Station& station, int engine);
 
-// Everything of the engine's state but the publication time; `lastReply` invalid before a first reply.
-QJsonObject engineState(Station& station, int engine, const QDateTime& lastReply);
-// The state with the time it is published, as bytes.
-QByteArray withTime(const QJsonObject& state, const QDateTime& now);
+// Everything of the engine's state but the publication time, as a JSON object's text; `lastReply`
+// invalid before a first reply.
+QByteArray engineState(Station& station, int engine, const QDateTime& lastReply);
+// The state with the time it is published.
+QByteArray withTime(const QByteArray& state, const QDateTime& now);
 
 QByteArray alarmsPayload(Station& station, const QDateTime& now);
 QByteArray historyPayload(qint64 seq, qint64 session, const QString& line);

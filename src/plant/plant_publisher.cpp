@@ -151,7 +151,7 @@ bool PlantPublisher::publishEngine(int engine, bool force)
     if (!force && now - builtAtMs_[k] < kMinGapMs)
         return false;
     builtAtMs_[k] = now;
-    QJsonObject state = plant::engineState(station_, engine, lastReply_[k]);
+    QByteArray state = plant::engineState(station_, engine, lastReply_[k]);
     if (!force && age < kMaxGapMs && state == sent_[k])
         return true;
     const QString leaf = QStringLiteral("engine/%1/state").arg(engine);

@@ -12,8 +12,9 @@
 #include "plant/mqtt_connection.h"
 #include "plant/plant_settings.h"
 
+#include <QByteArray>
+#include <QDateTime>
 #include <QElapsedTimer>
-#include <QJsonObject>
 #include <QObject>
 #include <QStringList>
 
@@ -75,7 +76,7 @@ private:
     QElapsedTimer monotonic_;
     qint64 statusAtMs_ = 0;
     int statusSent_ = -1; // the engines in use it told, -1 before the first
-    std::array<QJsonObject, 6> sent_{};
+    std::array<QByteArray, 6> sent_{}; // each engine's state as last sent, without its time
     std::array<qint64, 6> sentAtMs_{};
     std::array<qint64, 6> builtAtMs_{}; // when its state was last built, sent or not
     std::array<QDateTime, 6> lastReply_{};
