@@ -10,26 +10,21 @@
 
 namespace tarvek::bench {
 
-// The time each thread has run, in nanoseconds, by thread id. The scheduler keeps it to the
-// nanosecond; utime and stime in /proc/<pid>/stat are counted in clock ticks by sampling, which
-// over half a minute of a program that runs in bursts of microseconds is off by a tenth or more.
-using ThreadTimes = std::map<QString, qint64>;
 ThreadTimes threadTimes(qint64 pid)
 {
     ThreadTimes times;
     const QDir tasks(QStringLiteral("/proc/%1/task").arg(pid));
     for (const QString& tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile f(tasks.filePath(tid + QStringLiteral("/schedstat")));
-        if (f.open(QIODevice::ReadOnly))
-            times[tid] = f.readAll().split(' ').value(0).toLongLong();
+        if (!f.open(QIODevice::ReadOnly))
+            continue;
+        // Time on a CPU, time waiting for one, time slices.
+        const QList<QByteArray> fields = f.readAll().split(' ');
+        times.ranNs[tid] = fields.value(0).toLongLong();
+        if (tid.toLongLong() == pid)
+            times.mainWaitedNs = fields.value(1).toLongLong();
     }
     return times;
-}
-
-qint64 runQueueWaitNs(qint64 pid)
-{
-    QFile f(QStringLiteral("/proc/%1/task/%1/schedstat").arg(pid));
-    return f.open(QIODevice::ReadOnly) ? f.readAll().split(' ').value(1).toLongLong() : 0;
 }
 
 double hostStealMs()
@@ -46,9 +41,9 @@ double hostStealMs()
 double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after)
 {
     qint64 ns = 0;
-    for (const auto& [tid, t] : after) {
-        const auto was = before.find(tid);
-        ns += t - (was == before.end() ? 0 : was->second);
+    for (const auto& [tid, t] : after.ranNs) {
+        const auto was = before.ranNs.find(tid);
+        ns += t - (was == before.ranNs.end() ? 0 : was->second);
     }
     return static_cast<double>(ns) / 1e9;
 }

@@ -73,10 +73,14 @@ struct EngineFigures {
     }
 };
 
-// The time each thread has run, in nanoseconds, by thread id. The scheduler keeps it to the
-// nanosecond; utime and stime in /proc/<pid>/stat are counted in clock ticks by sampling, which
-// over half a minute of a program that runs in bursts of microseconds is off by a tenth or more.
-using ThreadTimes = std::map<QString, qint64>;
+// What the scheduler counts, to the nanosecond (utime and stime in /proc/<pid>/stat are clock
+// ticks by sampling, which over half a minute of a program that runs in bursts of microseconds is
+// off by a tenth or more): the time each thread has run, by thread id, and the time the main
+// thread, the one that answers, was ready to run but waited for a CPU.
+struct ThreadTimes {
+    std::map<QString, qint64> ranNs;
+    qint64 mainWaitedNs = 0;
+};
 ThreadTimes threadTimes(qint64 pid);
 
 // CPU seconds run between two looks; a thread that ended in between is not counted.
@@ -84,9 +88,6 @@ double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after);
 
 long statusField(const QString& statusFile, const QByteArray& name);
 
-// The time the program's main thread, the one that answers, was ready to run but waited for a
-// CPU, in nanoseconds.
-qint64 runQueueWaitNs(qint64 pid);
 // The time the host gave the machine's CPUs to others while they had work, in milliseconds.
 double hostStealMs();
 

@@ -308,7 +308,6 @@ int main(int argc, char** argv)
         auto cpu0 = std::make_shared<ThreadTimes>();
         auto wake0 = std::make_shared<long>(0);
         auto steal0 = std::make_shared<double>(0);
-        auto waited0 = std::make_shared<qint64>(0);
         auto window = std::make_shared<QElapsedTimer>();
         if (parser.isSet(outOfStep))
             QTimer::singleShot(warm * 500, &app, [&] {
@@ -316,7 +315,7 @@ int main(int argc, char** argv)
                 for (int n = 2; n <= 6; ++n)
                     simulator.engine(n)->stallNextReply(static_cast<int>((n - 1) * limitMs / 6), kReplyLength / 2);
             });
-        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, steal0, waited0, window] {
+        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, steal0, window] {
             for (auto& f : figures) {
                 f.turnaroundMs.clear();
                 f.frameAtNs.clear();
@@ -330,18 +329,18 @@ int main(int argc, char** argv)
             *cpu0 = threadTimes(pid);
             *wake0 = wakeups(pid);
             *steal0 = hostStealMs();
-            *waited0 = runQueueWaitNs(pid);
             window->start();
         });
-        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, steal0, waited0, window, done] {
+        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, steal0, window, done] {
             measuring = false;
             const double elapsed = static_cast<double>(window->nsecsElapsed()) / 1e9;
             Row r;
             r.name = name;
-            r.cpuPercent = 100.0 * cpuSeconds(*cpu0, threadTimes(pid)) / elapsed;
+            const ThreadTimes times = threadTimes(pid);
+            r.cpuPercent = 100.0 * cpuSeconds(*cpu0, times) / elapsed;
             const long woke = wakeups(pid) - *wake0;
             r.stealMs = hostStealMs() - *steal0;
-            r.waitedMs = static_cast<double>(runQueueWaitNs(pid) - *waited0) / 1e6;
+            r.waitedMs = static_cast<double>(times.mainWaitedNs - cpu0->mainWaitedNs) / 1e6;
             r.peakMb = static_cast<double>(statusField(QStringLiteral("/proc/%1/status").arg(pid), "VmHWM")) / 1024.0;
             std::vector<double> all;
             r.minEngineOfLimit = 1e9;
