@@ -220,7 +220,12 @@ void TrendGraph::drawAxis(QPainter& p, int top, int fromX, int toX) const
     QFont f = p.font();
     f.setPixelSize(kAxisHeight - 5);
     p.setFont(f);
-    const int textWidth = p.fontMetrics().horizontalAdvance(QStringLiteral("00:00:00"));
+    const QFontMetrics metrics = p.fontMetrics();
+    const int textWidth = metrics.horizontalAdvance(QStringLiteral("00:00:00"));
+    // A time is drawn from its base line, as wide as "00:00:00" (a font's digits are all as wide):
+    // laid out and centred in a box, it cost several times as much, each time a new tick reaches
+    // the axis of each graph.
+    const int baseline = top + 2 + (kAxisHeight - 2 - metrics.height()) / 2 + metrics.ascent();
     for (int c = 0; c < TrendGraphs::kWidth; c += kTickColumns) {
         const QDateTime& at = sample(c).at;
         if (!at.isValid())
@@ -230,8 +235,8 @@ void TrendGraph::drawAxis(QPainter& p, int top, int fromX, int toX) const
         p.setPen(Qt::black);
         const int left = std::clamp(c - textWidth / 2, 0, TrendGraphs::kWidth - textWidth);
         if (left > toX || left + textWidth < fromX)
-            continue; // a time the strip painted does not reach: laying it out costs more than its pixels
-        p.drawText(QRect(left, top + 2, textWidth, kAxisHeight - 2), Qt::AlignCenter, at.toString(kTimeFormat));
+            continue; // a time the strip painted does not reach: drawing it costs more than its pixels
+        p.drawText(left, baseline, at.toString(kTimeFormat));
     }
 }
 
