@@ -77,11 +77,11 @@ void WearCounters::observe(int engine, int phase)
     const auto k = static_cast<std::size_t>(engine - 1);
     Last& last = last_[k];
     WearCount& c = counts_[k];
-    const QDateTime now = clock_.now();
+    const qint64 nowMs = clock_.msecsSinceEpoch();
     bool changedNow = false;
     bool saveNow = false;
     if (last.phase >= 0) {
-        const qint64 gap = last.at.msecsTo(now);
+        const qint64 gap = nowMs - last.atMs;
         if (gap > 0 && gap <= kMaxGapMs) {
             if (running(last.phase)) {
                 c.runningMs += gap;
@@ -99,7 +99,7 @@ void WearCounters::observe(int engine, int phase)
             saveNow = true;
     }
     last.phase = phase;
-    last.at = now;
+    last.atMs = nowMs;
     if (changedNow) {
         dirty_ = true;
         emit changed(engine);

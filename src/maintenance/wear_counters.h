@@ -69,7 +69,7 @@ signals:
 private:
     struct Last {
         int phase = -1; // nothing seen yet
-        QDateTime at;
+        qint64 atMs = 0; // since 1970 UTC
     };
     SettingsFiles& files_;
     const Clock& clock_;

@@ -97,7 +97,8 @@ private:
     class RecordedClock final : public Clock {
     public:
         explicit RecordedClock(const ReplayPlayer& p) : player_(p) {}
-        QDateTime now() const override { return QDateTime::fromMSecsSinceEpoch(player_.positionUs() / 1000); }
+        QDateTime now() const override { return QDateTime::fromMSecsSinceEpoch(msecsSinceEpoch()); }
+        qint64 msecsSinceEpoch() const override { return player_.positionUs() / 1000; }
 
     private:
         const ReplayPlayer& player_;
