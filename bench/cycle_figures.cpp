@@ -27,6 +27,19 @@ ThreadTimes threadTimes(qint64 pid)
     return times;
 }
 
+double callgrindSummary(const QString& file)
+{
+    QFile f(file);
+    if (!f.open(QIODevice::ReadOnly))
+        return -1;
+    while (!f.atEnd()) {
+        const QByteArray line = f.readLine().trimmed();
+        if (line.startsWith("summary:"))
+            return line.mid(8).trimmed().toDouble();
+    }
+    return -1;
+}
+
 double hostStealMs()
 {
     // The first line sums all CPUs in clock ticks: user nice system idle iowait irq softirq steal.

@@ -42,6 +42,8 @@ struct Row {
     // a quiet machine, as near as a shared one gives it.
     std::size_t quietFrames = 0;
     double quietMedian = 0, quietP99 = 0, quietMax = 0;
+    // Under callgrind: the instructions the program ran in the measured seconds, -1 otherwise.
+    double instructions = -1;
 };
 
 // The host's steal (hostStealMs) as the bench samples it every kStealSampleMs.
@@ -88,6 +90,8 @@ double cpuSeconds(const ThreadTimes& before, const ThreadTimes& after);
 
 long statusField(const QString& statusFile, const QByteArray& name);
 
+// The instructions counted in a callgrind dump ("summary:"), -1 without one.
+double callgrindSummary(const QString& file);
 // The time the host gave the machine's CPUs to others while they had work, in milliseconds.
 double hostStealMs();
 

@@ -25,6 +25,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QStandardPaths>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -147,12 +148,18 @@ int main(int argc, char** argv)
                                     "Run the pair N times, bare answer and station in turn, and print the medians "
                                     "too: the machine's drift reaches both sides of a round alike (default 1).",
                                     "N", "1");
+    const QCommandLineOption callgrind(
+        "callgrind",
+        "Run the station under valgrind's callgrind and print the instructions it ran in the measured "
+        "seconds: the same for the same work whatever else the machine does, where its CPU time is not. "
+        "The station then runs many times slower, so its other figures say little; the warm-up is 30 s "
+        "unless --warmup is given.");
     QCommandLineOption bare("bare-answer", "(internal) serve the devices given as a bare answer.");
     bare.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption hog("hog", "(internal) spin.");
     hog.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({seconds, warmup, load, station, noBare, graphs, scroll, noGraphs, loggerMs, noLogger, noHistorian,
-                       noRecorder, plantBroker, noPlant, outOfStep, screen, rounds, bare, hog});
+                       noRecorder, plantBroker, noPlant, outOfStep, screen, rounds, callgrind, bare, hog});
     parser.process(app);
 
     if (parser.isSet(hog)) {
@@ -173,6 +180,14 @@ int main(int argc, char** argv)
         // A graph is full after its width in columns; only then does a scroll move anything.
         const int fullS = (TrendGraphs::kWidth * parser.value(graphs).toInt() + 999) / 1000;
         warm = std::max(warm, fullS + 2);
+    }
+    // Under valgrind the station takes some twenty seconds to start and to catch up with its engines.
+    const bool counting = parser.isSet(callgrind);
+    if (counting && !parser.isSet(warmup))
+        warm = std::max(warm, 30);
+    if (counting && QStandardPaths::findExecutable(QStringLiteral("callgrind_control")).isEmpty()) {
+        std::fprintf(stderr, "--callgrind: valgrind is not installed (sudo apt install valgrind)\n");
+        return 2;
     }
     const int roundCount = std::max(1, parser.value(rounds).toInt());
     const QStringList screenSize = parser.value(screen).split(QLatin1Char('x'));
@@ -303,7 +318,16 @@ int main(int argc, char** argv)
     // Both programs run the same way: started, warmed up, measured, ended.
     std::vector<Row> rows;
     QByteArray stationReport;
+    // Under callgrind, the station's counts are set to zero as the measured seconds begin and written
+    // to <folder>/callgrind.out.1 as they end.
+    const auto callgrindControl = [](const char* what, qint64 pid) {
+        QProcess control;
+        control.setStandardOutputFile(QProcess::nullDevice());
+        control.start(QStringLiteral("callgrind_control"), {QString::fromLatin1(what), QString::number(pid)});
+        control.waitForFinished(10000);
+    };
     const auto measure = [&](const QString& name, QProcess& program, const std::function<void()>& done) {
+        const bool counted = counting && name.startsWith(QLatin1String("station"));
         const qint64 pid = program.processId();
         auto cpu0 = std::make_shared<ThreadTimes>();
         auto wake0 = std::make_shared<long>(0);
@@ -315,7 +339,7 @@ int main(int argc, char** argv)
                 for (int n = 2; n <= 6; ++n)
                     simulator.engine(n)->stallNextReply(static_cast<int>((n - 1) * limitMs / 6), kReplyLength / 2);
             });
-        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, steal0, window] {
+        QTimer::singleShot(warm * 1000, &app, [&, pid, cpu0, wake0, steal0, window, counted] {
             for (auto& f : figures) {
                 f.turnaroundMs.clear();
                 f.frameAtNs.clear();
@@ -329,10 +353,14 @@ int main(int argc, char** argv)
             *cpu0 = threadTimes(pid);
             *wake0 = wakeups(pid);
             *steal0 = hostStealMs();
+            if (counted)
+                callgrindControl("-z", pid);
             window->start();
         });
-        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, steal0, window, done] {
+        QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, steal0, window, done, counted] {
             measuring = false;
+            if (counted)
+                callgrindControl("-d", pid);
             const double elapsed = static_cast<double>(window->nsecsElapsed()) / 1e9;
             Row r;
             r.name = name;
@@ -358,6 +386,8 @@ int main(int argc, char** argv)
             r.wakeupsPerCycle = static_cast<double>(woke) / std::max<double>(1.0, static_cast<double>(all.size()));
             countLate(r, figures);
             lookAtSteal(r, steal, figures);
+            if (counted)
+                r.instructions = callgrindSummary(folder + QStringLiteral("/callgrind.out.1"));
             rows.push_back(r);
             done();
         });
@@ -398,7 +428,11 @@ int main(int argc, char** argv)
             args << "--no-recorder";
         if (!brokerAddress.isEmpty())
             args << "--plant-broker" << brokerAddress << "--plant-name" << "bench";
-        stationProcess.start(parser.value(station), args);
+        if (counting)
+            args = QStringList{QStringLiteral("--tool=callgrind"), QStringLiteral("--dump-instr=no"),
+                               QStringLiteral("--callgrind-out-file=") + folder + QStringLiteral("/callgrind.out"),
+                               parser.value(station)} + args;
+        stationProcess.start(counting ? QStringLiteral("valgrind") : parser.value(station), args);
         if (!stationProcess.waitForStarted(10000)) {
             std::fprintf(stderr, "could not start the station %s\n", qPrintable(parser.value(station)));
             app.exit(1);
@@ -490,6 +524,11 @@ int main(int argc, char** argv)
         std::printf("station / bare on those frames%s: turnaround p99 %+.2f ms, max %+.2f ms, median %+.2f ms\n",
                     roundCount > 1 ? ", the median of the rounds'" : "", medianOf(p99), medianOf(max), medianOf(median));
     }
+    for (const Row& r : rows)
+        if (r.instructions >= 0)
+            std::printf("%s under callgrind: %.1f M instructions in the measured %d s, %.2f M a second (all its "
+                        "threads, in user space; its other figures are of a program many times slower)\n",
+                        qPrintable(r.name), r.instructions / 1e6, measured, r.instructions / 1e6 / measured);
     // The simulator's share of a cycle, to tell its own timing from the programs'.
     for (const Row& r : rows)
         std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
