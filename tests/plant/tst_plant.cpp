@@ -1,5 +1,6 @@
 // Stations publishing to real Mosquitto brokers, configured as the project ships them: what a
 // plant subscriber sees, and what faults, intruders, TLS and bridges do to it.
+#include "plant/plant_messages.h"
 #include "plant/plant_settings.h"
 #include "historian/historian_store.h"
 #include "plant_rig.h"
@@ -12,6 +13,7 @@
 #include <QSignalSpy>
 #include <QTcpServer>
 #include <QTest>
+#include <QTimeZone>
 
 using namespace tarvek;
 using namespace tarvek::test;
@@ -350,6 +352,16 @@ private slots:
             QVERIFY(s.enabled);
             QVERIFY2(s.problem().contains(told), qPrintable(s.problem()));
         }
+    }
+
+    // Times go out in UTC, to the millisecond, whatever the station's zone.
+    void plantTimesAreUtcToTheMillisecond()
+    {
+        const QTimeZone paris("Europe/Paris");
+        QCOMPARE(plant::offlinePayload(QDateTime(QDate(2026, 11, 26), QTime(14, 51, 22, 743), paris)),
+                 QByteArray(R"({"online":false,"time":"2026-11-26T13:51:22.743Z"})"));
+        QCOMPARE(plant::offlinePayload(QDateTime(QDate(2026, 7, 1), QTime(0, 0, 9, 5), paris)),
+                 QByteArray(R"({"online":false,"time":"2026-06-30T22:00:09.005Z"})"));
     }
 };
 TARVEK_TEST(PlantTest)
