@@ -24,6 +24,7 @@
 #include <QScrollBar>
 #include <QSet>
 #include <QStatusBar>
+#include <QStyleHints>
 
 #include <functional>
 
@@ -233,6 +234,17 @@ private slots:
         rig.station->idleLogout().check();
         QCOMPARE(rig.station->mode(), OperatingMode::NotLoggedIn);
         QVERIFY(rig.window->statusBar()->currentMessage().startsWith("User mode logged out after 2 min"));
+
+        // Nobody types: the text cursors rest, and the next key has them blink again.
+        auto* rest = rig.window->findChild<QTimer*>("TimerCursorRest");
+        QVERIFY(rest && rest->isActive() && rest->interval() == LogWindow::kCursorBlinkMs);
+        const int blink = QGuiApplication::styleHints()->cursorFlashTime();
+        QVERIFY(blink > 0);
+        rest->start(1);
+        QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::styleHints()->cursorFlashTime(), 0, kWaitMs);
+        QTest::keyClick(rig.window.get(), Qt::Key_Shift);
+        QCOMPARE(QGuiApplication::styleHints()->cursorFlashTime(), blink);
+        QVERIFY(rest->isActive());
     }
 };
 

@@ -141,6 +141,9 @@ public:
     AlarmBanner* alarmBanner() const { return banner_; }
 
     static constexpr int kSmallestValueSize = 8;
+    // Text cursors stop blinking after this long without a key or a click, as desktops have them
+    // do, and blink again at the next one: a station left at its log-in all day repaints nothing.
+    static constexpr int kCursorBlinkMs = 10'000;
     // The point size the live values have now.
     int valuePointSize() const { return valueSize_; }
 
@@ -274,6 +277,8 @@ private:
     QPointer<QMessageBox> quitBox_;
     bool closing_ = false;
     QTimer* fitTimer_ = nullptr;   // TimerFitValues
+    QTimer* cursorRest_ = nullptr; // TimerCursorRest: the text cursors stop blinking when it ends
+    int cursorFlashMs_ = 0;        // the desktop's blink, given back at the next key or click
     bool contentChanged_ = false;  // a cell asked for another size since the last fit
     int preferredValueSize_ = 0;   // "\Display.ini"
     int valueSize_ = 0;            // as fitted

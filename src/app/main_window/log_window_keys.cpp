@@ -1,5 +1,6 @@
 // The main window from the keyboard: menu mnemonics, shortcuts for the frequent actions, a focus
-// that shows, Escape that closes whatever form is in front, and every input noted for the idle log-out.
+// that shows, Escape that closes whatever form is in front, every input noted for the idle log-out,
+// and text cursors that rest once nobody types.
 #include "app/main_window/log_window.h"
 
 #include <QAction>
@@ -11,6 +12,7 @@
 #include <QMenuBar>
 #include <QSet>
 #include <QShortcut>
+#include <QStyleHints>
 #include <QTimer>
 
 namespace tarvek {
@@ -91,6 +93,18 @@ void LogWindow::wireKeys()
     p.setColor(QPalette::Highlight, QColor(0, 114, 178));
     QApplication::setPalette(p);
 
+    // The desktop's blink as the station found it: a window made while the cursors rest blinks too.
+    static const int desktopFlashMs = QGuiApplication::styleHints()->cursorFlashTime();
+    cursorFlashMs_ = desktopFlashMs;
+    QGuiApplication::styleHints()->setCursorFlashTime(cursorFlashMs_);
+    cursorRest_ = new QTimer(this);
+    cursorRest_->setObjectName(QStringLiteral("TimerCursorRest"));
+    cursorRest_->setSingleShot(true);
+    cursorRest_->setInterval(kCursorBlinkMs);
+    connect(cursorRest_, &QTimer::timeout, this, [] { QGuiApplication::styleHints()->setCursorFlashTime(0); });
+    if (cursorFlashMs_ > 0)
+        cursorRest_->start();
+
     qApp->installEventFilter(this);
 }
 
@@ -104,6 +118,11 @@ bool LogWindow::eventFilter(QObject* watched, QEvent* event)
     case QEvent::MouseButtonPress:
     case QEvent::Wheel:
         station_.noteInput();
+        if (cursorFlashMs_ > 0) {
+            if (QGuiApplication::styleHints()->cursorFlashTime() != cursorFlashMs_)
+                QGuiApplication::styleHints()->setCursorFlashTime(cursorFlashMs_);
+            cursorRest_->start();
+        }
         break;
     default:
         break;
