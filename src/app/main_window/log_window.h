@@ -142,7 +142,8 @@ public:
 
     static constexpr int kSmallestValueSize = 8;
     // Text cursors stop blinking after this long without a key or a click, as desktops have them
-    // do, and blink again at the next one: a station left at its log-in all day repaints nothing.
+    // do, and blink again at the next one: a station left at its log-in all day no longer repaints
+    // the field and the menu bar twice a second for a cursor nobody watches.
     static constexpr int kCursorBlinkMs = 10'000;
     // The point size the live values have now.
     int valuePointSize() const { return valueSize_; }
