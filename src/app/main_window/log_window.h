@@ -279,7 +279,6 @@ private:
     bool closing_ = false;
     QTimer* fitTimer_ = nullptr;   // TimerFitValues
     QTimer* cursorRest_ = nullptr; // TimerCursorRest: the text cursors stop blinking when it ends
-    int cursorFlashMs_ = 0;        // the desktop's blink, given back at the next key or click
     bool contentChanged_ = false;  // a cell asked for another size since the last fit
     int preferredValueSize_ = 0;   // "\Display.ini"
     int valueSize_ = 0;            // as fitted

@@ -60,6 +60,13 @@ void addMnemonics(const QList<QAction*>& actions)
         }
     }
 }
+// The desktop's cursor blink as the station found it, given back at the next key or click; 0
+// where the desktop does not blink.
+int desktopFlashMs()
+{
+    static const int ms = QGuiApplication::styleHints()->cursorFlashTime();
+    return ms;
+}
 } // namespace
 
 void LogWindow::wireKeys()
@@ -93,16 +100,14 @@ void LogWindow::wireKeys()
     p.setColor(QPalette::Highlight, QColor(0, 114, 178));
     QApplication::setPalette(p);
 
-    // The desktop's blink as the station found it: a window made while the cursors rest blinks too.
-    static const int desktopFlashMs = QGuiApplication::styleHints()->cursorFlashTime();
-    cursorFlashMs_ = desktopFlashMs;
-    QGuiApplication::styleHints()->setCursorFlashTime(cursorFlashMs_);
+    // A window made while the cursors rest has them blink again.
+    QGuiApplication::styleHints()->setCursorFlashTime(desktopFlashMs());
     cursorRest_ = new QTimer(this);
     cursorRest_->setObjectName(QStringLiteral("TimerCursorRest"));
     cursorRest_->setSingleShot(true);
     cursorRest_->setInterval(kCursorBlinkMs);
     connect(cursorRest_, &QTimer::timeout, this, [] { QGuiApplication::styleHints()->setCursorFlashTime(0); });
-    if (cursorFlashMs_ > 0)
+    if (desktopFlashMs() > 0)
         cursorRest_->start();
 
     qApp->installEventFilter(this);
@@ -118,9 +123,9 @@ bool LogWindow::eventFilter(QObject* watched, QEvent* event)
     case QEvent::MouseButtonPress:
     case QEvent::Wheel:
         station_.noteInput();
-        if (cursorFlashMs_ > 0) {
-            if (QGuiApplication::styleHints()->cursorFlashTime() != cursorFlashMs_)
-                QGuiApplication::styleHints()->setCursorFlashTime(cursorFlashMs_);
+        if (desktopFlashMs() > 0) {
+            if (QGuiApplication::styleHints()->cursorFlashTime() != desktopFlashMs())
+                QGuiApplication::styleHints()->setCursorFlashTime(desktopFlashMs());
             cursorRest_->start();
         }
         break;
