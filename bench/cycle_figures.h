@@ -44,6 +44,7 @@ struct Row {
     double quietMedian = 0, quietP99 = 0, quietMax = 0;
     // Under callgrind: the instructions the program ran in the measured seconds, -1 otherwise.
     double instructions = -1;
+    QString profile; // where its callgrind dump was kept, for callgrind_annotate
 };
 
 // The host's steal (hostStealMs) as the bench samples it every kStealSampleMs.

@@ -386,8 +386,16 @@ int main(int argc, char** argv)
             r.wakeupsPerCycle = static_cast<double>(woke) / std::max<double>(1.0, static_cast<double>(all.size()));
             countLate(r, figures);
             lookAtSteal(r, steal, figures);
-            if (counted)
-                r.instructions = callgrindSummary(folder + QStringLiteral("/callgrind.out.1"));
+            if (counted) {
+                // The dump leaves with the bench's folder: a copy stays where the bench was started.
+                const QString dump = folder + QStringLiteral("/callgrind.out.1");
+                r.instructions = callgrindSummary(dump);
+                const QString kept = QDir::current().filePath(
+                    QStringLiteral("frame_cycle-%1.callgrind").arg(QString(name).replace(QLatin1Char(' '), QLatin1Char('-'))));
+                QFile::remove(kept);
+                if (r.instructions >= 0 && QFile::copy(dump, kept))
+                    r.profile = kept;
+            }
             rows.push_back(r);
             done();
         });
@@ -529,6 +537,10 @@ int main(int argc, char** argv)
             std::printf("%s under callgrind: %.1f M instructions in the measured %d s, %.2f M a second (all its "
                         "threads, in user space; its other figures are of a program many times slower)\n",
                         qPrintable(r.name), r.instructions / 1e6, measured, r.instructions / 1e6 / measured);
+    for (const Row& r : rows)
+        if (!r.profile.isEmpty())
+            std::printf("%s's profile: %s (callgrind_annotate --inclusive=yes %s)\n", qPrintable(r.name),
+                        qPrintable(r.profile), qPrintable(r.profile));
     // The simulator's share of a cycle, to tell its own timing from the programs'.
     for (const Row& r : rows)
         std::printf("simulator with the %s: frame to the end of the next reply mean %.2f ms, median %.2f ms, p99 %.2f ms "
