@@ -5,10 +5,44 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <numeric>
 #include <unistd.h>
 
 namespace tarvek::bench {
+
+void WakeProbe::start()
+{
+    stop();
+    lateMs_.clear();
+    stopping_ = false;
+    thread_ = std::thread([this] {
+        const auto now = [] {
+            timespec t{};
+            ::clock_gettime(CLOCK_MONOTONIC, &t);
+            return qint64(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
+        };
+        qint64 due = now();
+        while (!stopping_) {
+            due += 30'000'000;
+            const timespec at{static_cast<time_t>(due / 1'000'000'000), static_cast<long>(due % 1'000'000'000)};
+            while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &at, nullptr) != 0) {
+            }
+            const qint64 woke = now();
+            lateMs_.push_back(static_cast<double>(woke - due) / 1e6);
+            due = std::max(due, woke - 30'000'000); // a long stall is one late wake, not a string of them
+        }
+    });
+}
+
+std::vector<double> WakeProbe::stop()
+{
+    if (thread_.joinable()) {
+        stopping_ = true;
+        thread_.join();
+    }
+    return lateMs_;
+}
 
 ThreadTimes threadTimes(qint64 pid)
 {

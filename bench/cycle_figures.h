@@ -6,7 +6,9 @@
 #include <QString>
 
 #include <array>
+#include <atomic>
 #include <map>
+#include <thread>
 #include <vector>
 
 namespace tarvek::bench {
@@ -44,6 +46,8 @@ struct Row {
     double quietMedian = 0, quietP99 = 0, quietMax = 0;
     // Under callgrind: the instructions the program ran in the measured seconds, -1 otherwise.
     double instructions = -1;
+    // How late the machine woke the bench's wake probe while the program ran, in ms.
+    double probeMedian = 0, probeP99 = 0, probeMax = 0;
     QString profile; // where its callgrind dump was kept, for callgrind_annotate
 };
 
@@ -98,6 +102,22 @@ double hostStealMs();
 
 // Each time a thread sleeps and is woken again costs a poll and a switch: counted over all threads.
 long wakeups(qint64 pid);
+
+// A thread of the bench's own that sleeps 30 ms at a time to a deadline, as a program does
+// between a reply and its frame, and notes how late the machine wakes it: what any program that
+// sleeps to its deadline pays on this machine, whatever it does itself.
+class WakeProbe {
+public:
+    void start();
+    // The lateness of each wake since start(), in ms.
+    std::vector<double> stop();
+    ~WakeProbe() { stop(); }
+
+private:
+    std::thread thread_;
+    std::atomic<bool> stopping_{false};
+    std::vector<double> lateMs_;
+};
 
 double percentile(std::vector<double> v, double p);
 // The middle value, or the mean of the two middle ones.

@@ -233,6 +233,8 @@ int main(int argc, char** argv)
             QTimer::singleShot(settle, &app, finish);
         });
     }
+    if (options.linkStats)
+        station.link().watchDeadlines();
     const int rc = app.exec();
     station.link().setByteTap(nullptr);
     if (replay)
@@ -246,6 +248,13 @@ int main(int argc, char** argv)
                         static_cast<double>(d.p99Us) / 1000.0, static_cast<double>(d.maxUs) / 1000.0,
                         static_cast<unsigned long long>(station.link().staleDrops(k)));
         }
+        const auto late = station.link().deadlineLateness();
+        std::printf("link deadlines - %llu told; more than %.1f ms late: %llu woken late by the machine (the latest "
+                    "by %.3f ms), %llu held up by the station's own work (the longest by %.3f ms)\n",
+                    static_cast<unsigned long long>(late.told),
+                    static_cast<double>(PreciseDeadlines::Lateness::kLateNs) / 1e6,
+                    static_cast<unsigned long long>(late.wokeLate), static_cast<double>(late.maxWokeLateNs) / 1e6,
+                    static_cast<unsigned long long>(late.heldByWork), static_cast<double>(late.maxHeldNs) / 1e6);
         if (historian) {
             const Historian::CommitStats c = historian->commitStats();
             std::printf("historian - %lld transactions on its own thread: mean %.3f ms, max %.3f ms\n",

@@ -1,5 +1,6 @@
 #include "serial/precise_deadlines.h"
 
+#include <QAbstractEventDispatcher>
 #include <QSocketNotifier>
 
 #include <algorithm>
@@ -67,6 +68,7 @@ void PreciseDeadlines::fired()
     quint64 expirations = 0;
     [[maybe_unused]] const ssize_t n = ::read(fd_, &expirations, sizeof expirations);
 #endif
+    const qint64 wokeNs = watching_ ? nowNs() : 0;
     programmed_ = 0;
     firing_ = true;
     // Each due key is taken off before it is told, so a handler may arm it again.
@@ -80,11 +82,42 @@ void PreciseDeadlines::fired()
         }
         if (next == 0)
             break;
+        if (watching_)
+            noteLateness(deadlines_[static_cast<std::size_t>(next - 1)], wokeNs, now);
         deadlines_[static_cast<std::size_t>(next - 1)] = 0;
         emit due(next);
     }
     firing_ = false;
     program();
+}
+
+void PreciseDeadlines::watchLateness()
+{
+    QAbstractEventDispatcher* loop = QAbstractEventDispatcher::instance(thread());
+    if (watching_ || !loop)
+        return;
+    watching_ = true;
+    // A turn of the loop begins with awake and, when nothing is left to do, sleeps after
+    // aboutToBlock.
+    connect(loop, &QAbstractEventDispatcher::awake, this, [this] { loopTurnNs_ = nowNs(); });
+    connect(loop, &QAbstractEventDispatcher::aboutToBlock, this, [this] { blockedNs_ = nowNs(); });
+}
+
+void PreciseDeadlines::noteLateness(qint64 deadlineNs, qint64 wokeNs, qint64 toldNs)
+{
+    ++lateness_.told;
+    // Asleep at the deadline: this turn of the loop went to sleep before it and woke after it.
+    const bool asleep = blockedNs_ >= loopTurnNs_ && blockedNs_ < deadlineNs && deadlineNs <= wokeNs;
+    const qint64 wokeLate = asleep ? wokeNs - deadlineNs : 0;
+    const qint64 held = toldNs - deadlineNs - wokeLate;
+    if (wokeLate > Lateness::kLateNs) {
+        ++lateness_.wokeLate;
+        lateness_.maxWokeLateNs = std::max(lateness_.maxWokeLateNs, wokeLate);
+    }
+    if (held > Lateness::kLateNs) {
+        ++lateness_.heldByWork;
+        lateness_.maxHeldNs = std::max(lateness_.maxHeldNs, held);
+    }
 }
 
 qint64 PreciseDeadlines::earliest() const

@@ -31,12 +31,29 @@ public:
     // The earliest deadline armed, or 0 when none is.
     qint64 earliest() const;
 
+    // How late the deadlines were told, and whose the time was: the machine's, that woke the
+    // sleeping thread after the deadline, or the station's, whose work (before the deadline came,
+    // or for the keys told before it in the same wake) held it up. Kept once watchLateness() is
+    // called: it listens to every turn of the thread's event loop, so only when the figures are
+    // wanted.
+    struct Lateness {
+        static constexpr qint64 kLateNs = 300'000;
+        quint64 told = 0;       // deadlines told
+        quint64 wokeLate = 0;   // the thread woken more than kLateNs after the deadline
+        quint64 heldByWork = 0; // told more than kLateNs after the deadline or the wake, for work
+        qint64 maxWokeLateNs = 0;
+        qint64 maxHeldNs = 0;
+    };
+    void watchLateness();
+    const Lateness& lateness() const { return lateness_; }
+
 signals:
     void due(int key); // in the order of the deadlines, never before one
 
 private:
     void fired();
     void program();
+    void noteLateness(qint64 deadlineNs, qint64 wokeNs, qint64 toldNs);
 
     int fd_ = -1;
     QSocketNotifier* notifier_ = nullptr;
@@ -45,6 +62,10 @@ private:
     // Telling the due keys: what their handlers arm is programmed once they are all told, so the
     // timerfd is not set for a deadline the same wake then serves.
     bool firing_ = false;
+    bool watching_ = false;
+    Lateness lateness_;
+    qint64 loopTurnNs_ = 0; // when the event loop last began a turn
+    qint64 blockedNs_ = 0;  // when it last went to sleep
 };
 
 } // namespace tarvek

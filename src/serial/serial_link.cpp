@@ -162,6 +162,8 @@ SerialLink::Delays SerialLink::replyToFrameDelays(int slot) const
     }
     return d;
 }
+void SerialLink::watchDeadlines() { deadlines_->watchLateness(); }
+PreciseDeadlines::Lateness SerialLink::deadlineLateness() const { return deadlines_->lateness(); }
 quint64 SerialLink::repliesReceived(int slot) const { return at(slot).replies; }
 quint64 SerialLink::statusReadings(int slot) const { return at(slot).readings; }
 bool SerialLink::fresh(int slot) const { return at(slot).due->isActive(); }

@@ -6,6 +6,7 @@
 #include "protocol/trace_tap.h"
 #include "serial/link_transport.h"
 #include "serial/device_check.h"
+#include "serial/precise_deadlines.h"
 
 #include <QElapsedTimer>
 #include <QObject>
@@ -20,7 +21,6 @@
 
 namespace tarvek {
 
-class PreciseDeadlines;
 class WhenClear;
 class SettingsFiles;
 struct StationSettings;
@@ -77,6 +77,10 @@ public:
         qint64 maxUs = 0;
     };
     Delays replyToFrameDelays(int slot) const;
+    // How late the senders and the rests were told their time, and whether the thread slept
+    // through it or was at work (kept from watchDeadlines() on).
+    void watchDeadlines();
+    PreciseDeadlines::Lateness deadlineLateness() const;
     quint64 framesSent(int slot) const;
     quint64 repliesReceived(int slot) const;
     // Good status replies since the station started (see statusReading).

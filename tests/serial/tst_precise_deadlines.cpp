@@ -1,7 +1,9 @@
 #include "serial/precise_deadlines.h"
 #include "test_registry.h"
 
+#include <QEventLoop>
 #include <QTest>
+#include <QTimer>
 
 #include <vector>
 
@@ -41,6 +43,50 @@ private slots:
         QCOMPARE(order, (std::vector<int>{2, 3, 2, 1}));
         for (const auto& [key, late] : told)
             QVERIFY2(late >= 0, qPrintable(QString("key %1 told %2 ns early").arg(key).arg(-late)));
+    }
+
+    // Time lost to the station's own work is told apart from the machine's late wake-ups: a
+    // deadline that passes while the thread works, and one told after another key's handler in
+    // the same wake, are both held up by work, by at least as long as the work went on.
+    void lateForWorkIsTold()
+    {
+        const auto work = [](qint64 ns) {
+            const qint64 until = PreciseDeadlines::nowNs() + ns;
+            while (PreciseDeadlines::nowNs() < until) {
+            }
+        };
+        PreciseDeadlines deadlines;
+        deadlines.watchLateness();
+        int told = 0;
+        connect(&deadlines, &PreciseDeadlines::due, this, [&](int key) {
+            ++told;
+            if (key == 2)
+                work(3'000'000); // key 3 shares this wake
+        });
+        QTimer::singleShot(0, this, [&] {
+            deadlines.arm(1, PreciseDeadlines::nowNs() + 1'000'000);
+            work(6'000'000);
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(told, 1, 5000);
+        QCOMPARE(deadlines.lateness().heldByWork, quint64(1));
+        QCOMPARE(deadlines.lateness().wokeLate, quint64(0));
+        QVERIFY(deadlines.lateness().maxHeldNs >= 5'000'000);
+
+        // Asleep in a loop of its own (QTRY's waits never sleep), as the station's thread is.
+        QEventLoop loop;
+        connect(&deadlines, &PreciseDeadlines::due, &loop, [&] {
+            if (told == 3)
+                loop.quit();
+        });
+        QTimer::singleShot(5000, &loop, &QEventLoop::quit);
+        const qint64 at = PreciseDeadlines::nowNs() + 20'000'000;
+        deadlines.arm(2, at);
+        deadlines.arm(3, at);
+        loop.exec();
+        const PreciseDeadlines::Lateness& late = deadlines.lateness();
+        QCOMPARE(late.told, quint64(3));
+        QCOMPARE(late.heldByWork, quint64(2)); // however late the machine woke the thread for them
+        QVERIFY(late.maxHeldNs >= 5'000'000);
     }
 };
 TARVEK_TEST(PreciseDeadlinesTest)

@@ -145,6 +145,7 @@ std::optional<int> parseCommandLine(int argc, char** argv, Options& o)
                "N=DEVICE"),
         option("link-stats",
                QStringLiteral("On exit, print each port's frames and its reply-to-frame delay inside the station, "
+                              "how many deadlines of the link the machine woke it late for or its own work held up, "
                               "and the historian's transaction times.")),
         option("time-scale", QStringLiteral("Trend graph time scale at start: 50, 100, 200, 400 or 800 ms a pixel."),
                "MS"),
