@@ -361,7 +361,7 @@ int main(int argc, char** argv)
         });
         QTimer::singleShot((warm + measured) * 1000, &app, [&, name, pid, cpu0, wake0, steal0, window, done, counted] {
             measuring = false;
-            const std::vector<double> probeLate = probe.stop();
+            const std::vector<double> probeLate = probe.stop(); // its last sleep ends within 30 ms
             if (counted)
                 callgrindControl("-d", pid);
             const double elapsed = static_cast<double>(window->nsecsElapsed()) / 1e9;

@@ -77,8 +77,8 @@ public:
         qint64 maxUs = 0;
     };
     Delays replyToFrameDelays(int slot) const;
-    // How late the senders and the rests were told their time, and whether the thread slept
-    // through it or was at work (kept from watchDeadlines() on).
+    // How late the senders and the rests were told their time, and whose time it was: the
+    // machine's late wake-ups or the station's own work (kept from watchDeadlines() on).
     void watchDeadlines();
     PreciseDeadlines::Lateness deadlineLateness() const;
     quint64 framesSent(int slot) const;

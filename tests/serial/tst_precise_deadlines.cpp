@@ -86,7 +86,6 @@ private slots:
         const PreciseDeadlines::Lateness& late = deadlines.lateness();
         QCOMPARE(late.told, quint64(3));
         QCOMPARE(late.heldByWork, quint64(2)); // however late the machine woke the thread for them
-        QVERIFY(late.maxHeldNs >= 5'000'000);
     }
 };
 TARVEK_TEST(PreciseDeadlinesTest)
