@@ -154,10 +154,15 @@ private slots:
         QVERIFY(!first["time"].toString().isEmpty());
 
         QVERIFY(station.terminate());
+        QTRY_COMPARE_WITH_TIMEOUT(page.last("tarvek/st1/status").json()["online"], QJsonValue(false), 20'000);
+        // A page opened afterwards is given it by the central broker. (One opened while the
+        // bridge still carried it would be given the retained online status, then this one live.)
         Subscriber later(central, "page");
-        QTRY_COMPARE_WITH_TIMEOUT(later.last("tarvek/st1/status").json()["online"], QJsonValue(false), 20'000);
-        QVERIFY(later.last("tarvek/st1/status").retained);
-        QVERIFY2(!later.last("tarvek/st1/status").json()["time"].toString().isEmpty(), qPrintable(station.errors() + later.last("tarvek/st1/status").payload)); // not the will
+        QTRY_VERIFY_WITH_TIMEOUT(!later.last("tarvek/st1/status").payload.isEmpty(), 10'000);
+        const Received kept = later.last("tarvek/st1/status");
+        QVERIFY(kept.retained);
+        QCOMPARE(kept.json()["online"], QJsonValue(false));
+        QVERIFY2(!kept.json()["time"].toString().isEmpty(), qPrintable(station.errors() + kept.payload)); // not the will
         QVERIFY2(!station.errors().contains("Plant:"), qPrintable(station.errors()));
     }
 
