@@ -7,7 +7,8 @@
 
 namespace tarvek::bench {
 
-// Serves the devices until killed; returns only when a device cannot be opened or polled.
+// Serves the devices until SIGTERM, then prints how many of its deadlines it met more than 0.3 ms
+// late and returns 0; returns 1 at once when a device cannot be opened or polled.
 int runBareAnswer(const std::vector<std::string>& devices);
 
 } // namespace tarvek::bench

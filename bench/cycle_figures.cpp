@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cstdio>
@@ -243,4 +244,25 @@ Against medianOf(const std::vector<Against>& rounds)
     }
     return m;
 }
+void readDeadlines(Row& r, const QByteArray& report)
+{
+    // The lines the station prints under --link-stats and the bare answer prints at SIGTERM.
+    static const QRegularExpression station(QStringLiteral(
+        R"(link deadlines - (\d+) told; more than [\d.]+ ms late: (\d+) woken late by the machine \(the latest by ([\d.]+) ms\), (\d+) held up by the station's own work \(the longest by ([\d.]+) ms\))"));
+    static const QRegularExpression bare(
+        QStringLiteral(R"(bare answer deadlines - (\d+) told; more than [\d.]+ ms late: (\d+) \(the latest by ([\d.]+) ms\))"));
+    const QString text = QString::fromUtf8(report);
+    if (const auto m = station.match(text); m.hasMatch()) {
+        r.deadlinesTold = m.captured(1).toLongLong();
+        r.wokeLate = m.captured(2).toLongLong();
+        r.latestWokeMs = m.captured(3).toDouble();
+        r.heldByWork = m.captured(4).toLongLong();
+        r.longestHeldMs = m.captured(5).toDouble();
+    } else if (const auto b = bare.match(text); b.hasMatch()) {
+        r.deadlinesTold = b.captured(1).toLongLong();
+        r.wokeLate = b.captured(2).toLongLong();
+        r.latestWokeMs = b.captured(3).toDouble();
+    }
+}
+
 } // namespace tarvek::bench

@@ -2,6 +2,7 @@
 // What the frame cycle bench measures of a program serving the six engines, and how it sums the
 // figures up: rates and turnarounds per engine, CPU and wake-ups from /proc, late-frame bursts,
 // the medians of several rounds and the station's ratios to the bare answer.
+#include <QByteArray>
 #include <QElapsedTimer>
 #include <QString>
 
@@ -49,7 +50,16 @@ struct Row {
     // How late the machine woke the bench's wake probe while the program ran, in ms.
     double probeMedian = 0, probeP99 = 0, probeMax = 0;
     QString profile; // where its callgrind dump was kept, for callgrind_annotate
+    // The program's own count of its deadlines at its end (the station's frames and rests, the bare
+    // answer's frames): met more than 0.3 ms late because the machine woke it late, or because
+    // its own work held it up (the bare answer does none worth telling apart). -1: not told.
+    long long deadlinesTold = -1;
+    long long wokeLate = 0, heldByWork = 0;
+    double latestWokeMs = 0, longestHeldMs = 0;
 };
+
+// Reads a program's own count of its deadlines from what it printed at its end into the row.
+void readDeadlines(Row& r, const QByteArray& report);
 
 // The host's steal (hostStealMs) as the bench samples it every kStealSampleMs.
 struct StealSample {

@@ -455,6 +455,7 @@ int main(int argc, char** argv)
         measure(roundName("station"), stationProcess, [&] {
             stationProcess.waitForFinished(15000);
             stationReport = stationProcess.readAllStandardOutput();
+            readDeadlines(rows.back(), stationReport);
             if (++round < roundCount)
                 runRound();
             else
@@ -477,6 +478,7 @@ int main(int argc, char** argv)
         }
         measure(roundName("bare answer"), bareProcess, [&] {
             stopProcess(bareProcess);
+            readDeadlines(rows.back(), bareProcess.readAllStandardOutput());
             runStation();
         });
     };
@@ -528,6 +530,18 @@ int main(int argc, char** argv)
         std::printf("machine's wake-ups with the %s: a thread of the bench sleeping 30 ms at a time woke late by "
                     "median %.3f ms, p99 %.3f ms, max %.3f ms\n",
                     qPrintable(r.name), r.probeMedian, r.probeP99, r.probeMax);
+    // The same wake-ups as each program itself saw them: its deadlines met late.
+    for (const Row& r : rows) {
+        if (r.deadlinesTold <= 0)
+            continue;
+        const double share = 100.0 * static_cast<double>(r.wokeLate) / static_cast<double>(r.deadlinesTold);
+        std::printf("deadlines of the %s by its own count: %lld, of which %lld (%.1f %%) woken more than 0.3 ms late "
+                    "by the machine, the latest by %.3f ms",
+                    qPrintable(r.name), r.deadlinesTold, r.wokeLate, share, r.latestWokeMs);
+        if (r.name.startsWith(QLatin1String("station")))
+            std::printf(", and %lld held up by its own work, the longest by %.3f ms", r.heldByWork, r.longestHeldMs);
+        std::printf("\n");
+    }
     // The frames the host's steal did not reach, on each side and set against each other.
     for (const Row& r : rows)
         std::printf("frames with the %s after no steal for %.1f s: %zu of %zu; turnaround median %.2f ms, p99 %.2f ms, "
