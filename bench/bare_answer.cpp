@@ -55,7 +55,7 @@ void echo(const char* reply, std::array<char, 34>& frame)
 }
 } // namespace
 
-int runBareAnswer(const std::vector<std::string>& devices)
+int runBareAnswer(const std::vector<std::string>& devices, const std::string& timesFile)
 {
     std::vector<Engine> engines(devices.size());
     for (std::size_t i = 0; i < devices.size(); ++i) {
@@ -82,6 +82,8 @@ int runBareAnswer(const std::vector<std::string>& devices)
     ::sigprocmask(SIG_BLOCK, &term, &waiting);
     ::sigdelset(&waiting, SIGTERM);
     long long told = 0, late = 0, latestNs = 0;
+    // Each reply's end as the bare answer saw it, and each frame's write: engine, what, when.
+    std::vector<std::array<long long, 3>> moments;
 
     std::vector<pollfd> polled(engines.size());
     while (!stopAsked) {
@@ -109,6 +111,8 @@ int runBareAnswer(const std::vector<std::string>& devices)
             if (e.answerAt >= 0 && t >= e.answerAt) {
                 if (::write(e.fd, e.frame.data(), e.frame.size()) < 0 && errno != EAGAIN)
                     return 1;
+                if (!timesFile.empty())
+                    moments.push_back({static_cast<long long>(i + 1), 1, t});
                 ++told;
                 if (t - e.answerAt > kLateNs)
                     ++late;
@@ -127,6 +131,8 @@ int runBareAnswer(const std::vector<std::string>& devices)
             // opened in the middle of one, and only the last 159 may still begin the next.
             const char* window = e.held.data() + e.heldBytes - kReply;
             if (std::memcmp(window + 30 * kFieldWidth + 2, "123", 3) == 0) {
+                if (!timesFile.empty())
+                    moments.push_back({static_cast<long long>(i + 1), 0, t});
                 echo(window, e.frame);
                 e.heldBytes = 0;
                 e.answerAt = t + kAnswerDelayNs;
@@ -134,6 +140,13 @@ int runBareAnswer(const std::vector<std::string>& devices)
                 std::memmove(e.held.data(), window + 1, kReply - 1);
                 e.heldBytes = kReply - 1;
             }
+        }
+    }
+    if (!timesFile.empty()) {
+        if (FILE* f = std::fopen(timesFile.c_str(), "w")) {
+            for (const auto& [engine, what, at] : moments)
+                std::fprintf(f, "%lld %lld %lld\n", engine, what, at);
+            std::fclose(f);
         }
     }
     std::printf("bare answer deadlines - %lld told; more than %.1f ms late: %lld (the latest by %.3f ms)\n", told,

@@ -8,7 +8,10 @@
 namespace tarvek::bench {
 
 // Serves the devices until SIGTERM, then prints how many of its deadlines it met more than 0.3 ms
-// late and returns 0; returns 1 at once when a device cannot be opened or polled.
-int runBareAnswer(const std::vector<std::string>& devices);
+// late and returns 0; returns 1 at once when a device cannot be opened or polled. With a
+// timesFile, it also writes there, at its end, the moments it saw each reply end and wrote each
+// frame: one line each, "engine what nanoseconds" (what: 0 a reply's end, 1 a frame; the
+// monotonic clock), for the bench to split each turnaround into its parts.
+int runBareAnswer(const std::vector<std::string>& devices, const std::string& timesFile = {});
 
 } // namespace tarvek::bench

@@ -1,10 +1,14 @@
 #include "cycle_figures.h"
 
+#include "recorder/recording_format.h"
+#include "recorder/recording_reader.h"
+
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <numeric>
@@ -262,6 +266,73 @@ void readDeadlines(Row& r, const QByteArray& report)
         r.deadlinesTold = b.captured(1).toLongLong();
         r.wokeLate = b.captured(2).toLongLong();
         r.latestWokeMs = b.captured(3).toDouble();
+    }
+}
+
+qint64 monotonicNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+ProgramMoments bareMoments(const QString& file)
+{
+    ProgramMoments m;
+    QFile f(file);
+    if (!f.open(QIODevice::ReadOnly))
+        return m;
+    while (!f.atEnd()) {
+        const QList<QByteArray> parts = f.readLine().simplified().split(' ');
+        if (parts.size() != 3)
+            continue;
+        const int engine = parts[0].toInt();
+        if (engine < 1 || engine > 6)
+            continue;
+        auto& into = parts[1] == "0" ? m.read : m.written;
+        into[static_cast<std::size_t>(engine - 1)].push_back(parts[2].toLongLong());
+    }
+    return m;
+}
+
+ProgramMoments recordedMoments(const QString& folder)
+{
+    ProgramMoments m;
+    for (const QString& path : recording::recordingFiles(folder)) {
+        const recording::RecordingFile file = recording::readRecording(path);
+        recording::PacketReader reader(file.stream);
+        recording::Record r;
+        while (reader.next(r) == recording::PacketReader::Status::Record) {
+            if (r.quiet || r.bytes.empty() || r.engine < 1 || r.engine > 6)
+                continue;
+            auto& into = r.direction == recording::kDirectionIn ? m.read : m.written;
+            into[static_cast<std::size_t>(r.engine - 1)].push_back(r.monotonicUs * 1000);
+        }
+    }
+    for (auto* side : {&m.read, &m.written})
+        for (auto& v : *side)
+            std::sort(v.begin(), v.end());
+    return m;
+}
+
+void splitTurnarounds(Row& r, const std::array<EngineFigures, 6>& figures, const ProgramMoments& moments)
+{
+    // The last moment at or before `at`, or -1.
+    const auto lastBefore = [](const std::vector<qint64>& v, qint64 at) {
+        const auto it = std::upper_bound(v.begin(), v.end(), at);
+        return it == v.begin() ? qint64(-1) : *std::prev(it);
+    };
+    // A program reads the last piece of a reply a little after the simulator has sent it; sooner
+    // than this before, it is a piece of an earlier reply.
+    constexpr qint64 kReadBeforeEndNs = 5'000'000;
+    for (std::size_t k = 0; k < figures.size(); ++k) {
+        for (const auto& [replyEnd, frameRead] : figures[k].replyEndAndFrameNs) {
+            const qint64 written = lastBefore(moments.written[k], frameRead);
+            const qint64 read = written < 0 ? -1 : lastBefore(moments.read[k], written);
+            if (read < 0 || read < replyEnd - kReadBeforeEndNs)
+                continue;
+            r.toReadMs.push_back(static_cast<double>(read - replyEnd) / 1e6);
+            r.toWriteMs.push_back(static_cast<double>(written - read) / 1e6);
+            r.toSimulatorMs.push_back(static_cast<double>(frameRead - written) / 1e6);
+        }
     }
 }
 

@@ -56,10 +56,26 @@ struct Row {
     long long deadlinesTold = -1;
     long long wokeLate = 0, heldByWork = 0;
     double latestWokeMs = 0, longestHeldMs = 0;
+    // Each turnaround in its three parts, by the program's own moments (the station's from its
+    // recorder's files): from the reply's end to the program's read of its last piece, from that
+    // read to the frame's write, and from the write to the simulator's read of the frame, in ms.
+    std::vector<double> toReadMs, toWriteMs, toSimulatorMs;
 };
 
 // Reads a program's own count of its deadlines from what it printed at its end into the row.
 void readDeadlines(Row& r, const QByteArray& report);
+
+// When a program read replies (each piece, or only a reply's last) and wrote each frame, per
+// engine, in order, in nanoseconds of the monotonic clock.
+struct ProgramMoments {
+    std::array<std::vector<qint64>, 6> read, written;
+};
+// The bare answer's, from the file it wrote at its end: the read that made each reply whole.
+ProgramMoments bareMoments(const QString& file);
+// The station's, from the files of its recorder in this folder: each piece it took, each frame.
+ProgramMoments recordedMoments(const QString& folder);
+// Now on the clock the programs stamp their moments by.
+qint64 monotonicNs();
 
 // The host's steal (hostStealMs) as the bench samples it every kStealSampleMs.
 struct StealSample {
@@ -74,6 +90,10 @@ constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together ar
 
 struct EngineFigures {
     QElapsedTimer sinceReply;
+    // On the monotonic clock, which the programs stamp their own moments by: the end of the reply
+    // now out, and for each frame of the window its reply's end and its own arrival.
+    qint64 replyEndNs = 0;
+    std::vector<std::pair<qint64, qint64>> replyEndAndFrameNs;
     bool replyOut = false;
     std::vector<double> turnaroundMs;
     std::vector<qint64> frameAtNs; // when each of those frames arrived
@@ -139,6 +159,10 @@ double mean(const std::vector<double>& v);
 void countLate(Row& r, const std::array<EngineFigures, 6>& figures);
 // The bursts and the moments after steal, and the figures of the frames after none.
 void lookAtSteal(Row& r, const std::vector<StealSample>& samples, const std::array<EngineFigures, 6>& figures);
+
+// Splits each turnaround of the window into the row's three parts; a frame whose reply the
+// program's moments do not show (a file cut short, a reply taken before the window) is left out.
+void splitTurnarounds(Row& r, const std::array<EngineFigures, 6>& figures, const ProgramMoments& moments);
 
 void printRow(const Row& r);
 // Each figure the median of the rows' (the peak memory their highest).

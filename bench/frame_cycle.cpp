@@ -156,10 +156,12 @@ int main(int argc, char** argv)
         "unless --warmup is given.");
     QCommandLineOption bare("bare-answer", "(internal) serve the devices given as a bare answer.");
     bare.setFlags(QCommandLineOption::HiddenFromHelp);
+    QCommandLineOption bareTimes("bare-times", "(internal) where the bare answer writes its moments.", "FILE");
+    bareTimes.setFlags(QCommandLineOption::HiddenFromHelp);
     QCommandLineOption hog("hog", "(internal) spin.");
     hog.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOptions({seconds, warmup, load, station, noBare, graphs, scroll, noGraphs, loggerMs, noLogger, noHistorian,
-                       noRecorder, plantBroker, noPlant, outOfStep, screen, rounds, callgrind, bare, hog});
+                       noRecorder, plantBroker, noPlant, outOfStep, screen, rounds, callgrind, bare, bareTimes, hog});
     parser.process(app);
 
     if (parser.isSet(hog)) {
@@ -171,7 +173,7 @@ int main(int argc, char** argv)
         std::vector<std::string> devices;
         for (const QString& d : parser.positionalArguments())
             devices.push_back(d.toStdString());
-        return bench::runBareAnswer(devices);
+        return bench::runBareAnswer(devices, parser.value(bareTimes).toStdString());
     }
 
     const int measured = std::max(1, parser.value(seconds).toInt());
@@ -274,6 +276,7 @@ int main(int argc, char** argv)
     for (int n = 1; n <= 6; ++n) {
         auto& f = figures[static_cast<std::size_t>(n - 1)];
         QObject::connect(simulator.engine(n), &sim::SimulatedEngine::replySent, &app, [&f, &measuring] {
+            f.replyEndNs = monotonicNs();
             if (measuring && f.sinceFrame.isValid())
                 f.frameToReplyMs.push_back(static_cast<double>(f.sinceFrame.nsecsElapsed()) / 1e6);
             f.sinceFrame.invalidate();
@@ -284,6 +287,7 @@ int main(int argc, char** argv)
             if (!measuring || !f.replyOut)
                 return;
             f.turnaroundMs.push_back(static_cast<double>(f.sinceReply.nsecsElapsed()) / 1e6);
+            f.replyEndAndFrameNs.emplace_back(f.replyEndNs, monotonicNs());
             f.sinceFrame.start();
             f.replyOut = false;
             ++f.cycles;
@@ -345,6 +349,7 @@ int main(int argc, char** argv)
                 f.turnaroundMs.clear();
                 f.frameAtNs.clear();
                 f.frameToReplyMs.clear();
+                f.replyEndAndFrameNs.clear();
                 f.cycles = 0;
                 f.firstFrameNs = f.lastFrameNs = 0;
                 f.replyOut = false;
@@ -456,6 +461,8 @@ int main(int argc, char** argv)
             stationProcess.waitForFinished(15000);
             stationReport = stationProcess.readAllStandardOutput();
             readDeadlines(rows.back(), stationReport);
+            if (!parser.isSet(noRecorder))
+                splitTurnarounds(rows.back(), figures, recordedMoments(folder + "/Recorder"));
             if (++round < roundCount)
                 runRound();
             else
@@ -467,7 +474,8 @@ int main(int argc, char** argv)
             runStation();
             return;
         }
-        QStringList args{"--bare-answer"};
+        const QString timesFile = dir.filePath(QStringLiteral("bare-%1.times").arg(round + 1));
+        QStringList args{"--bare-answer", "--bare-times", timesFile};
         for (const QString& l : links)
             args << l;
         bareProcess.start(app.applicationFilePath(), args);
@@ -476,9 +484,10 @@ int main(int argc, char** argv)
             app.exit(1);
             return;
         }
-        measure(roundName("bare answer"), bareProcess, [&] {
+        measure(roundName("bare answer"), bareProcess, [&, timesFile] {
             stopProcess(bareProcess);
             readDeadlines(rows.back(), bareProcess.readAllStandardOutput());
+            splitTurnarounds(rows.back(), figures, bareMoments(timesFile));
             runStation();
         });
     };
@@ -542,6 +551,16 @@ int main(int argc, char** argv)
             std::printf(", and %lld held up by its own work, the longest by %.3f ms", r.heldByWork, r.longestHeldMs);
         std::printf("\n");
     }
+    // Where each program's turnaround went, by its own moments.
+    for (const Row& r : rows)
+        if (!r.toReadMs.empty())
+            std::printf("turnaround of the %s in parts, %zu frames: the reply's end to its read median %.3f ms, p99 %.3f, "
+                        "max %.3f; the read to the frame's write median %.3f, p99 %.3f, max %.3f; the write to the "
+                        "simulator's read median %.3f, p99 %.3f, max %.3f\n",
+                        qPrintable(r.name), r.toReadMs.size(), percentile(r.toReadMs, 0.5), percentile(r.toReadMs, 0.99),
+                        percentile(r.toReadMs, 1.0), percentile(r.toWriteMs, 0.5), percentile(r.toWriteMs, 0.99),
+                        percentile(r.toWriteMs, 1.0), percentile(r.toSimulatorMs, 0.5),
+                        percentile(r.toSimulatorMs, 0.99), percentile(r.toSimulatorMs, 1.0));
     // The frames the host's steal did not reach, on each side and set against each other.
     for (const Row& r : rows)
         std::printf("frames with the %s after no steal for %.1f s: %zu of %zu; turnaround median %.2f ms, p99 %.2f ms, "
