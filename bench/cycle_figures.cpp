@@ -336,4 +336,25 @@ void splitTurnarounds(Row& r, const std::array<EngineFigures, 6>& figures, const
     }
 }
 
+void printOwnCounts(const Row& r)
+{
+    if (r.deadlinesTold > 0) {
+        const double share = 100.0 * static_cast<double>(r.wokeLate) / static_cast<double>(r.deadlinesTold);
+        std::printf("deadlines of the %s by its own count: %lld, of which %lld (%.1f %%) woken more than 0.3 ms late "
+                    "by the machine, the latest by %.3f ms",
+                    qPrintable(r.name), r.deadlinesTold, r.wokeLate, share, r.latestWokeMs);
+        if (r.name.startsWith(QLatin1String("station")))
+            std::printf(", and %lld held up by its own work, the longest by %.3f ms", r.heldByWork, r.longestHeldMs);
+        std::printf("\n");
+    }
+    if (!r.toReadMs.empty())
+        std::printf("turnaround of the %s in parts, %zu frames: the reply's end to its read median %.3f ms, p99 %.3f, "
+                    "max %.3f; the read to the frame's write median %.3f, p99 %.3f, max %.3f; the write to the "
+                    "simulator's read median %.3f, p99 %.3f, max %.3f\n",
+                    qPrintable(r.name), r.toReadMs.size(), percentile(r.toReadMs, 0.5), percentile(r.toReadMs, 0.99),
+                    percentile(r.toReadMs, 1.0), percentile(r.toWriteMs, 0.5), percentile(r.toWriteMs, 0.99),
+                    percentile(r.toWriteMs, 1.0), percentile(r.toSimulatorMs, 0.5), percentile(r.toSimulatorMs, 0.99),
+                    percentile(r.toSimulatorMs, 1.0));
+}
+
 } // namespace tarvek::bench

@@ -165,6 +165,8 @@ void lookAtSteal(Row& r, const std::vector<StealSample>& samples, const std::arr
 void splitTurnarounds(Row& r, const std::array<EngineFigures, 6>& figures, const ProgramMoments& moments);
 
 void printRow(const Row& r);
+// The program's own count of its late deadlines and its turnaround in parts, where it has them.
+void printOwnCounts(const Row& r);
 // Each figure the median of the rows' (the peak memory their highest).
 Row medianRow(const std::vector<const Row*>& rows, const QString& name);
 

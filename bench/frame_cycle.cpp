@@ -539,28 +539,9 @@ int main(int argc, char** argv)
         std::printf("machine's wake-ups with the %s: a thread of the bench sleeping 30 ms at a time woke late by "
                     "median %.3f ms, p99 %.3f ms, max %.3f ms\n",
                     qPrintable(r.name), r.probeMedian, r.probeP99, r.probeMax);
-    // The same wake-ups as each program itself saw them: its deadlines met late.
-    for (const Row& r : rows) {
-        if (r.deadlinesTold <= 0)
-            continue;
-        const double share = 100.0 * static_cast<double>(r.wokeLate) / static_cast<double>(r.deadlinesTold);
-        std::printf("deadlines of the %s by its own count: %lld, of which %lld (%.1f %%) woken more than 0.3 ms late "
-                    "by the machine, the latest by %.3f ms",
-                    qPrintable(r.name), r.deadlinesTold, r.wokeLate, share, r.latestWokeMs);
-        if (r.name.startsWith(QLatin1String("station")))
-            std::printf(", and %lld held up by its own work, the longest by %.3f ms", r.heldByWork, r.longestHeldMs);
-        std::printf("\n");
-    }
-    // Where each program's turnaround went, by its own moments.
+    // The same wake-ups as each program itself saw them, and where its turnaround went.
     for (const Row& r : rows)
-        if (!r.toReadMs.empty())
-            std::printf("turnaround of the %s in parts, %zu frames: the reply's end to its read median %.3f ms, p99 %.3f, "
-                        "max %.3f; the read to the frame's write median %.3f, p99 %.3f, max %.3f; the write to the "
-                        "simulator's read median %.3f, p99 %.3f, max %.3f\n",
-                        qPrintable(r.name), r.toReadMs.size(), percentile(r.toReadMs, 0.5), percentile(r.toReadMs, 0.99),
-                        percentile(r.toReadMs, 1.0), percentile(r.toWriteMs, 0.5), percentile(r.toWriteMs, 0.99),
-                        percentile(r.toWriteMs, 1.0), percentile(r.toSimulatorMs, 0.5),
-                        percentile(r.toSimulatorMs, 0.99), percentile(r.toSimulatorMs, 1.0));
+        printOwnCounts(r);
     // The frames the host's steal did not reach, on each side and set against each other.
     for (const Row& r : rows)
         std::printf("frames with the %s after no steal for %.1f s: %zu of %zu; turnaround median %.2f ms, p99 %.2f ms, "
