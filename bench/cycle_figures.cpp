@@ -323,9 +323,12 @@ void splitTurnarounds(Row& r, const std::array<EngineFigures, 6>& figures, const
     // A program reads the last piece of a reply a little after the simulator has sent it; sooner
     // than this before, it is a piece of an earlier reply.
     constexpr qint64 kReadBeforeEndNs = 5'000'000;
+    // The station stamps a write once it has returned: a thread held up just then stamps it after
+    // the simulator has read the frame. The next frame is a whole cycle later.
+    constexpr qint64 kStampedAfterNs = 5'000'000;
     for (std::size_t k = 0; k < figures.size(); ++k) {
         for (const auto& [replyEnd, frameRead] : figures[k].replyEndAndFrameNs) {
-            const qint64 written = lastBefore(moments.written[k], frameRead);
+            const qint64 written = lastBefore(moments.written[k], frameRead + kStampedAfterNs);
             const qint64 read = written < 0 ? -1 : lastBefore(moments.read[k], written);
             if (read < 0 || read < replyEnd - kReadBeforeEndNs)
                 continue;
