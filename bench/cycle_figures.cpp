@@ -16,24 +16,24 @@
 
 namespace tarvek::bench {
 
+qint64 monotonicNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
 void WakeProbe::start()
 {
     stop();
     lateMs_.clear();
     stopping_ = false;
     thread_ = std::thread([this] {
-        const auto now = [] {
-            timespec t{};
-            ::clock_gettime(CLOCK_MONOTONIC, &t);
-            return qint64(t.tv_sec) * 1'000'000'000 + t.tv_nsec;
-        };
-        qint64 due = now();
+        qint64 due = monotonicNs();
         while (!stopping_) {
             due += 30'000'000;
             const timespec at{static_cast<time_t>(due / 1'000'000'000), static_cast<long>(due % 1'000'000'000)};
             while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &at, nullptr) != 0) {
             }
-            const qint64 woke = now();
+            const qint64 woke = monotonicNs();
             lateMs_.push_back(static_cast<double>(woke - due) / 1e6);
             due = std::max(due, woke - 30'000'000); // a long stall is one late wake, not a string of them
         }
@@ -248,6 +248,7 @@ Against medianOf(const std::vector<Against>& rounds)
     }
     return m;
 }
+
 void readDeadlines(Row& r, const QByteArray& report)
 {
     // The lines the station prints under --link-stats and the bare answer prints at SIGTERM.
@@ -267,11 +268,6 @@ void readDeadlines(Row& r, const QByteArray& report)
         r.wokeLate = b.captured(2).toLongLong();
         r.latestWokeMs = b.captured(3).toDouble();
     }
-}
-
-qint64 monotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 ProgramMoments bareMoments(const QString& file)
