@@ -89,9 +89,9 @@ constexpr double kLateMs = 1.0;
 constexpr qint64 kBurstGapNs = 10'000'000; // late frames this close together are one burst
 
 struct EngineFigures {
-    QElapsedTimer sinceReply;
     // On the monotonic clock, which the programs stamp their own moments by: the end of the reply
-    // now out, and for each frame of the window its reply's end and its own arrival.
+    // now out (the turnaround runs from it), and for each frame of the window its reply's end and
+    // its own arrival.
     qint64 replyEndNs = 0;
     std::vector<std::pair<qint64, qint64>> replyEndAndFrameNs;
     bool replyOut = false;

@@ -280,14 +280,14 @@ int main(int argc, char** argv)
             if (measuring && f.sinceFrame.isValid())
                 f.frameToReplyMs.push_back(static_cast<double>(f.sinceFrame.nsecsElapsed()) / 1e6);
             f.sinceFrame.invalidate();
-            f.sinceReply.start();
             f.replyOut = true;
         });
         QObject::connect(simulator.engine(n), &sim::SimulatedEngine::frameApplied, &app, [&f, &measuring, &steady] {
             if (!measuring || !f.replyOut)
                 return;
-            f.turnaroundMs.push_back(static_cast<double>(f.sinceReply.nsecsElapsed()) / 1e6);
-            f.replyEndAndFrameNs.emplace_back(f.replyEndNs, monotonicNs());
+            const qint64 frameNs = monotonicNs();
+            f.turnaroundMs.push_back(static_cast<double>(frameNs - f.replyEndNs) / 1e6);
+            f.replyEndAndFrameNs.emplace_back(f.replyEndNs, frameNs);
             f.sinceFrame.start();
             f.replyOut = false;
             ++f.cycles;
